@@ -1,0 +1,71 @@
+#pragma once
+
+// The site's database interface: lookups, the realtime current-value read and command records,
+// over Qt SQL (an SQLite file by default, or a PostgreSQL server). Connections are opened once
+// and reused; a dropped connection is reopened on the next call. Failures are reported through
+// the Message signal and the call's result, never by exceptions.
+
+#include <QDateTime>
+#include <QHash>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace telmon {
+
+struct ConnectionStrings {
+  QString config;
+  QString alarms;
+  QString data;
+  QString dataShortTerm;
+  QString realtime;
+};
+
+// One realtime point as the current-value read returns it.
+struct CurrentValueItem {
+  QString ioid;
+  QDateTime timestamp;
+  std::optional<double> numericValue;  // empty = null
+  QString textValue;
+};
+using CurrentValues = QHash<QString, CurrentValueItem>;  // keyed by IOID
+
+class H5DBIL : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit H5DBIL(QObject* parent = nullptr);
+  ~H5DBIL() override;
+
+  bool SetSiteID(const QString& siteId, const QString& languageId,
+                 const ConnectionStrings& connections);
+  QString SiteID() const;
+  const ConnectionStrings& Connections() const;
+
+  bool TestConnectionsReadOnly();
+  bool TestConnectionsReadWrite();
+
+  // Value of `key` in H5LOOKUP for the site, or `defaultValue` when there is none.
+  QString LookupValue(const QString& key, const QString& defaultValue);
+
+  // Current values for a comma-separated IOID list. `connection` is a connection string (the
+  // realtime one normally); an invalid `asOf` means current values. Empty on failure.
+  std::optional<CurrentValues> ReadCurrentValues(const QString& connection, const QDateTime& asOf,
+                                                 const QString& ioidList);
+
+  // One command record in H5IOCOMMAND for the site, in a transaction.
+  bool WriteMessageRecord(const QString& commandText, const QString& extra1,
+                          const QString& extra2, const QString& callerCode);
+
+ Q_SIGNALS:
+  void Message(std::int32_t msgType, const QString& text);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace telmon

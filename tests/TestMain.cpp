@@ -1,0 +1,17 @@
+// Test entry point: a Qt application object exists for the whole run, so sockets, timers,
+// SQL drivers and (in widget tests) windows work as they do in the program.
+#ifdef TELMON_TEST_GUI
+#include <QApplication>
+using TestApplication = QApplication;
+#else
+#include <QCoreApplication>
+using TestApplication = QCoreApplication;
+#endif
+
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  TestApplication app(argc, argv);
+  return RUN_ALL_TESTS();
+}
