@@ -1,0 +1,1 @@
+// Selected-DAHS settings.

@@ -1,0 +1,1 @@
+// Connection to the I/O server.

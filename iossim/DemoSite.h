@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+namespace telmon::iossim {
+
+// Writes a complete demo site into `dir`: the settings file "Halvo5.INI" and the SQLite
+// databases it names, with devices, queues, blocks, channels and accounts for two DAHS units.
+// Returns false and sets `error` when the folder or a database cannot be written.
+bool WriteDemoSite(const QString& dir, QString* error);
+
+}  // namespace telmon::iossim
