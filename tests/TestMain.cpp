@@ -12,6 +12,10 @@ using TestApplication = QCoreApplication;
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
+  // Widget tests never need a display; test discovery runs the binary without the environment.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
   TestApplication app(argc, argv);
   return RUN_ALL_TESTS();
 }
