@@ -1,10 +1,49 @@
+#include "app/CommandLine.h"
+#include "app/ScreenshotTour.h"
+#include "app/SplashForm.h"
+#include "app/frmMain.h"
+#include "platform/ui/QtPrompter.h"
+#include "util/Clock.h"
+
 #include <QApplication>
-#include <QMainWindow>
+#include <QTextStream>
+
+using namespace telmon;
 
 int main(int argc, char* argv[]) {
   QApplication app(argc, argv);
-  QMainWindow window;
-  window.setWindowTitle(QStringLiteral("Telmon"));
+  QApplication::setApplicationName(QStringLiteral("Telmon"));
+  QApplication::setApplicationVersion(QStringLiteral(TELMON_VERSION));
+  QApplication::setOrganizationName(QStringLiteral("Quarn"));
+
+  const CommandLine cl = CommandLine::Parse(QApplication::arguments());
+  QTextStream out(stdout);
+  if (cl.help || !cl.error.isEmpty()) {
+    if (!cl.error.isEmpty()) {
+      QTextStream(stderr) << "telmon: " << cl.error << "\n\n";
+    }
+    out << CommandLine::HelpText(QStringLiteral("telmon"));
+    return cl.error.isEmpty() ? 0 : 2;
+  }
+  if (cl.version) {
+    out << "telmon " << TELMON_VERSION << "\n";
+    return 0;
+  }
+
+  SystemClock clock;
+  QtPrompter prompter;
+  // Where the computer's own name does not reach the I/O server, TELMON_IOS_HOST names it.
+  frmMain window(cl, MainServices{prompter, clock, qEnvironmentVariable("TELMON_IOS_HOST")});
+  prompter.SetParent(&window);
+  auto* splash = new SplashForm;
+  splash->setAttribute(Qt::WA_DeleteOnClose);
+  if (!window.Startup(splash)) {
+    window.ShowFailedStartup();
+    return 1;
+  }
   window.show();
+  if (!cl.screenshotDir.isEmpty()) {
+    new ScreenshotTour(window, cl.screenshotDir, 5000, &window);
+  }
   return QApplication::exec();
 }

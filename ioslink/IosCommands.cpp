@@ -1,1 +1,116 @@
-// Command builders.
+#include "ioslink/IosCommands.h"
+
+#include "util/UtilityFunctions.h"
+#include "util/UtilityXMLDOMFunctions.h"
+
+#include <initializer_list>
+#include <utility>
+
+namespace telmon::IosCommands {
+
+namespace {
+
+constexpr char SpacedEnd[] = " />";
+constexpr char TightEnd[] = "/>";
+
+using Attribute = std::pair<const char*, QString>;
+
+// Opening text, action, each attribute as ` name="value"` in order, then the ending.
+QString Build(const char* action, std::initializer_list<Attribute> attributes, const char* ending) {
+  QString s = QStringLiteral("<Command action=\"") + QLatin1String(action) + QLatin1Char('"');
+  for (const auto& [name, value] : attributes) {
+    s += QLatin1Char(' ') + QLatin1String(name) + QStringLiteral("=\"") + value + QLatin1Char('"');
+  }
+  return s + QLatin1String(ending);
+}
+
+QString Id(std::int32_t id) { return QString::number(id); }
+
+// True is -1 in the system's integer form; the flag is its absolute value.
+QString Flag(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
+
+}  // namespace
+
+QString GetFullDeviceInfo() { return Build(Action::GetFullDeviceInfo, {}, SpacedEnd); }
+QString GetFullQueueInfo() { return Build(Action::GetFullQueueInfo, {}, SpacedEnd); }
+QString GetFullBlockInfo() { return Build(Action::GetFullBlockInfo, {}, SpacedEnd); }
+QString GetIOSSettings() { return Build(Action::GetIOSSettings, {}, SpacedEnd); }
+QString GetChannelConfigInfo() { return Build(Action::GetChannelConfigInfo, {}, SpacedEnd); }
+
+QStringList FullRefreshCommands() {
+  return {GetFullDeviceInfo(), GetFullQueueInfo(), GetFullBlockInfo(), GetIOSSettings(),
+          GetChannelConfigInfo()};
+}
+
+QString RefreshAllData() { return Build(Action::RefreshAllData, {}, SpacedEnd); }
+QString ResetQCounters() { return Build(Action::ResetQCounters, {}, TightEnd); }
+
+QString SetDeviceToRandomMode(std::int32_t deviceId, bool randomMode) {
+  return Build(Action::SetDeviceToRandomMode, {{"id", Id(deviceId)}, {"value", Flag(randomMode)}},
+               TightEnd);
+}
+
+QString SetAllDevicesToRandomMode(bool randomMode) {
+  return Build(Action::SetDeviceToRandomMode,
+               {{"id", QStringLiteral("*")}, {"value", Flag(randomMode)}}, TightEnd);
+}
+
+QString SetDeviceIPAddress(std::int32_t deviceId, const QString& address) {
+  return Build(Action::SetDeviceIPAddress,
+               {{"id", Id(deviceId)}, {"value", EscapeXmlText(address)}}, TightEnd);
+}
+
+QString SetDeviceClock(std::int32_t deviceId) {
+  return Build(Action::SetDeviceClock, {{"id", Id(deviceId)}}, TightEnd);
+}
+
+QString EraseHDRForDevice(std::int32_t deviceId) {
+  return Build(Action::EraseHDRForDevice, {{"id", Id(deviceId)}}, TightEnd);
+}
+
+QString DoFailover(std::int32_t deviceId) {
+  return Build(Action::DoFailover, {{"id", Id(deviceId)}}, TightEnd);
+}
+
+QString SetLogLevel(LogLevel level) {
+  return Build(Action::SetLogLevel, {{"value", QString::number(static_cast<int>(level))}},
+               TightEnd);
+}
+
+QString ResetLog() { return Build(Action::ResetLog, {}, SpacedEnd); }
+
+QString SetURP(std::int32_t priority) {
+  return Build(Action::SetURP, {{"value", QString::number(priority)}}, TightEnd);
+}
+
+QString SetRID(std::int32_t milliseconds) {
+  return Build(Action::SetRID, {{"value", QString::number(milliseconds)}}, TightEnd);
+}
+
+QString ForceChannelValue(std::int32_t channelId, const Value& value) {
+  return Build(Action::ForceChannelValue,
+               {{"id", Id(channelId)},
+                {"value", value.ToText()},
+                {"DataSource", QLatin1String(DataSource::ForcedValue)}},
+               SpacedEnd);
+}
+
+QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
+                              const Decimal& oscillationMin, const Decimal& oscillationMax,
+                              const Decimal& oscillationPeriod) {
+  return Build(Action::ForceChannelValue,
+               {{"id", Id(channelId)},
+                {"value", value.ToText()},
+                {"DataSource", QLatin1String(DataSource::TriangleWave)},
+                {"OscillationMin", oscillationMin.ToText()},
+                {"OscillationMax", oscillationMax.ToText()},
+                {"OscillationPeriod", oscillationPeriod.ToText()}},
+               SpacedEnd);
+}
+
+QString WriteToChannel(std::int32_t channelId, const Value& value) {
+  return Build(Action::WriteToChannel,
+               {{"id", Id(channelId)}, {"value", xml::VariantToXmlText(value)}}, SpacedEnd);
+}
+
+}  // namespace telmon::IosCommands

@@ -1,1 +1,225 @@
-// Connection to the I/O server.
+#include "ioslink/IosConnection.h"
+
+#include "ioslink/IosCommands.h"
+#include "ioslink/IosErrors.h"
+#include "ioslink/IosEventDispatch.h"
+#include "platform/WindowUtilities.h"
+#include "util/TextConversionFunctions.h"
+#include "util/UtilityFunctions.h"
+
+#include <QLocale>
+#include <QTcpSocket>
+
+#include <cmath>
+#include <limits>
+
+namespace telmon {
+
+namespace {
+
+constexpr int ReceivedTextShown = 50;
+
+QString ErrorText(const char* code, const ErrorInfo& info) {
+  return QStringLiteral("%1: Error %2, %3")
+      .arg(QLatin1String(code))
+      .arg(info.number)
+      .arg(info.description);
+}
+
+}  // namespace
+
+QString FormatByteCount(std::uint64_t count) {
+  QLocale locale;
+  locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+  return locale.toString(static_cast<qulonglong>(count));
+}
+
+IosConnection::IosConnection(IRaiseMsg& sink, IosLinkSettings settings, QObject* parent)
+    : QObject(parent), sink_(sink), settings_(std::move(settings)), socket_(new QTcpSocket(this)) {
+  socket_->setObjectName(QStringLiteral("Winsock1"));
+  connect(socket_, &QTcpSocket::connected, this, &IosConnection::OnConnected);
+  connect(socket_, &QTcpSocket::disconnected, this, &IosConnection::OnDisconnected);
+  connect(socket_, &QTcpSocket::readyRead, this, &IosConnection::OnReadyRead);
+  connect(socket_, &QTcpSocket::errorOccurred, this, &IosConnection::OnErrorOccurred);
+}
+
+IosConnection::~IosConnection() {
+  // Tearing the socket down is not the server closing the link.
+  closingLocally_ = true;
+  socket_->abort();
+}
+
+int IosConnection::SocketState() const { return static_cast<int>(socket_->state()); }
+
+void IosConnection::Report(std::int32_t msgType, const QString& text) {
+  sink_.RaiseMsg(msgType, text);
+}
+
+void IosConnection::ReportCaught(const char* code) {
+  Report(MsgType::Error, ErrorText(code, CurrentErrorInfo()));
+}
+
+void IosConnection::SetPanel(const QString& text) {
+  panelText_ = text;
+  Q_EMIT BytesReceivedPanelChanged(text);
+}
+
+void IosConnection::ResetReceiveState() {
+  bytesReceivedTotal_ = 0;
+  buffer_.Clear();
+}
+
+std::int32_t IosConnection::GetIOSPort() {
+  try {
+    QString value;
+    if (settings_.lookupValue) {
+      value = settings_.lookupValue(QStringLiteral("IOS:TcpListenPortForMonitorConnections"),
+                                    QString());
+    }
+    if (!IsNumeric(value)) {
+      value = QStringLiteral("7651");
+    }
+    // The sum is taken before rounding, as the site's other tools do.
+    const double port = ToDouble(value).value_or(DefaultPort) + settings_.dahsId - 1.0;
+    const double rounded = std::nearbyint(port);
+    if (!(rounded >= std::numeric_limits<std::int32_t>::min() &&
+          rounded <= std::numeric_limits<std::int32_t>::max())) {
+      throw TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"));
+    }
+    return static_cast<std::int32_t>(rounded);
+  } catch (...) {
+    const ErrorInfo info = CurrentErrorInfo();
+    Report(MsgType::PortLookup,
+           QStringLiteral("TELM-0056: %1, %2").arg(info.number).arg(info.description));
+    return DefaultPort;
+  }
+}
+
+void IosConnection::ConnectToIOS() {
+  DisconnectFromIOS();
+  if (SocketState() != 0) {
+    return;
+  }
+  try {
+    StartConnect();
+  } catch (...) {
+    ReportCaught("TELM-0024");
+    SetPanel(QStringLiteral("??"));
+  }
+}
+
+void IosConnection::StartConnect() {
+  const std::int32_t port = GetIOSPort();
+  const QString host =
+      settings_.hostName ? settings_.hostName() : WindowUtilities::LocalComputerName();
+  Report(MsgType::Progress,
+         QStringLiteral("Connecting to IOS (%1, TCP port %2)...").arg(host).arg(port));
+  ResetReceiveState();
+  SetPanel(QStringLiteral("Connecting..."));
+  if (port < 1 || port > 65535) {
+    throw TelmonError(IosErrorNumber::InvalidPropertyValue,
+                      QStringLiteral("Invalid TCP port %1").arg(port));
+  }
+  socket_->connectToHost(host, static_cast<quint16>(port));
+}
+
+void IosConnection::DisconnectFromIOS() {
+  try {
+    const int state = SocketState();
+    if (state == 0) {
+      Report(MsgType::Progress, QStringLiteral("TELM-0025: Socket is closed"));
+      return;
+    }
+    Report(MsgType::Progress,
+           QStringLiteral("TELM-0025: Socket state=%1; closing socket...").arg(state));
+    closingLocally_ = true;
+    socket_->flush();
+    socket_->abort();
+    closingLocally_ = false;
+  } catch (...) {
+    closingLocally_ = false;
+    ReportCaught("TELM-0026");
+  }
+}
+
+void IosConnection::SendCommand(const QString& command) {
+  try {
+    if (socket_->state() != QAbstractSocket::ConnectedState) {
+      throw TelmonError(
+          IosErrorNumber::WrongState,
+          QStringLiteral("Wrong protocol or connection state for the requested transaction "
+                         "or request"));
+    }
+    if (socket_->write(command.toLatin1()) < 0) {
+      throw TelmonError(SocketErrorNumber(socket_->error()), socket_->errorString());
+    }
+  } catch (...) {
+    ReportCaught("TELM-0027");
+  }
+}
+
+void IosConnection::RequestFullRefresh() {
+  for (const QString& command : IosCommands::FullRefreshCommands()) {
+    SendCommand(command);
+  }
+}
+
+void IosConnection::OnConnected() {
+  try {
+    Report(MsgType::Progress, QStringLiteral("TELM-0030: Connected to IOS."));
+    ResetReceiveState();
+    SetPanel(QStringLiteral("Connected"));
+    RequestFullRefresh();
+  } catch (...) {
+    ReportCaught("TELM-0031");
+  }
+}
+
+void IosConnection::OnDisconnected() {
+  if (closingLocally_) {
+    return;
+  }
+  try {
+    Report(MsgType::Progress, QStringLiteral("TELM-0028: Connection to IOS is closed."));
+    ResetReceiveState();
+    SetPanel(QStringLiteral("Closed"));
+  } catch (...) {
+    ReportCaught("TELM-0029");
+  }
+}
+
+void IosConnection::OnErrorOccurred(QAbstractSocket::SocketError error) {
+  // The server closing the link is the closed notification, not an error.
+  if (error == QAbstractSocket::RemoteHostClosedError || closingLocally_) {
+    return;
+  }
+  const std::int32_t number = SocketErrorNumber(error);
+  Report(MsgType::Error, QStringLiteral("TELM-0035: Winsock error: %1, %2, Scode=%3, Source=%4")
+                             .arg(number)
+                             .arg(socket_->errorString())
+                             .arg(SocketStatusCode(number))
+                             .arg(socket_->objectName()));
+}
+
+void IosConnection::OnReadyRead() {
+  try {
+    const QByteArray chunk = socket_->readAll();
+    bytesReceivedTotal_ += static_cast<std::uint64_t>(chunk.size());
+    SetPanel(FormatByteCount(bytesReceivedTotal_));
+    const xml::XmlDocument doc = buffer_.Append(chunk);
+    if (!doc) {
+      // The new chunk alone is shown, not the text kept from earlier arrivals.
+      Report(MsgType::Error,
+             QStringLiteral("TELM-0032: Can't parse XML from IOS. (XML=") +
+                 TruncateForDisplay(QString::fromLatin1(chunk.left(ReceivedTextShown + 1)),
+                                    ReceivedTextShown) +
+                 QLatin1Char(')'));
+      return;
+    }
+    DispatchEvents(doc, handlers_, sink_);
+  } catch (...) {
+    ReportCaught("TELM-0034");
+  }
+}
+
+}  // namespace telmon

@@ -57,8 +57,8 @@ class H5DBIL : public QObject {
                                                  const QString& ioidList);
 
   // One command record in H5IOCOMMAND for the site, in a transaction.
-  bool WriteMessageRecord(const QString& commandText, const QString& extra1,
-                          const QString& extra2, const QString& callerCode);
+  bool WriteMessageRecord(const QString& commandText, const QString& extra1, const QString& extra2,
+                          const QString& callerCode);
 
  Q_SIGNALS:
   void Message(std::int32_t msgType, const QString& text);

@@ -30,10 +30,18 @@ class SecurityService : public QObject {
   SecurityService(Prompter& prompter, const IClock& clock, QObject* parent = nullptr);
   ~SecurityService() override;
 
-  bool Initialise(const QString& siteId, const QString& languageId,
-                  const QString& configConnection, const QString& alarmsConnection,
-                  const QString& programName, const QString& ownerId);
+  bool Initialise(const QString& siteId, const QString& languageId, const QString& configConnection,
+                  const QString& alarmsConnection, const QString& programName,
+                  const QString& ownerId);
   PrivilegeCheck CheckPrivilege(int level, bool interactive);
+
+  // How many wrong passwords in a row lock an account, and for how long.
+  struct LockoutPolicy {
+    int maxFailures = 5;
+    int lockSeconds = 60;
+    int attemptsPerCheck = 3;
+  };
+  void SetLockoutPolicy(const LockoutPolicy& policy);
 
  Q_SIGNALS:
   void Message(std::int32_t msgType, const QString& text);

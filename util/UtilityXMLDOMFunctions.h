@@ -2,12 +2,16 @@
 
 // XML DOM helpers over libxml2. Every document the program builds or parses goes through
 // here, so the parser settings (no network, no DTD loading, no entity substitution,
-// insignificant blanks dropped) are fixed in one place.
+// insignificant blanks dropped, attribute values normalised) are fixed in one place. Text with
+// a document type declaration is refused outright: the protocol never uses one, and refusing
+// it keeps entity expansion and external files out of reach. libxml2's own limits (10 MB per
+// text node or attribute value, 256 levels of nesting) stay on, so hostile text fails fast.
 
 #include "util/IRaiseMsg.h"
+#include "util/Value.h"
 
-#include <QString>
 #include <libxml/tree.h>
+#include <QString>
 
 #include <memory>
 #include <optional>
@@ -26,7 +30,12 @@ using XmlDocument = std::unique_ptr<xmlDoc, XmlDocFree>;
 using XmlElement = const xmlNode*;
 
 XmlDocument NewXmlDocument();
+// The parsed document, or none; with a sink, a failure is reported as XMLDOM-0001 (text that
+// is not well-formed) or XMLDOM-0002 (the parser could not run).
 XmlDocument ParseXmlDocument(IRaiseMsg* sink, const QString& text);
+// Several top-level elements parsed under one wrapper root element; with a sink, a failure is
+// reported by the document parse and then as XMLDOM-0005 (or XMLDOM-0006 when the wrapping
+// itself failed).
 XmlDocument ParseXmlFragment(IRaiseMsg* sink, const QString& text);
 // Same as ParseXmlFragment(nullptr, ...) but for text already encoded as UTF-8; the receive
 // path uses it to avoid a round trip through QString.
@@ -48,5 +57,13 @@ bool HasAttribute(XmlElement element, const char* name);
 std::optional<bool> GetAttributeBoolean(XmlElement element, const char* name);
 // The serialised form of a node.
 QString NodeXml(XmlElement element);
+
+// Attribute text for a value: "" for empty and null, plain decimal text for numbers (never an
+// exponent), "1"/"0" for Booleans, and date-times as "HH:mm:ss" (pure time), "yyyy-MM-dd"
+// (midnight) or "yyyy-MM-dd HH:mm:ss". Markup characters are not escaped.
+QString VariantToXmlText(const Value& value);
+// A floating value as plain decimal text, rounded to the 15 significant digits a double
+// carries: 1.0E-7 gives "0.0000001", 0.1 gives "0.1", 1E+20 gives "100000000000000000000".
+QString NumberToPlainText(double value);
 
 }  // namespace telmon::xml

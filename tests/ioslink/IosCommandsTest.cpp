@@ -1,1 +1,102 @@
+#include "ioslink/IosCommands.h"
+
 #include <gtest/gtest.h>
+
+using namespace telmon;
+namespace cmd = telmon::IosCommands;
+
+// Each command's exact text, ending included: the server compares them as they are.
+TEST(IosCommands, RequestsWithoutArgumentsKeepTheirOwnEnding) {
+  EXPECT_EQ(cmd::GetFullDeviceInfo(), R"(<Command action="GetFullDeviceInfo" />)");
+  EXPECT_EQ(cmd::GetFullQueueInfo(), R"(<Command action="GetFullQueueInfo" />)");
+  EXPECT_EQ(cmd::GetFullBlockInfo(), R"(<Command action="GetFullBlockInfo" />)");
+  EXPECT_EQ(cmd::GetIOSSettings(), R"(<Command action="GetIOSSettings" />)");
+  EXPECT_EQ(cmd::GetChannelConfigInfo(), R"(<Command action="GetChannelConfigInfo" />)");
+  EXPECT_EQ(cmd::RefreshAllData(), R"(<Command action="RefreshAllData" />)");
+  EXPECT_EQ(cmd::ResetLog(), R"(<Command action="ResetLog" />)");
+  EXPECT_EQ(cmd::ResetQCounters(), R"(<Command action="ResetQCounters"/>)");
+}
+
+TEST(IosCommands, FullRefreshAsksForEverythingInOrder) {
+  EXPECT_EQ(
+      cmd::FullRefreshCommands(),
+      QStringList(
+          {R"(<Command action="GetFullDeviceInfo" />)", R"(<Command action="GetFullQueueInfo" />)",
+           R"(<Command action="GetFullBlockInfo" />)", R"(<Command action="GetIOSSettings" />)",
+           R"(<Command action="GetChannelConfigInfo" />)"}));
+}
+
+TEST(IosCommands, DeviceCommands) {
+  EXPECT_EQ(cmd::SetDeviceToRandomMode(12, true),
+            R"(<Command action="SetDeviceToRandomMode" id="12" value="1"/>)");
+  EXPECT_EQ(cmd::SetDeviceToRandomMode(12, false),
+            R"(<Command action="SetDeviceToRandomMode" id="12" value="0"/>)");
+  EXPECT_EQ(cmd::SetAllDevicesToRandomMode(true),
+            R"(<Command action="SetDeviceToRandomMode" id="*" value="1"/>)");
+  EXPECT_EQ(cmd::SetAllDevicesToRandomMode(false),
+            R"(<Command action="SetDeviceToRandomMode" id="*" value="0"/>)");
+  EXPECT_EQ(cmd::SetDeviceClock(7), R"(<Command action="SetDeviceClock" id="7"/>)");
+  EXPECT_EQ(cmd::EraseHDRForDevice(2147483647),
+            R"(<Command action="EraseHDRForDevice" id="2147483647"/>)");
+  EXPECT_EQ(cmd::DoFailover(3), R"(<Command action="DoFailover" id="3"/>)");
+  EXPECT_EQ(cmd::SetDeviceClock(-4), R"(<Command action="SetDeviceClock" id="-4"/>)");
+}
+
+TEST(IosCommands, OnlyTheTypedIpAddressIsEscaped) {
+  EXPECT_EQ(cmd::SetDeviceIPAddress(5, "192.168.0.10"),
+            R"(<Command action="SetDeviceIPAddress" id="5" value="192.168.0.10"/>)");
+  EXPECT_EQ(cmd::SetDeviceIPAddress(5, R"(a"b<c>&d'e)"),
+            R"(<Command action="SetDeviceIPAddress" id="5" value="a&quot;b&lt;c&gt;&amp;d'e"/>)");
+  EXPECT_EQ(cmd::SetDeviceIPAddress(5, ""),
+            R"(<Command action="SetDeviceIPAddress" id="5" value=""/>)");
+}
+
+TEST(IosCommands, ServerTuningCommands) {
+  EXPECT_EQ(cmd::SetLogLevel(cmd::LogLevel::None), R"(<Command action="SetLogLevel" value="-1"/>)");
+  EXPECT_EQ(cmd::SetLogLevel(cmd::LogLevel::Normal),
+            R"(<Command action="SetLogLevel" value="0"/>)");
+  EXPECT_EQ(cmd::SetLogLevel(cmd::LogLevel::All), R"(<Command action="SetLogLevel" value="2"/>)");
+  EXPECT_EQ(cmd::SetURP(3), R"(<Command action="SetURP" value="3"/>)");
+  EXPECT_EQ(cmd::SetRID(250), R"(<Command action="SetRID" value="250"/>)");
+  EXPECT_EQ(cmd::SetRID(0), R"(<Command action="SetRID" value="0"/>)");
+}
+
+TEST(IosCommands, ForceChannelValueFixed) {
+  EXPECT_EQ(
+      cmd::ForceChannelValue(17, Value(*Decimal::Parse("12.50"))),
+      R"(<Command action="ForceChannelValue" id="17" value="12.5" DataSource="ForcedValue" />)");
+  EXPECT_EQ(cmd::ForceChannelValue(17, Value::Null()),
+            R"(<Command action="ForceChannelValue" id="17" value="" DataSource="ForcedValue" />)");
+  EXPECT_EQ(
+      cmd::ForceChannelValue(17, Value(65535)),
+      R"(<Command action="ForceChannelValue" id="17" value="65535" DataSource="ForcedValue" />)");
+  EXPECT_EQ(
+      cmd::ForceChannelValue(17, Value(*Decimal::Parse("1E-7"))),
+      R"(<Command action="ForceChannelValue" id="17" value="0.0000001" DataSource="ForcedValue" />)");
+  EXPECT_EQ(
+      cmd::ForceChannelValue(17, Value("OPEN")),
+      R"(<Command action="ForceChannelValue" id="17" value="OPEN" DataSource="ForcedValue" />)");
+}
+
+TEST(IosCommands, ForceChannelValueWave) {
+  EXPECT_EQ(cmd::ForceChannelValueWave(9, Value(*Decimal::Parse("-5")), *Decimal::Parse("-5"),
+                                       *Decimal::Parse("5.250"), *Decimal::Parse("120")),
+            R"(<Command action="ForceChannelValue" id="9" value="-5" DataSource="TriangleWave" )"
+            R"(OscillationMin="-5" OscillationMax="5.25" OscillationPeriod="120" />)");
+  EXPECT_EQ(cmd::ForceChannelValueWave(9, Value::Null(), Decimal(0), Decimal(1), Decimal(60)),
+            R"(<Command action="ForceChannelValue" id="9" value="" DataSource="TriangleWave" )"
+            R"(OscillationMin="0" OscillationMax="1" OscillationPeriod="60" />)");
+}
+
+TEST(IosCommands, WriteToChannelRendersTheValueAsAttributeText) {
+  EXPECT_EQ(cmd::WriteToChannel(17, Value(*Decimal::Parse("3.14159"))),
+            R"(<Command action="WriteToChannel" id="17" value="3.14159" />)");
+  EXPECT_EQ(cmd::WriteToChannel(17, Value::Null()),
+            R"(<Command action="WriteToChannel" id="17" value="" />)");
+  EXPECT_EQ(cmd::WriteToChannel(17, Value(1.0E-7)),
+            R"(<Command action="WriteToChannel" id="17" value="0.0000001" />)");
+  EXPECT_EQ(cmd::WriteToChannel(17, Value(true)),
+            R"(<Command action="WriteToChannel" id="17" value="1" />)");
+  EXPECT_EQ(cmd::WriteToChannel(17, Value(-1)),
+            R"(<Command action="WriteToChannel" id="17" value="-1" />)");
+}

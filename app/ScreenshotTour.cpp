@@ -1,0 +1,49 @@
+#include "app/ScreenshotTour.h"
+
+#include "app/TabFrames.h"
+#include "app/frmMain.h"
+#include "messages/frmProblems.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QTabBar>
+#include <QTextStream>
+#include <QTimer>
+
+namespace telmon {
+
+ScreenshotTour::ScreenshotTour(frmMain& window, QString folder, int settleMs, QObject* parent)
+    : QObject(parent), window_(window), folder_(std::move(folder)) {
+  QTimer::singleShot(settleMs, this, &ScreenshotTour::Shoot);
+}
+
+bool ScreenshotTour::Save(QWidget* widget, const QString& name) {
+  QCoreApplication::processEvents();
+  const QString path = QDir(folder_).filePath(name + QStringLiteral(".png"));
+  const bool ok = widget->grab().save(path);
+  QTextStream(stdout) << (ok ? "saved " : "could not save ") << path << "\n";
+  return ok;
+}
+
+void ScreenshotTour::Shoot() {
+  QDir().mkpath(folder_);
+  TabFrames& tabs = window_.Tabs();
+  window_.UpdateChannels();
+  for (int i = 0; i < tabs.tabstripTELM()->count(); ++i) {
+    tabs.SelectTab(i);
+    QString name = tabs.tabstripTELM()->tabText(i).toLower();
+    name.replace(QRegularExpression(QStringLiteral("[^a-z0-9]+")), QStringLiteral("-"));
+    Save(&window_, QStringLiteral("%1-%2").arg(i + 1).arg(name));
+  }
+  tabs.SelectTab(0);
+  frmProblems& problems = window_.Problems();
+  problems.resize(900, 400);
+  problems.show();
+  Save(&problems, QStringLiteral("messages"));
+  problems.hide();
+  window_.CloseByProgram();
+}
+
+}  // namespace telmon

@@ -1,0 +1,330 @@
+#include "app/frmMain.h"
+
+#include "app/EditModeController.h"
+#include "app/IOSSelectedDahs.h"
+#include "app/MainMenus.h"
+#include "app/StatusPanels.h"
+#include "app/TabFrames.h"
+#include "ioslink/IosCommands.h"
+#include "ioslink/IosConnection.h"
+#include "messages/MessageFileLog.h"
+#include "messages/MessageLogModel.h"
+#include "messages/frmProblems.h"
+#include "platform/H5DBIL.h"
+#include "platform/MessageTypes.h"
+#include "platform/Prompter.h"
+#include "platform/SecurityPrivilegeGate.h"
+#include "platform/ui/WindowUtilitiesUi.h"
+#include "util/Clock.h"
+#include "views/BlockListviewManager.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelListviewManager.h"
+#include "views/DeviceListviewManager.h"
+#include "views/DeviceOperations.h"
+#include "views/KeyedListModel.h"
+#include "views/QueueListviewManager.h"
+#include "views/ui/ChannelsPage.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QTimer>
+
+namespace telmon {
+
+frmMain::frmMain(const CommandLine& commandLine, MainServices services, QWidget* parent)
+    : QMainWindow(parent),
+      commandLine_(commandLine),
+      services_(std::move(services)),
+      messageTypes_(std::make_unique<MessageTypes>()),
+      configs_(std::make_unique<ChannelConfigInfoManager>()) {
+  setObjectName(QStringLiteral("frmMain"));
+  setWindowTitle(QString::fromLatin1(ProgramTitle));
+  logModel_ = new MessageLogModel(services_.clock, *messageTypes_, nullptr, this);
+  if (!commandLine_.messageLogFile.isEmpty()) {
+    fileLog_ = new MessageFileLog(this);
+    if (fileLog_->Open(commandLine_.messageLogFile)) {
+      fileLog_->Follow(*logModel_);
+    } else {
+      RaiseMsg(MsgType::Error, QStringLiteral("Cannot write the message log '%1': %2")
+                                   .arg(commandLine_.messageLogFile, fileLog_->ErrorString()));
+    }
+  }
+  BuildFrame();
+  ConnectMenus();
+  StartTimers();
+}
+
+frmMain::~frmMain() { Teardown(); }
+
+void frmMain::BuildFrame() {
+  menus_ = std::make_unique<MainMenus>(MainMenus::Build(menuBar(), this));
+  panels_ = std::make_unique<StatusPanels>(statusBar());
+  statusBar()->setObjectName(QStringLiteral("StatusBar1"));
+  tabs_ = new TabFrames(this);
+  setCentralWidget(tabs_);
+  txtNotPolling_ = new QLineEdit(QStringLiteral("Not Polling Device(s)"), tabs_->Beside());
+  txtNotPolling_->setObjectName(QStringLiteral("txtNotPolling"));
+  txtNotPolling_->setReadOnly(true);
+  txtNotPolling_->setStyleSheet(QStringLiteral("color: white; background: #c00000;"));
+  txtNotPolling_->setFixedWidth(
+      txtNotPolling_->fontMetrics().horizontalAdvance(txtNotPolling_->text()) + 16);
+  txtNotPolling_->setVisible(false);
+  menus_->mnuWatches_Change->setEnabled(false);
+  resize(1100, 700);
+}
+
+void frmMain::ConnectMenus() {
+  const MainMenus& m = *menus_;
+  connect(m.mnuFile_ConnectToIOS, &QAction::triggered, this, &frmMain::ConnectToIOS);
+  connect(m.mnuFile_DisconnectFromIOS, &QAction::triggered, this, &frmMain::DisconnectFromIOS);
+  connect(m.mnuFile_RefreshAllLists, &QAction::triggered, this, &frmMain::RefreshAllLists);
+  connect(m.mnuFile_ReadAllData, &QAction::triggered, this,
+          [this] { SendCommand(IosCommands::RefreshAllData()); });
+  connect(m.mnuFile_PrintScreen, &QAction::triggered, this, &frmMain::PrintScreen);
+  connect(m.mnuFile_Exit, &QAction::triggered, this, &frmMain::CloseByProgram);
+  connect(m.mnuEdit_AllowEdits, &QAction::triggered, this, [this] {
+    // The check mark follows edit mode, not the click.
+    menus_->mnuEdit_AllowEdits->setChecked(EditsAllowed());
+    if (edit_ != nullptr) {
+      edit_->Toggle();
+    }
+  });
+  for (QAction* a :
+       {m.mnuWatches_CopyWatchInfo, m.mnuWatches_Add, m.mnuWatches_AddAddr, m.mnuWatches_Change,
+        m.mnuWatches_Remove, m.mnuWatches_RemoveAll, m.mnuFile_List}) {
+    connect(a, &QAction::triggered, this, [this, a] { NotAvailable(a->text()); });
+  }
+  connect(m.mnuView_Messages, &QAction::triggered, this, &frmMain::ShowMessagesWindow);
+  connect(m.mnuView_About, &QAction::triggered, this,
+          [this] { ShowAboutBox(this, QString::fromLatin1(ProgramTitle)); });
+  connect(m.mnuView_Support, &QAction::triggered, this,
+          [this] { ShowSupportBox(this, QString::fromLatin1(ProgramTitle)); });
+}
+
+void frmMain::ConnectChannelToolbar() {
+  ChannelsPage* page = channelsPage_;
+  const MainMenus& m = *menus_;
+  connect(page, &ChannelsPage::OneDecPlaceToggled, m.mnuWatches_1DecPlace, &QAction::setChecked);
+  connect(m.mnuWatches_1DecPlace, &QAction::toggled, page->Button(QStringLiteral("1DecPlace")),
+          &QAction::setChecked);
+  connect(page, &ChannelsPage::AddWatchClicked, m.mnuWatches_Add, &QAction::trigger);
+  connect(page, &ChannelsPage::AddAddressClicked, m.mnuWatches_AddAddr, &QAction::trigger);
+  connect(page, &ChannelsPage::RemoveAllWatchesClicked, m.mnuWatches_RemoveAll, &QAction::trigger);
+  connect(page, &ChannelsPage::ChangeValueClicked, m.mnuWatches_Change, &QAction::trigger);
+  connect(page, &ChannelsPage::RefreshBlocksClicked, m.mnuFile_ReadAllData, &QAction::trigger);
+  connect(page, &ChannelsPage::MessagesClicked, m.mnuView_Messages, &QAction::trigger);
+  connect(page, &ChannelsPage::SaveIOListClicked, m.mnuFile_List, &QAction::trigger);
+  OnEditModeChanged(EditsAllowed());
+}
+
+void frmMain::StartTimers() {
+  tmrCurrentTime_ = new QTimer(this);
+  tmrCurrentTime_->setObjectName(QStringLiteral("tmrCurrentTime"));
+  tmrCurrentTime_->setInterval(100);
+  connect(tmrCurrentTime_, &QTimer::timeout, this, &frmMain::OnClockTick);
+  tmrUpdateChannels_ = new QTimer(this);
+  tmrUpdateChannels_->setObjectName(QStringLiteral("tmrUpdateChannels"));
+  tmrUpdateChannels_->setInterval(2000);
+  connect(tmrUpdateChannels_, &QTimer::timeout, this, &frmMain::UpdateChannels);
+  // The I/O audit control belongs to a library this site does not have; its timer still runs
+  // so that the page can refresh once the control exists.
+  tmrRefreshIOAudit_ = new QTimer(this);
+  tmrRefreshIOAudit_->setObjectName(QStringLiteral("tmrRefreshIOAudit"));
+  tmrRefreshIOAudit_->setInterval(10000);
+  tmrCurrentTime_->start();
+  tmrUpdateChannels_->start();
+  tmrRefreshIOAudit_->start();
+}
+
+void frmMain::OnClockTick() {
+  const QString shown = FormatDateTimeStyle(services_.clock.Now(), 1);
+  if (shown != lastShownTime_) {
+    panels_->SetText(PanelKey::CurrentTime, shown);
+    lastShownTime_ = shown;
+  }
+}
+
+void frmMain::UpdateChannels() {
+  if (tick_) {
+    tick_->Run();
+  }
+}
+
+void frmMain::RaiseMsg(std::int32_t msgType, const QString& text) {
+  logModel_->AddMsg(msgType, text);
+}
+
+frmProblems& frmMain::Problems() {
+  if (problems_ == nullptr) {
+    problems_ =
+        new frmProblems(*logModel_, services_.prompter, QString::fromLatin1(ProgramTitle), this);
+    problems_->setWindowFlag(Qt::Window);
+    problems_->setWindowTitle(QString::fromLatin1(ProgramTitle) + QStringLiteral(" Messages"));
+  }
+  return *problems_;
+}
+
+void frmMain::ShowMessagesWindow() {
+  frmProblems& p = Problems();
+  if (p.isMinimized()) {
+    p.showNormal();
+  } else {
+    p.show();
+  }
+  p.raise();
+  p.activateWindow();
+}
+
+void frmMain::SendCommand(const QString& command) {
+  if (link_ != nullptr) {
+    link_->SendCommand(command);
+  }
+}
+
+bool frmMain::EditsAllowed() const { return edit_ != nullptr && edit_->EditsAllowed(); }
+
+bool frmMain::AskWhetherUserWantsToEnableEditing() {
+  return edit_ != nullptr && edit_->AskWhetherUserWantsToEnableEditing();
+}
+
+void frmMain::OnEditModeChanged(bool on) {
+  menus_->mnuEdit_AllowEdits->setChecked(on);
+  menus_->mnuWatches_Change->setEnabled(on);
+  if (channelsPage_ != nullptr) {
+    if (QAction* change = channelsPage_->Button(QStringLiteral("ChangeValue"))) {
+      change->setEnabled(on);
+    }
+  }
+}
+
+void frmMain::ConnectToIOS() {
+  if (link_ != nullptr) {
+    link_->ConnectToIOS();
+  }
+}
+
+void frmMain::DisconnectFromIOS() {
+  if (link_ != nullptr) {
+    link_->DisconnectFromIOS();
+  }
+}
+
+void frmMain::RefreshAllLists() {
+  if (devices_) {
+    devices_->InitializeLsv();
+  }
+  if (queues_) {
+    queues_->InitializeLsv();
+  }
+  if (blocks_) {
+    blocks_->InitializeLsv();
+  }
+  if (link_ != nullptr) {
+    link_->RequestFullRefresh();
+  }
+}
+
+void frmMain::PrintScreen() {
+  const PrintOutcome outcome = PrintWindowImage(this);
+  if (!outcome.ok) {
+    services_.prompter.Show(outcome.error, QString::fromLatin1(ProgramTitle),
+                            PromptIcon::Exclamation);
+  } else {
+    RaiseMsg(MsgType::Progress,
+             QStringLiteral("Printed the main window to %1.").arg(outcome.destination));
+  }
+}
+
+void frmMain::NotAvailable(const QString& caption) {
+  QString name = caption;
+  name.remove(QLatin1Char('&'));
+  services_.prompter.Show(QStringLiteral("%1 is not available in this version of %2.")
+                              .arg(name, QString::fromLatin1(ProgramTitle)),
+                          QString::fromLatin1(ProgramTitle), PromptIcon::Information);
+}
+
+// --- events from the I/O server -----------------------------------------------------------
+
+void frmMain::OnDeviceUpdate(xml::XmlElement event) { devices_->UpdateOneItemInLsv(event); }
+void frmMain::OnQueueUpdate(xml::XmlElement event) { queues_->UpdateOneItemInLsv(event); }
+void frmMain::OnBlockUpdate(xml::XmlElement event) { blocks_->UpdateOneItemInLsv(event); }
+void frmMain::OnChannelConfigFullUpdate() { configs_->ClearAllConfigInfo(); }
+void frmMain::OnChannelConfigUpdate(xml::XmlElement event) { configs_->UpdateConfigInfo(event); }
+void frmMain::OnChannelConfigBurstEnd() { channels_->UpdateLsvWithChannelConfigInfo(); }
+// The settings page that shows these is not part of this version; the event is accepted.
+void frmMain::OnIOSSettingsUpdate(xml::XmlElement /*event*/) {}
+void frmMain::OnMessageEvent(std::int32_t msgType, const QString& text) {
+  logModel_->AddMsg(msgType, text);
+}
+
+// --- channel tick panels --------------------------------------------------------------------
+
+void frmMain::SetChannelUpdateTime(const QString& text) {
+  panels_->SetText(PanelKey::ChannelUpdateTime, text);
+}
+void frmMain::SetAllRefreshTime(const QString& text) {
+  panels_->SetText(PanelKey::AllRefreshTime, text);
+}
+void frmMain::SetAllRefreshToolTip(const QString& text) {
+  panels_->SetToolTip(PanelKey::AllRefreshTime, text);
+}
+void frmMain::SetNotPollingVisible(bool visible) { txtNotPolling_->setVisible(visible); }
+void frmMain::BeginBusy() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+void frmMain::EndBusy() { QApplication::restoreOverrideCursor(); }
+
+// --- closing --------------------------------------------------------------------------------
+
+void frmMain::CloseByProgram() {
+  closingByProgram_ = true;
+  close();
+}
+
+void frmMain::closeEvent(QCloseEvent* event) {
+  // Only the operator's own close (the title-bar control) asks; the program, the menu and the
+  // system close without a question.
+  if (event->spontaneous() && !closingByProgram_ && started_) {
+    const PromptAnswer answer = services_.prompter.Ask(
+        {QStringLiteral("Are you sure you want to exit?"), QString::fromLatin1(ProgramTitle),
+         PromptIcon::Exclamation, PromptButtons::YesNo, PromptAnswer::No});
+    if (answer != PromptAnswer::Yes) {
+      event->ignore();
+      return;
+    }
+  }
+  Teardown();
+  if (problems_ != nullptr) {
+    problems_->AllowClose();
+    problems_->close();
+  }
+  event->accept();
+}
+
+void frmMain::Teardown() {
+  if (tornDown_) {
+    return;
+  }
+  tornDown_ = true;
+  tmrCurrentTime_->stop();
+  tmrUpdateChannels_->stop();
+  tmrRefreshIOAudit_->stop();
+  if (link_ != nullptr) {
+    link_->SetEventHandlers(nullptr);
+  }
+  tick_.reset();
+  for (ListviewManagerBase* m : {static_cast<ListviewManagerBase*>(devices_.get()),
+                                 static_cast<ListviewManagerBase*>(queues_.get()),
+                                 static_cast<ListviewManagerBase*>(blocks_.get())}) {
+    if (m != nullptr) {
+      m->Teardown();
+    }
+  }
+  if (channels_) {
+    channels_->Teardown();
+  }
+}
+
+}  // namespace telmon

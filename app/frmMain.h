@@ -1,0 +1,183 @@
+#pragma once
+
+// The program's one top-level window and the owner of every long-lived object: the selected
+// DAHS's settings, the database interface, the list managers, the channel configuration
+// records, the link to the I/O server and the messages window. It assembles the pages, routes
+// menu actions and timers, and is the message sink and command sender of every other part.
+
+#include "app/CommandLine.h"
+#include "ioslink/ICommandSender.h"
+#include "ioslink/IosEventHandlers.h"
+#include "util/IRaiseMsg.h"
+#include "views/ChannelUpdateTick.h"
+
+#include <QMainWindow>
+
+#include <memory>
+
+class QLineEdit;
+class QTimer;
+
+namespace telmon {
+
+class BlockListviewManager;
+class ChannelConfigInfoManager;
+class ChannelListviewManager;
+class ChannelsPage;
+class DeviceListviewManager;
+class DeviceOperations;
+class EditModeController;
+class frmProblems;
+class H5DBIL;
+class IClock;
+class IOSSelectedDahs;
+class IosConnection;
+class KeyedListModel;
+class MessageFileLog;
+class MessageLogModel;
+class MessageTypes;
+class Prompter;
+class QueueListviewManager;
+class SecurityPrivilegeGate;
+class SplashForm;
+class StatusPanels;
+class TabFrames;
+struct MainMenus;
+
+struct MainServices {
+  Prompter& prompter;
+  const IClock& clock;
+  // Host of the I/O server; the local computer's name when empty.
+  QString iosHost;
+};
+
+class frmMain : public QMainWindow,
+                public IRaiseMsg,
+                public ICommandSender,
+                public IIosEventHandlers,
+                public IChannelTickPanels {
+  Q_OBJECT
+
+ public:
+  static constexpr char ProgramTitle[] = "Telmon";
+
+  frmMain(const CommandLine& commandLine, MainServices services, QWidget* parent = nullptr);
+  ~frmMain() override;
+
+  // Runs the named start-up steps; false when start-up failed (the reason is in the messages
+  // window, which ShowFailedStartup shows).
+  bool Startup(SplashForm* splash);
+  void ShowFailedStartup();
+  bool Started() const { return started_; }
+
+  void RaiseMsg(std::int32_t msgType, const QString& text) override;
+  void SendCommand(const QString& command) override;
+  bool EditsAllowed() const;
+  bool AskWhetherUserWantsToEnableEditing();
+
+  void ConnectToIOS();
+  void DisconnectFromIOS();
+  void RefreshAllLists();
+  // One channel update tick, as the 2-second timer runs it.
+  void UpdateChannels();
+
+  // For tests and screenshots.
+  frmProblems& Problems();
+  MessageLogModel& MessageLog() { return *logModel_; }
+  StatusPanels& Panels() { return *panels_; }
+  TabFrames& Tabs() { return *tabs_; }
+  const MainMenus& Menus() const { return *menus_; }
+  QLineEdit* txtNotPolling() const { return txtNotPolling_; }
+  IosConnection* Link() const { return link_; }
+  EditModeController* EditMode() const { return edit_; }
+  KeyedListModel* DevicesModel() const { return devicesModel_; }
+  KeyedListModel* QueuesModel() const { return queuesModel_; }
+  KeyedListModel* BlocksModel() const { return blocksModel_; }
+  KeyedListModel* ChannelsModel() const { return channelsModel_; }
+  ChannelListviewManager* Channels() const { return channels_.get(); }
+  ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
+  ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
+  // Closes the window without the exit question, as File > Exit does.
+  void CloseByProgram();
+
+  // IIosEventHandlers
+  void OnDeviceUpdate(xml::XmlElement event) override;
+  void OnQueueUpdate(xml::XmlElement event) override;
+  void OnBlockUpdate(xml::XmlElement event) override;
+  void OnChannelConfigFullUpdate() override;
+  void OnChannelConfigUpdate(xml::XmlElement event) override;
+  void OnChannelConfigBurstEnd() override;
+  void OnIOSSettingsUpdate(xml::XmlElement event) override;
+  void OnMessageEvent(std::int32_t msgType, const QString& text) override;
+
+  // IChannelTickPanels
+  void SetChannelUpdateTime(const QString& text) override;
+  void SetAllRefreshTime(const QString& text) override;
+  void SetAllRefreshToolTip(const QString& text) override;
+  void SetNotPollingVisible(bool visible) override;
+  void BeginBusy() override;
+  void EndBusy() override;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void BuildFrame();
+  void ConnectMenus();
+  void ConnectChannelToolbar();
+  void StartTimers();
+  void OnClockTick();
+  void OnEditModeChanged(bool on);
+  void ShowMessagesWindow();
+  void PrintScreen();
+  void NotAvailable(const QString& caption);
+  void Teardown();
+  bool LoadSettings();
+  bool SetupDatabase();
+  void SetupDeviceManager();
+  void SetupQueueManager();
+  void SetupBlockManager();
+  void SetupChannelManager();
+  void AddRemainingPages();
+  void Finalize(SplashForm* splash);
+
+  CommandLine commandLine_;
+  MainServices services_;
+  QString stepName_;
+  bool started_ = false;
+  bool closingByProgram_ = false;
+  bool tornDown_ = false;
+  QString lastShownTime_;
+
+  std::unique_ptr<MessageTypes> messageTypes_;
+  MessageLogModel* logModel_ = nullptr;
+  frmProblems* problems_ = nullptr;
+  MessageFileLog* fileLog_ = nullptr;
+  std::unique_ptr<IOSSelectedDahs> settings_;
+  H5DBIL* dbil_ = nullptr;
+  std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
+  EditModeController* edit_ = nullptr;
+  KeyedListModel* devicesModel_ = nullptr;
+  KeyedListModel* queuesModel_ = nullptr;
+  KeyedListModel* blocksModel_ = nullptr;
+  KeyedListModel* channelsModel_ = nullptr;
+  std::unique_ptr<DeviceListviewManager> devices_;
+  std::unique_ptr<QueueListviewManager> queues_;
+  std::unique_ptr<BlockListviewManager> blocks_;
+  std::unique_ptr<ChannelListviewManager> channels_;
+  std::unique_ptr<ChannelConfigInfoManager> configs_;
+  std::unique_ptr<DeviceOperations> deviceOps_;
+  std::unique_ptr<ChannelUpdateTick> tick_;
+  IosConnection* link_ = nullptr;
+  ChannelsPage* channelsPage_ = nullptr;
+
+  std::unique_ptr<MainMenus> menus_;
+  std::unique_ptr<StatusPanels> panels_;
+  TabFrames* tabs_ = nullptr;
+  QLineEdit* txtNotPolling_ = nullptr;
+  QTimer* tmrCurrentTime_ = nullptr;
+  QTimer* tmrUpdateChannels_ = nullptr;
+  QTimer* tmrRefreshIOAudit_ = nullptr;
+};
+
+}  // namespace telmon

@@ -1,0 +1,317 @@
+// Start-up of the main window: the named steps that build the settings, the database link,
+// the list managers and the channel-configuration store, then connect to the I/O server.
+
+#include "app/EditModeController.h"
+#include "app/IOSSelectedDahs.h"
+#include "app/MainMenus.h"
+#include "app/SplashForm.h"
+#include "app/StartupSequence.h"
+#include "app/StatusPanels.h"
+#include "app/TabFrames.h"
+#include "app/frmMain.h"
+#include "ioslink/IosConnection.h"
+#include "messages/frmProblems.h"
+#include "platform/H5DBIL.h"
+#include "platform/SecurityPrivilegeGate.h"
+#include "util/Clock.h"
+#include "views/BlockListviewManager.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelListviewManager.h"
+#include "views/DeviceListviewManager.h"
+#include "views/DeviceOperations.h"
+#include "views/KeyedListModel.h"
+#include "views/QueueListviewManager.h"
+#include "views/ui/BlocksPage.h"
+#include "views/ui/ChannelsPage.h"
+#include "views/ui/DevicesPage.h"
+#include "views/ui/QueuesPage.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QLabel>
+#include <QTimer>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+namespace telmon {
+
+namespace {
+
+// A page whose content this version does not provide says so plainly.
+QWidget* NotePage(const QString& text, const char* listName = nullptr) {
+  auto* page = new QWidget;
+  auto* layout = new QVBoxLayout(page);
+  auto* note = new QLabel(text, page);
+  note->setWordWrap(true);
+  note->setAlignment(Qt::AlignCenter);
+  layout->addWidget(note);
+  if (listName != nullptr) {
+    auto* list = new QTreeView(page);
+    list->setObjectName(QLatin1String(listName));
+    layout->addWidget(list, 1);
+  }
+  return page;
+}
+
+}  // namespace
+
+bool frmMain::Startup(SplashForm* splash) {
+  struct NoProgress : IStartupProgress {
+    void SetProgressText(const QString&) override {}
+    void SetProgressValue(int) override {}
+  } noProgress;
+  IStartupProgress& progress =
+      splash != nullptr ? *splash : static_cast<IStartupProgress&>(noProgress);
+
+  const std::vector<StartupStep> steps = {
+      {QStringLiteral("Splash form"),
+       {},
+       -1,
+       {},
+       [&] {
+         if (splash != nullptr) {
+           splash->SetProgressRange(0, 100);
+           splash->SetProgressVisible(true);
+           splash->Setup(QString::fromLatin1(ProgramTitle));
+         }
+         return true;
+       }},
+      {QStringLiteral("Problems form"),
+       {},
+       -1,
+       {},
+       [&] {
+         Problems();
+         return true;
+       }},
+      {QStringLiteral("getting DAHSID from command line"), {}, -1, {}, {}},
+      {QStringLiteral("load SelectedDAHS settings from Halvo INI file"),
+       {},
+       25,
+       QStringLiteral("TELM-0005: can't load settings from Halvo INI file."),
+       [&] { return LoadSettings(); }},
+      {QStringLiteral("setup DBIL"),
+       {},
+       -1,
+       {},
+       [&] {
+         dbil_ = new H5DBIL(this);
+         connect(dbil_, &H5DBIL::Message, this, &frmMain::RaiseMsg);
+         return true;
+       }},
+      {QStringLiteral("setup DBIL SiteID"),
+       {},
+       40,
+       QStringLiteral("TELM-0006: can't setup SiteID."),
+       [&] {
+         return dbil_->SetSiteID(settings_->SiteID(), settings_->LanguageID(),
+                                 settings_->Connections());
+       }},
+      {QStringLiteral("test read-only DB connections"),
+       {},
+       55,
+       QStringLiteral("TELM-0007: can't connect (read-only) to database(s)."),
+       [&] { return dbil_->TestConnectionsReadOnly(); }},
+      {QStringLiteral("test read-only DB connections"),
+       {},
+       70,
+       QStringLiteral("TELM-0008: can't connect (read-write) to database(s)."),
+       [&] { return dbil_->TestConnectionsReadWrite(); }},
+      {QStringLiteral("setup intervals"), {}, -1, {}, {}},
+      {QStringLiteral("setup address watches collection"), {}, -1, {}, {}},
+      {QStringLiteral("setup DeviceListviewManager"),
+       QStringLiteral("Preparing device manager..."),
+       75,
+       {},
+       [&] {
+         SetupDeviceManager();
+         return true;
+       }},
+      {QStringLiteral("setup QueueListviewManager"),
+       QStringLiteral("Preparing queue manager..."),
+       80,
+       {},
+       [&] {
+         SetupQueueManager();
+         return true;
+       }},
+      {QStringLiteral("setup BlockListviewManager"),
+       QStringLiteral("Preparing block manager..."),
+       85,
+       {},
+       [&] {
+         SetupBlockManager();
+         return true;
+       }},
+      {QStringLiteral("setup ChannelListviewManager"),
+       QStringLiteral("Preparing channel manager..."),
+       90,
+       {},
+       [&] {
+         SetupChannelManager();
+         return true;
+       }},
+      {QStringLiteral("setup ChannelConfigInfoManager"),
+       QStringLiteral("Preparing channel info manager..."),
+       95,
+       {},
+       [&] {
+         configs_->ClearAllConfigInfo();
+         return true;
+       }},
+      {QStringLiteral("connect to IOS"),
+       QStringLiteral("Connecting to IOS..."),
+       100,
+       {},
+       [&] {
+         ConnectToIOS();
+         return true;
+       }},
+      {QStringLiteral("connect to IOS"), {}, -1, {}, {}},
+      {QStringLiteral("connect to IOS"),
+       {},
+       -1,
+       {},
+       [&] {
+         if (splash != nullptr) {
+           splash->UnloadWhenReady(2000);
+         }
+         return true;
+       }},
+      {QStringLiteral("finalizing"),
+       {},
+       -1,
+       {},
+       [&] {
+         Finalize(splash);
+         return true;
+       }},
+  };
+  StartupSequence sequence;
+  started_ = sequence.Run(steps, progress, *this);
+  stepName_ = sequence.CurrentStep();
+  if (!started_ && splash != nullptr) {
+    splash->close();
+  }
+  return started_;
+}
+
+bool frmMain::LoadSettings() {
+  settings_ = std::make_unique<IOSSelectedDahs>(&services_.clock);
+  if (!settings_->Load(*this, commandLine_.dahsId)) {
+    return false;
+  }
+  setWindowTitle(QString::fromLatin1(ProgramTitle) + QStringLiteral(" - ") +
+                 settings_->DahsCompleteName());
+  return true;
+}
+
+void frmMain::SetupDeviceManager() {
+  SecuritySettings security{settings_->SiteID(),
+                            settings_->LanguageID(),
+                            settings_->SqlConnectionString_Config(),
+                            settings_->SqlConnectionString_Alarms(),
+                            QString::fromLatin1(ProgramTitle),
+                            QString::number(winId())};
+  privilegeGate_ =
+      std::make_unique<SecurityPrivilegeGate>(services_.prompter, services_.clock, *this, security);
+  devicesModel_ = new KeyedListModel(this);
+  devices_ = std::make_unique<DeviceListviewManager>();
+  devices_->Setup(*this, *this, *devicesModel_);
+  // The controller's poll-all hook reaches the device operations created just below.
+  edit_ = new EditModeController(services_.prompter, *privilegeGate_, *this,
+                                 QString::fromLatin1(ProgramTitle),
+                                 {[this] { return devices_->AnyDevicesAreInRandomMode(); },
+                                  [this] { deviceOps_->PollAll(0); }},
+                                 this);
+  deviceOps_ = std::make_unique<DeviceOperations>(
+      *devices_, DeviceOperationServices{edit_, privilegeGate_.get(), &services_.prompter, this,
+                                         QString::fromLatin1(ProgramTitle), settings_->SiteID()});
+  connect(edit_, &EditModeController::EditModeChanged, this, &frmMain::OnEditModeChanged);
+  tabs_->AddPage(QStringLiteral("Devices"), QStringLiteral("Devices"),
+                 new DevicesPage(*devicesModel_, *deviceOps_));
+}
+
+void frmMain::SetupQueueManager() {
+  queuesModel_ = new KeyedListModel(this);
+  queues_ = std::make_unique<QueueListviewManager>();
+  queues_->Setup(*this, *this, *queuesModel_);
+  tabs_->AddPage(QStringLiteral("Queues"), QStringLiteral("Queues"),
+                 new QueuesPage(*queuesModel_, *queues_));
+}
+
+void frmMain::SetupBlockManager() {
+  blocksModel_ = new KeyedListModel(this);
+  blocks_ = std::make_unique<BlockListviewManager>();
+  blocks_->Setup(*this, *this, *blocksModel_);
+  tabs_->AddPage(QStringLiteral("Blocks"), QStringLiteral("Blocks"), new BlocksPage(*blocksModel_));
+}
+
+void frmMain::SetupChannelManager() {
+  channelsModel_ = new KeyedListModel(this);
+  channels_ = std::make_unique<ChannelListviewManager>();
+  ChannelPageServices services;
+  services.sink = this;
+  services.prompter = &services_.prompter;
+  services.configs = configs_.get();
+  services.appTitle = QString::fromLatin1(ProgramTitle);
+  channels_->Setup(services, *channelsModel_, 0);
+  channelsPage_ = new ChannelsPage(*channelsModel_);
+  tabs_->AddPage(QStringLiteral("Channels/Addresses"), QStringLiteral("Channels"), channelsPage_);
+  ConnectChannelToolbar();
+  tick_ = std::make_unique<ChannelUpdateTick>(*dbil_, settings_->SqlConnectionString_Realtime(),
+                                              channels_.get(), services_.clock, *this, *this);
+  IosLinkSettings link;
+  link.dahsId = settings_->DahsID();
+  link.lookupValue = [this](const QString& key, const QString& def) {
+    return dbil_->LookupValue(key, def);
+  };
+  if (!services_.iosHost.isEmpty()) {
+    link.hostName = [host = services_.iosHost] { return host; };
+  }
+  link_ = new IosConnection(*this, link, this);
+  link_->SetEventHandlers(this);
+  connect(link_, &IosConnection::BytesReceivedPanelChanged, this,
+          [this](const QString& text) { panels_->SetText(PanelKey::BytesReceived, text); });
+}
+
+void frmMain::AddRemainingPages() {
+  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(),
+                 NotePage(QStringLiteral("Bulk mode-code writes and the calibration HDR tools are "
+                                         "not available in this version.")));
+  tabs_->AddPage(
+      QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
+      NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));
+  tabs_->AddPage(QStringLiteral("I/O Audits (IOS5 only)"), QString(),
+                 NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
+                                         "control is not installed.")));
+  tabs_->AddPage(QStringLiteral("IOS Settings"), QString(),
+                 NotePage(QStringLiteral("The I/O server settings page is not available in this "
+                                         "version.")));
+}
+
+void frmMain::Finalize(SplashForm* /*splash*/) {
+  AddRemainingPages();
+  tabs_->Finalize();
+}
+
+void frmMain::ShowFailedStartup() {
+  frmProblems& problems = Problems();
+  problems.setWindowModality(Qt::ApplicationModal);
+  problems.show();
+  problems.raise();
+  // Wait until the operator has read why, then end like File > Exit.
+  QEventLoop loop;
+  connect(&problems, &QObject::destroyed, &loop, &QEventLoop::quit);
+  auto* watcher = new QTimer(&loop);
+  connect(watcher, &QTimer::timeout, &loop, [&loop, &problems] {
+    if (!problems.isVisible()) {
+      loop.quit();
+    }
+  });
+  watcher->start(100);
+  loop.exec();
+  CloseByProgram();
+}
+
+}  // namespace telmon

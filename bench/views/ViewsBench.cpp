@@ -1,0 +1,255 @@
+// The list pages under a burst of IOS events, against the receive path alone (parsing the
+// same arrivals); and one channel tick of 5,000 watched rows against the bare realtime read.
+// Each event run is 100,000 events in arrivals of 100, as the connection hands them over.
+
+#include "platform/H5DBIL.h"
+#include "platform/SiteSchema.h"
+#include "platform/SqlConnection.h"
+#include "util/Clock.h"
+#include "views/BlockListviewManager.h"
+#include "views/ChannelListviewManager.h"
+#include "views/ChannelUpdateTick.h"
+#include "views/DeviceListviewManager.h"
+#include "views/ui/KeyedListView.h"
+
+#include <QApplication>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <vector>
+
+namespace telmon {
+namespace {
+
+constexpr int kEvents = 100000;
+constexpr int kPerArrival = 100;
+
+class NullSink final : public IRaiseMsg {
+ public:
+  void RaiseMsg(std::int32_t, const QString&) override {}
+};
+class NullSender final : public ICommandSender {
+ public:
+  void SendCommand(const QString&) override {}
+};
+
+QString BlockEvent(int id, int n) {
+  return QStringLiteral(
+             "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"Block %1\" DeviceID=\"3\" "
+             "DataTypeName=\"Int16\" DataAddress=\"4%1\" DataQty=\"16\" RefreshInterval=\"1000\" "
+             "FastReadEnabled=\"0\" Disabled=\"false\" ImplicitChannelID=\"0\" IsHDRBlock=\"false\" "
+             "ContainsWatchdog=\"false\" FailCount=\"%2\" LastReadTime=\"10:00:%3\" "
+             "LastResponseTime=\"%4\" MinResponseTime=\"1\" MaxResponseTime=\"90\" "
+             "DeviceIsGenRandomValues=\"false\"/>")
+      .arg(id)
+      .arg(n % 3)
+      .arg(n % 60, 2, 10, QLatin1Char('0'))
+      .arg(n % 97);
+}
+
+QString DeviceEvent(int id, int n) {
+  return QStringLiteral(
+             "<Event eventtype=\"DeviceUpdate\" DeviceID=\"%1\" DeviceName=\"Analyser %1\" "
+             "DriverName=\"Modbus\" PLCType=\"TCP\" Connection=\"10.0.0.1\" PortName=\"502\" "
+             "WatchdogTimeout=\"30\" WatchdogStatusStr=\"OK\" WatchdogStatusOk=\"%2\" "
+             "GenerateRandomValues=\"false\" FailoverStatus=\"Primary\" "
+             "RecentClock=\"2024-03-14 10:00:%3\"/>")
+      .arg(id)
+      .arg(n % 5 == 0 ? QStringLiteral("false") : QStringLiteral("true"))
+      .arg(n % 60, 2, 10, QLatin1Char('0'));
+}
+
+// Arrivals of scattered updates to `rows` entities.
+std::vector<QString> Arrivals(int rows, QString (*event)(int, int)) {
+  std::vector<QString> arrivals;
+  QString chunk;
+  for (int n = 0; n < kEvents; ++n) {
+    chunk += event(static_cast<int>((static_cast<long long>(n) * 7919) % rows) + 1, n);
+    if ((n + 1) % kPerArrival == 0) {
+      arrivals.push_back(chunk);
+      chunk.clear();
+    }
+  }
+  return arrivals;
+}
+
+struct Page {
+  explicit Page(ListviewManagerBase& manager, bool shown) : manager_(manager) {
+    manager.Setup(sink, sender, model);
+    if (shown) {
+      view = std::make_unique<KeyedListView>();
+      view->SetListModel(&model);
+      view->resize(1200, 800);
+      view->show();
+    }
+  }
+  void Fill(int rows, QString (*event)(int, int)) {
+    QString all;
+    for (int id = 1; id <= rows; ++id) {
+      all += event(id, id);
+    }
+    manager_.UpdateLsv(all);
+    QApplication::processEvents();
+  }
+  void Apply(const QString& arrival) {
+    const xml::XmlDocument doc = xml::ParseXmlFragment(nullptr, arrival);
+    for (xml::XmlElement e : xml::SelectNodes(doc, "//Event")) {
+      manager_.UpdateOneItemInLsv(e);
+    }
+    if (view) {
+      QApplication::processEvents();  // the event loop returns between arrivals
+    }
+  }
+  ListviewManagerBase& manager_;
+  NullSink sink;
+  NullSender sender;
+  KeyedListModel model;
+  std::unique_ptr<KeyedListView> view;
+};
+
+void BM_ReceiveParseOnly(benchmark::State& state) {
+  const auto arrivals = Arrivals(10000, BlockEvent);
+  for (auto _ : state) {
+    std::size_t events = 0;
+    for (const QString& arrival : arrivals) {
+      const xml::XmlDocument doc = xml::ParseXmlFragment(nullptr, arrival);
+      for (xml::XmlElement e : xml::SelectNodes(doc, "//Event")) {
+        events += xml::GetAttributeText(e, "eventtype").size();
+      }
+    }
+    benchmark::DoNotOptimize(events);
+  }
+  state.SetItemsProcessed(state.iterations() * kEvents);
+}
+
+// range(0): rows on the page; range(1): 1 shown in a view; range(2): 1 coalesce per arrival.
+template <typename Manager, QString (*Event)(int, int)>
+void BM_Apply(benchmark::State& state) {
+  const int rows = static_cast<int>(state.range(0));
+  Manager manager;
+  Page page(manager, state.range(1) != 0);
+  page.Fill(rows, Event);
+  page.model.SetCoalescing(state.range(2) != 0);
+  const auto arrivals = Arrivals(rows, Event);
+  for (auto _ : state) {
+    for (const QString& arrival : arrivals) {
+      page.Apply(arrival);
+    }
+  }
+  if (page.model.RowCount() != rows) {
+    state.SkipWithError("row count changed");
+  }
+  state.SetItemsProcessed(state.iterations() * kEvents);
+}
+
+void BlockArgs(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"rows", "shown", "coalesce"});
+  b->Args({1000, 0, 0})->Args({10000, 0, 0})->Args({1000, 1, 1})->Args({10000, 1, 1});
+  b->Args({10000, 1, 0});  // a view without coalescing: one repaint request per event
+  b->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+}
+
+BENCHMARK(BM_ReceiveParseOnly)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+BENCHMARK_TEMPLATE(BM_Apply, BlockListviewManager, BlockEvent)->Apply(BlockArgs);
+BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEvent)->Apply(BlockArgs);
+
+constexpr int kWatched = 5000;
+
+struct RealtimeSite {
+  QTemporaryDir dir;
+  QString connection;
+  RealtimeSite() {
+    connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
+    SqlConnection sql(connection, OpenMode::Create);
+    QSqlDatabase* db = sql.Database(nullptr);
+    if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
+      return;
+    }
+    QSqlQuery insert(*db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
+    for (int i = 1; i <= kWatched; ++i) {
+      insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
+      insert.bindValue(1, QDateTime::currentDateTime());
+      insert.bindValue(2, i * 0.5);
+      insert.exec();
+    }
+    insert.finish();
+    db->commit();
+  }
+};
+
+struct NoPanels final : IChannelTickPanels {
+  void SetChannelUpdateTime(const QString&) override {}
+  void SetAllRefreshTime(const QString&) override {}
+  void SetAllRefreshToolTip(const QString&) override {}
+  void SetNotPollingVisible(bool) override {}
+  void BeginBusy() override {}
+  void EndBusy() override {}
+};
+
+QString WatchedList() {
+  QStringList ids;
+  for (int i = 1; i <= kWatched; ++i) {
+    ids << QString::number(i);
+  }
+  return ids.join(QLatin1Char(';'));
+}
+
+void BM_RealtimeReadOnly(benchmark::State& state) {
+  RealtimeSite site;
+  H5DBIL dbil;
+  KeyedListModel model;
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  channels.AddLsvRowsForChannelIDList(WatchedList());
+  const QString list = channels.GetListOfIOIDsInLsv();
+  for (auto _ : state) {
+    auto values = dbil.ReadCurrentValues(site.connection, QDateTime(), list);
+    if (!values || values->size() != kWatched) {
+      state.SkipWithError("read failed");
+    }
+  }
+}
+
+void BM_ChannelTick(benchmark::State& state) {
+  RealtimeSite site;
+  H5DBIL dbil;
+  KeyedListModel model;
+  KeyedListView view;
+  view.SetListModel(&model);
+  view.resize(1200, 800);
+  view.show();
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  channels.AddLsvRowsForChannelIDList(WatchedList());
+  QApplication::processEvents();
+  SystemClock clock;
+  NoPanels panels;
+  NullSink sink;
+  ChannelUpdateTick tick(dbil, site.connection, &channels, clock, panels, sink);
+  for (auto _ : state) {
+    tick.Run();
+    QApplication::processEvents();
+  }
+}
+
+BENCHMARK(BM_RealtimeReadOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ChannelTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+}  // namespace telmon
+
+int main(int argc, char** argv) {
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+  QApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+// The one TCP connection to the I/O server (IOS) on the local computer: connecting and
+// disconnecting, sending commands, and turning what arrives into events for the handlers.
+// Everything runs on the user-interface thread; every operation and socket notification
+// catches its own failures and reports them once through the message sink.
+
+#include "ioslink/ICommandSender.h"
+#include "ioslink/IosEventHandlers.h"
+#include "ioslink/IosReceiveBuffer.h"
+#include "util/IRaiseMsg.h"
+
+#include <QAbstractSocket>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+
+class QTcpSocket;
+
+namespace telmon {
+
+struct IosLinkSettings {
+  // The selected DAHS number; DAHS n listens on the site's base port + n - 1.
+  std::int32_t dahsId = 1;
+  // Value of a key in the site's lookup table, or the given default (the database interface's
+  // LookupValue). May throw; the port lookup then falls back to the base port.
+  std::function<QString(const QString& key, const QString& defaultValue)> lookupValue;
+  // Name of the computer the IOS runs on; the local computer's name when not set.
+  std::function<QString()> hostName;
+};
+
+class IosConnection : public QObject, public ICommandSender {
+  Q_OBJECT
+
+ public:
+  static constexpr std::int32_t DefaultPort = 7651;
+
+  IosConnection(IRaiseMsg& sink, IosLinkSettings settings, QObject* parent = nullptr);
+  ~IosConnection() override;
+
+  // Receivers of the events; null drops them (unknown types are still reported).
+  void SetEventHandlers(IIosEventHandlers* handlers) { handlers_ = handlers; }
+
+  std::int32_t GetIOSPort();
+  void ConnectToIOS();
+  // A local close: reports the socket state, but leaves the panel, counter and pending text.
+  void DisconnectFromIOS();
+  // Sends the text as it is (Latin-1), without a terminator. Failures are reported, not
+  // returned: callers are not told.
+  void SendCommand(const QString& command) override;
+  // Asks the IOS for full device, queue, block, settings and channel configuration info.
+  void RequestFullRefresh();
+
+  // The socket state as a small number; 0 means closed.
+  int SocketState() const;
+  std::uint64_t BytesReceivedTotal() const { return bytesReceivedTotal_; }
+  // What the "BytesReceived" status panel shows now.
+  const QString& BytesReceivedText() const { return panelText_; }
+  qsizetype PendingBytes() const { return buffer_.PendingSize(); }
+
+ Q_SIGNALS:
+  // New text for the "BytesReceived" status panel: the link state or the byte count.
+  void BytesReceivedPanelChanged(const QString& text);
+
+ private:
+  void OnConnected();
+  void OnDisconnected();
+  void OnReadyRead();
+  void OnErrorOccurred(QAbstractSocket::SocketError error);
+  void StartConnect();
+  void ResetReceiveState();
+  void SetPanel(const QString& text);
+  void Report(std::int32_t msgType, const QString& text);
+  void ReportCaught(const char* code);
+
+  IRaiseMsg& sink_;
+  IosLinkSettings settings_;
+  IIosEventHandlers* handlers_ = nullptr;
+  QTcpSocket* socket_;  // child of this object
+  IosReceiveBuffer buffer_;
+  std::uint64_t bytesReceivedTotal_ = 0;
+  QString panelText_;
+  bool closingLocally_ = false;
+};
+
+// The byte count as the status panel shows it: grouping separators, no decimals ("#,##0").
+QString FormatByteCount(std::uint64_t count);
+
+}  // namespace telmon

@@ -1,0 +1,72 @@
+#include "ioslink/IosEventDispatch.h"
+
+#include "util/TextConversionFunctions.h"
+#include "util/UtilityFunctions.h"
+
+#include <cstring>
+
+namespace telmon {
+
+namespace {
+
+constexpr int EventXmlShown = 50;
+
+bool Is(const QByteArray& type, const char* name) { return type == name; }
+
+// Returns false for an unrecognized type.
+bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers* h,
+           bool& channelConfigChanged) {
+  if (Is(type, "Message")) {
+    HandleMessageEvent(event, h);
+  } else if (Is(type, "QUpdate")) {
+    if (h) h->OnQueueUpdate(event);
+  } else if (Is(type, "BlockUpdate")) {
+    if (h) h->OnBlockUpdate(event);
+  } else if (Is(type, "DeviceUpdate")) {
+    if (h) h->OnDeviceUpdate(event);
+  } else if (Is(type, "ChannelConfigFullUpdate")) {
+    if (h) h->OnChannelConfigFullUpdate();
+  } else if (Is(type, "ChannelConfigUpdate")) {
+    channelConfigChanged = true;
+    if (h) h->OnChannelConfigUpdate(event);
+  } else if (Is(type, "IOSSettingsUpdate")) {
+    if (h) h->OnIOSSettingsUpdate(event);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IRaiseMsg& sink) {
+  bool channelConfigChanged = false;
+  for (xml::XmlElement event : xml::SelectNodes(doc, "//Event")) {
+    const QByteArray type = xml::GetAttributeText(event, "eventtype").toUtf8();
+    if (!Route(type, event, handlers, channelConfigChanged)) {
+      sink.RaiseMsg(MsgType::UnknownEvent,
+                    QStringLiteral("TELM-0033: Unrecognized eventtype from IOS. (XML=") +
+                        TruncateForDisplay(xml::NodeXml(event), EventXmlShown) + QLatin1Char(')'));
+    }
+  }
+  if (channelConfigChanged && handlers != nullptr) {
+    handlers->OnChannelConfigBurstEnd();
+  }
+}
+
+void HandleMessageEvent(xml::XmlElement event, IIosEventHandlers* handlers) {
+  try {
+    const QString text = xml::GetAttributeText(event, "Desc");
+    if (text.isEmpty() || handlers == nullptr) {
+      return;
+    }
+    const std::int32_t type =
+        ToInt32(xml::GetAttributeText(event, "MsgType")).value_or(MsgType::Error);
+    handlers->OnMessageEvent(type, text);
+  } catch (...) {
+    // The messages window is where this would be reported; a failure there drops the one
+    // message and dispatch goes on.
+  }
+}
+
+}  // namespace telmon

@@ -1,0 +1,27 @@
+#pragma once
+
+// Turns one command element from a monitor into the plant operation it names, and answers
+// with the events for that monitor: the requested information, and a "Message" event that
+// says what was done or why not.
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+namespace telmon::iossim {
+
+class SimPlant;
+
+class CommandDispatcher {
+ public:
+  explicit CommandDispatcher(SimPlant& plant) : plant_(plant) {}
+
+  QList<QByteArray> Handle(const QByteArray& element);
+  // Bytes between elements that cannot be a command.
+  QList<QByteArray> HandleJunk(const QByteArray& junk) const;
+
+ private:
+  SimPlant& plant_;
+};
+
+}  // namespace telmon::iossim

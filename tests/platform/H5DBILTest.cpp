@@ -1,0 +1,257 @@
+#include "platform/H5DBIL.h"
+#include "tests/platform/SiteDatabaseFixture.h"
+
+#include <QElapsedTimer>
+#include <QTcpServer>
+
+namespace telmon::test {
+namespace {
+
+class H5DBILTest : public ::testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override {
+    TELMON_REQUIRE_BACKEND(GetParam());
+    db_ = std::make_unique<ScratchDatabase>(GetParam());
+    db_->Init();
+    QObject::connect(&dbil_, &H5DBIL::Message, &dbil_,
+                     [this](std::int32_t type, const QString& text) { log_.Add(type, text); });
+    const QString c = db_->ConnectionString();
+    ASSERT_TRUE(dbil_.SetSiteID(QStringLiteral("PLANT1"), QStringLiteral("EN"), {c, c, c, c, c}))
+        << log_.All().toStdString();
+  }
+
+  void PutRealtime(const QString& ioid, const QVariant& number, const QString& text,
+                   const QDateTime& stamp) {
+    db_->Exec(QStringLiteral("INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue)"
+                             " VALUES (?, ?, ?, ?)"),
+              {ioid, stamp, number, text});
+  }
+
+  std::unique_ptr<ScratchDatabase> db_;
+  H5DBIL dbil_;
+  MessageLog log_;
+};
+
+TEST_P(H5DBILTest, ConnectionTestsPassOnAnInitialisedDatabase) {
+  EXPECT_TRUE(dbil_.TestConnectionsReadOnly()) << log_.All().toStdString();
+  EXPECT_TRUE(dbil_.TestConnectionsReadWrite()) << log_.All().toStdString();
+}
+
+TEST_P(H5DBILTest, LookupsAreStoredAndReadLiterally) {
+  const QString hostile = QStringLiteral("x'); DROP TABLE H5LOOKUP; --\"\\%_é");
+  db_->Exec(QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES (?,?,?)"),
+            {QStringLiteral("PLANT1"), hostile, hostile + QStringLiteral("value")});
+  db_->Exec(QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES (?,?,?)"),
+            {QStringLiteral("OTHER"), QStringLiteral("IOS:TcpListenPortForMonitorConnections"),
+             QStringLiteral("9999")});
+
+  EXPECT_EQ(dbil_.LookupValue(hostile, QString()), hostile + QStringLiteral("value"));
+  // Another site's key and a key differing only in case are not this site's.
+  EXPECT_EQ(dbil_.LookupValue(QStringLiteral("IOS:TcpListenPortForMonitorConnections"),
+                              QStringLiteral("default")),
+            QStringLiteral("default"));
+  EXPECT_EQ(dbil_.LookupValue(hostile.toUpper(), QStringLiteral("d")), QStringLiteral("d"));
+  EXPECT_TRUE(log_.entries.empty()) << log_.All().toStdString();
+}
+
+TEST_P(H5DBILTest, CommandRecordsRoundTripWithTheirSite) {
+  const QString command =
+      QStringLiteral("<Command action=\"WriteToChannel\" id=\"17\" value=\"1'; --\" />");
+  const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+  ASSERT_TRUE(dbil_.WriteMessageRecord(command, QString(), QStringLiteral("x\"y"),
+                                       QStringLiteral("TELM-0038")))
+      << log_.All().toStdString();
+  ASSERT_TRUE(dbil_.WriteMessageRecord(QStringLiteral("second"), QString(), QString(),
+                                       QStringLiteral("TELM-0049")));
+
+  const auto rows = db_->Rows(QStringLiteral(
+      "SELECT siteid, commandtext, extra1, extra2, callercode, createdat, processedat"
+      " FROM H5IOCOMMAND ORDER BY id"));
+  ASSERT_EQ(rows.size(), 2);
+  EXPECT_EQ(rows[0][0].toString(), QStringLiteral("PLANT1"));
+  EXPECT_EQ(rows[0][1].toString(), command);
+  EXPECT_EQ(rows[0][2].toString(), QString());
+  EXPECT_EQ(rows[0][3].toString(), QStringLiteral("x\"y"));
+  EXPECT_EQ(rows[0][4].toString(), QStringLiteral("TELM-0038"));
+  const QDateTime created = SqlToDateTime(rows[0][5]);
+  EXPECT_TRUE(created >= before && created <= QDateTime::currentDateTime().addSecs(1))
+      << rows[0][5].toString().toStdString();
+  EXPECT_TRUE(rows[0][6].isNull());
+  EXPECT_EQ(rows[1][4].toString(), QStringLiteral("TELM-0049"));
+}
+
+TEST_P(H5DBILTest, CurrentValuesComeBackKeyedByIoid) {
+  const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9, 250));
+  PutRealtime(QStringLiteral("17C"), 12.5, QString(), stamp);
+  PutRealtime(QStringLiteral("18C"), QVariant(QMetaType::fromType<double>()), QString(), stamp);
+  PutRealtime(QStringLiteral("IOS.AllDataRefreshed"), QVariant(QMetaType::fromType<double>()),
+              QStringLiteral("<AllDataRefreshed Start=\"x\" Finish=\"\"/>"), stamp);
+  PutRealtime(QStringLiteral("O'Brien,\"q\""), 1.0, QStringLiteral("odd"), stamp);
+
+  const auto values =
+      dbil_.ReadCurrentValues(db_->ConnectionString(), QDateTime(),
+                              QStringLiteral(" 17C,18C,,17C,99C,IOS.AllDataRefreshed,O'Brien"));
+  ASSERT_TRUE(values.has_value()) << log_.All().toStdString();
+  ASSERT_EQ(values->size(), 3);
+  const CurrentValueItem& a = values->value(QStringLiteral("17C"));
+  EXPECT_EQ(a.numericValue, 12.5);
+  EXPECT_EQ(a.timestamp, stamp);
+  EXPECT_FALSE(values->value(QStringLiteral("18C")).numericValue.has_value());
+  const CurrentValueItem& refresh = values->value(QStringLiteral("IOS.AllDataRefreshed"));
+  EXPECT_FALSE(refresh.numericValue.has_value());
+  EXPECT_EQ(refresh.textValue, QStringLiteral("<AllDataRefreshed Start=\"x\" Finish=\"\"/>"));
+  // A comma always separates IOIDs, so a stored IOID that contains one cannot be asked for.
+  EXPECT_FALSE(values->contains(QStringLiteral("O'Brien")));
+}
+
+TEST_P(H5DBILTest, ManyIoidsAreReadInOneCallAndAsOfFiltersLaterRows) {
+  const QDateTime early(QDate(2024, 1, 1), QTime(0, 0));
+  QStringList ioids;
+  for (int i = 1; i <= 2500; ++i) {
+    ioids.append(QString::number(i) + QLatin1Char('C'));
+  }
+  db_->Exec(
+      QStringLiteral(
+          "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES ('1C', ?, 1, '')"),
+      {early.addDays(2)});
+  QVariantList stamps;
+  QString sql = QStringLiteral("INSERT INTO H5REALTIME (ioid, tstamp, numvalue) VALUES ");
+  for (int i = 2; i <= 2500; ++i) {
+    sql +=
+        QStringLiteral("('%1C', ?, %1)%2").arg(i).arg(i < 2500 ? QStringLiteral(",") : QString());
+    stamps.append(early);
+  }
+  db_->Exec(sql, stamps);
+
+  const auto all =
+      dbil_.ReadCurrentValues(db_->ConnectionString(), QDateTime(), ioids.join(QLatin1Char(',')));
+  ASSERT_TRUE(all.has_value()) << log_.All().toStdString();
+  EXPECT_EQ(all->size(), 2500);
+  EXPECT_EQ(all->value(QStringLiteral("2500C")).numericValue, 2500.0);
+
+  const auto asOf = dbil_.ReadCurrentValues(db_->ConnectionString(), early.addDays(1),
+                                            ioids.join(QLatin1Char(',')));
+  ASSERT_TRUE(asOf.has_value()) << log_.All().toStdString();
+  EXPECT_EQ(asOf->size(), 2499);
+  EXPECT_FALSE(asOf->contains(QStringLiteral("1C")));
+}
+
+TEST_P(H5DBILTest, MissingSchemaFailsTheConnectionTestsWithAReason) {
+  ScratchDatabase empty(GetParam());
+  empty.Exec(QStringLiteral("CREATE TABLE unrelated (x INTEGER)"));
+  const QString c = empty.ConnectionString();
+  H5DBIL dbil;
+  MessageLog log;
+  QObject::connect(&dbil, &H5DBIL::Message, &dbil,
+                   [&log](std::int32_t type, const QString& text) { log.Add(type, text); });
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QStringLiteral("EN"), {c, c, c, c, c}));
+  EXPECT_FALSE(dbil.TestConnectionsReadOnly());
+  EXPECT_FALSE(dbil.TestConnectionsReadWrite());
+  ASSERT_FALSE(log.entries.empty());
+  EXPECT_EQ(log.entries.front().first, 4);
+  EXPECT_TRUE(log.All().contains(QStringLiteral("telmon-site init"))) << log.All().toStdString();
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QStringLiteral("dflt")), QStringLiteral("dflt"));
+  EXPECT_FALSE(dbil.WriteMessageRecord(QStringLiteral("c"), {}, {}, {}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, H5DBILTest,
+                         ::testing::Values(Backend::Sqlite, Backend::Postgresql), BackendName);
+
+TEST(H5DBILSqlite, MissingFileIsNotCreatedAndIsReported) {
+  QTemporaryDir dir;
+  const QString path = dir.filePath(QStringLiteral("nowhere.db"));
+  const QString c = QStringLiteral("sqlite:") + path;
+  H5DBIL dbil;
+  MessageLog log;
+  QObject::connect(&dbil, &H5DBIL::Message, &dbil,
+                   [&log](std::int32_t type, const QString& text) { log.Add(type, text); });
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, {}, {}, {}, c}));
+  EXPECT_FALSE(dbil.TestConnectionsReadOnly());
+  EXPECT_FALSE(dbil.TestConnectionsReadWrite());
+  EXPECT_FALSE(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C")).has_value());
+  EXPECT_FALSE(QFileInfo::exists(path));
+  EXPECT_TRUE(log.All().contains(path)) << log.All().toStdString();
+}
+
+TEST(H5DBILSqlite, ReadsGoOnWhileAnotherConnectionHoldsAWriteTransaction) {
+  ScratchDatabase db(Backend::Sqlite);
+  db.Init();
+  H5DBIL dbil;
+  const QString c = db.ConnectionString();
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c}));
+  ASSERT_TRUE(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C")).has_value());
+
+  SqlConnection writer(c, OpenMode::ReadWrite);
+  QSqlDatabase* w = writer.Database(nullptr);
+  ASSERT_NE(w, nullptr);
+  QSqlQuery q(*w);
+  ASSERT_TRUE(q.exec(QStringLiteral("BEGIN IMMEDIATE")));
+  ASSERT_TRUE(
+      q.exec(QStringLiteral("INSERT INTO H5REALTIME (ioid, tstamp, numvalue) VALUES ('1C', "
+                            "'2024-01-01T00:00:00.000', 3)")));
+  QElapsedTimer timer;
+  timer.start();
+  const auto values = dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C"));
+  EXPECT_LT(timer.elapsed(), 1000);
+  ASSERT_TRUE(values.has_value());
+  EXPECT_TRUE(values->isEmpty());  // the uncommitted row is not seen
+  ASSERT_TRUE(q.exec(QStringLiteral("COMMIT")));
+  EXPECT_EQ(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C"))->size(), 1);
+}
+
+TEST(H5DBILPostgresql, UnreachableServerFailsWithinTheConnectTimeout) {
+  // A loopback port that nothing listens on: bind one, note it, release it.
+  quint16 port = 0;
+  {
+    QTcpServer probe;
+    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+    port = probe.serverPort();
+  }
+  const QString c = QStringLiteral("postgresql://telmon@127.0.0.1:%1/site").arg(port);
+  H5DBIL dbil;
+  MessageLog log;
+  QObject::connect(&dbil, &H5DBIL::Message, &dbil,
+                   [&log](std::int32_t type, const QString& text) { log.Add(type, text); });
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c}));
+  QElapsedTimer timer;
+  timer.start();
+  EXPECT_FALSE(dbil.TestConnectionsReadOnly());
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QStringLiteral("7651")), QStringLiteral("7651"));
+  EXPECT_LT(timer.elapsed(), 2 * (DefaultConnectTimeoutSeconds + 1) * 1000);
+  ASSERT_EQ(log.entries.size(), 2u);
+  EXPECT_EQ(log.entries[0].first, 4);
+  EXPECT_TRUE(log.entries[0].second.contains(QStringLiteral("127.0.0.1")))
+      << log.All().toStdString();
+}
+
+TEST(H5DBILPostgresql, DroppedConnectionIsReopened) {
+  TELMON_REQUIRE_BACKEND(Backend::Postgresql);
+  ScratchDatabase db(Backend::Postgresql);
+  db.Init();
+  db.Exec(
+      QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES"
+                     " ('S', 'k', 'v')"));
+  H5DBIL dbil;
+  MessageLog log;
+  QObject::connect(&dbil, &H5DBIL::Message, &dbil,
+                   [&log](std::int32_t type, const QString& text) { log.Add(type, text); });
+  const QString c = db.ConnectionString();
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c}));
+  ASSERT_EQ(dbil.LookupValue(QStringLiteral("k"), QString()), QStringLiteral("v"));
+
+  // End every other session on the site database, as a server restart would.
+  db.Exec(
+      QStringLiteral("SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+                     " WHERE datname = current_database() AND pid <> pg_backend_pid()"));
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QString()), QStringLiteral("v"));
+
+  db.Exec(
+      QStringLiteral("SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+                     " WHERE datname = current_database() AND pid <> pg_backend_pid()"));
+  // A write is not repeated on a fresh connection, but the call after it works again.
+  dbil.WriteMessageRecord(QStringLiteral("a"), {}, {}, {});
+  EXPECT_TRUE(dbil.WriteMessageRecord(QStringLiteral("b"), {}, {}, {})) << log.All().toStdString();
+}
+
+}  // namespace
+}  // namespace telmon::test

@@ -1,0 +1,167 @@
+#include "platform/ui/CredentialsDialog.h"
+#include "platform/ui/QtPrompter.h"
+#include "platform/ui/WindowUtilitiesUi.h"
+
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QFile>
+#include <QHeaderView>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPrinterInfo>
+#include <QPushButton>
+#include <QStandardItemModel>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTreeView>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace telmon {
+namespace {
+
+// Acts on the next modal dialog once it is up; the action must close it.
+void WhenModal(std::function<void(QWidget*)> act) {
+  auto* timer = new QTimer(qApp);
+  timer->setInterval(10);
+  QObject::connect(timer, &QTimer::timeout, timer, [timer, act = std::move(act)] {
+    if (QWidget* modal = QApplication::activeModalWidget()) {
+      timer->stop();
+      timer->deleteLater();
+      act(modal);
+    }
+  });
+  timer->start();
+}
+
+TEST(QtPrompter, MessageBoxShowsExactlyWhatWasAsked) {
+  QtPrompter prompter;
+  QString text;
+  QString title;
+  QMessageBox::Icon icon = QMessageBox::NoIcon;
+  QMessageBox::StandardButtons buttons;
+  QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
+  WhenModal([&](QWidget* w) {
+    auto* box = qobject_cast<QMessageBox*>(w);
+    ASSERT_NE(box, nullptr);
+    text = box->text();
+    title = box->windowTitle();
+    icon = box->icon();
+    buttons = box->standardButtons();
+    defaultButton = box->standardButton(box->defaultButton());
+    box->button(QMessageBox::Cancel)->click();
+  });
+  const PromptAnswer answer =
+      prompter.Ask({QStringLiteral("Do you want to set all devices back to polling mode?"),
+                    QStringLiteral("Telmon"), PromptIcon::Exclamation, PromptButtons::YesNoCancel,
+                    PromptAnswer::No});
+  EXPECT_EQ(answer, PromptAnswer::Cancel);
+  EXPECT_EQ(text, QStringLiteral("Do you want to set all devices back to polling mode?"));
+  EXPECT_EQ(title, QStringLiteral("Telmon"));
+  EXPECT_EQ(icon, QMessageBox::Warning);
+  EXPECT_EQ(buttons, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+  EXPECT_EQ(defaultButton, QMessageBox::No);
+
+  // Escape on a Yes/No question answers No.
+  WhenModal([](QWidget* w) { qobject_cast<QMessageBox*>(w)->reject(); });
+  EXPECT_EQ(prompter.Ask({QStringLiteral("Sure?"), QStringLiteral("T"), PromptIcon::Question,
+                          PromptButtons::YesNo, std::nullopt}),
+            PromptAnswer::No);
+}
+
+TEST(QtPrompter, InputAndCredentialsTellOkFromCancel) {
+  QtPrompter prompter;
+  WhenModal([](QWidget* w) {
+    auto* dialog = qobject_cast<QInputDialog*>(w);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->labelText(), QStringLiteral("IP address:"));
+    EXPECT_EQ(dialog->textValue(), QStringLiteral("10.0.0.1"));
+    dialog->setTextValue(QString());
+    dialog->accept();
+  });
+  const auto empty = prompter.InputText(QStringLiteral("IP address:"), QStringLiteral("T"),
+                                        QStringLiteral("10.0.0.1"));
+  ASSERT_TRUE(empty.has_value());
+  EXPECT_TRUE(empty->isEmpty());
+  WhenModal([](QWidget* w) { qobject_cast<QDialog*>(w)->reject(); });
+  EXPECT_FALSE(prompter.InputText(QStringLiteral("x"), QStringLiteral("T")).has_value());
+
+  WhenModal([](QWidget* w) {
+    auto* dialog = qobject_cast<CredentialsDialog*>(w);
+    ASSERT_NE(dialog, nullptr);
+    auto* password = dialog->findChild<QLineEdit*>(QStringLiteral("password"));
+    EXPECT_EQ(password->echoMode(), QLineEdit::Password);
+    dialog->findChild<QLineEdit*>(QStringLiteral("account"))->setText(QStringLiteral(" tech "));
+    password->setText(QStringLiteral("pw"));
+    dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+  });
+  const auto credentials =
+      prompter.AskCredentials(QStringLiteral("Level 250"), QStringLiteral("T"));
+  ASSERT_TRUE(credentials.has_value());
+  EXPECT_EQ(credentials->account, QStringLiteral("tech"));
+  EXPECT_EQ(credentials->password, QStringLiteral("pw"));
+}
+
+TEST(QtPrompter, FileFiltersBecomeNameFilters) {
+  EXPECT_EQ(QtPrompter::NameFilters(QStringLiteral("Text Files (*.txt)|*.txt|All Files (*.*)|*.*")),
+            (QStringList{QStringLiteral("Text Files (*.txt)"), QStringLiteral("All Files (*)")}));
+  EXPECT_EQ(QtPrompter::NameFilters(QStringLiteral("Lists|*.lst;*.txt")),
+            QStringList{QStringLiteral("Lists (*.lst *.txt)")});
+  EXPECT_TRUE(QtPrompter::NameFilters(QString()).isEmpty());
+}
+
+TEST(WindowUtilitiesUi, PrintoutsGoToAPdfWithoutAPrinter) {
+  if (!QPrinterInfo::defaultPrinter().isNull()) {
+    GTEST_SKIP() << "a default printer is installed; not printing on it from a test";
+  }
+  QTemporaryDir dir;
+  const QString text = dir.filePath(QStringLiteral("mp1234.txt"));
+  {
+    QFile file(text);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("Messages         Printed 3/14/2024\r\n\r\nline one\r\n");
+  }
+  const PrintOutcome printed = PrintTextFile(text, nullptr);
+  ASSERT_TRUE(printed.ok) << printed.error.toStdString();
+  EXPECT_EQ(printed.destination, dir.filePath(QStringLiteral("mp1234.pdf")));
+  QFile pdf(printed.destination);
+  ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(pdf.read(4) == "%PDF");
+
+  QWidget window;
+  window.resize(320, 200);
+  const PrintOutcome image = PrintWindowImage(&window, dir.path());
+  ASSERT_TRUE(image.ok) << image.error.toStdString();
+  EXPECT_TRUE(image.destination.startsWith(dir.path()));
+  EXPECT_GT(QFileInfo(image.destination).size(), 0);
+  EXPECT_FALSE(PrintTextFile(dir.filePath(QStringLiteral("missing.txt")), nullptr).ok);
+}
+
+TEST(WindowUtilitiesUi, AutoSizeFitsTheWidestCellOrTheTitle) {
+  QStandardItemModel model(0, 2);
+  model.setHorizontalHeaderLabels({QStringLiteral("Time"), QStringLiteral("A rather long title")});
+  model.appendRow({new QStandardItem(QStringLiteral("1")), new QStandardItem(QStringLiteral("x"))});
+  model.appendRow(
+      {new QStandardItem(QStringLiteral("2")), new QStandardItem(QString(80, QLatin1Char('W')))});
+  QTreeView view;
+  view.setModel(&model);
+  view.resize(200, 200);
+  view.show();
+  view.setColumnWidth(1, 10);
+  AutoSizeColumn(&view, 1);
+  const int contents = view.columnWidth(1);
+  EXPECT_GT(contents, 300);
+  model.item(1, 1)->setText(QStringLiteral("x"));
+  AutoSizeColumn(&view, 1, AutoSizeToContents);
+  const int narrow = view.columnWidth(1);
+  EXPECT_LT(narrow, contents);
+  AutoSizeColumn(&view, 1, AutoSizeUseHeader);
+  EXPECT_GE(view.columnWidth(1), view.header()->sectionSizeHint(1));
+  AutoSizeColumn(&view, 9);  // no such column: nothing happens
+}
+
+}  // namespace
+}  // namespace telmon

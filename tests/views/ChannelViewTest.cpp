@@ -1,0 +1,283 @@
+// Channel configuration records, the watch list, and the channel tick against a real SQLite
+// realtime table.
+
+#include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelListviewManager.h"
+#include "views/ChannelUpdateTick.h"
+#include "views/ViewErrors.h"
+
+#include "platform/testing/ScriptedPrompter.h"
+#include "tests/platform/SiteDatabaseFixture.h"
+#include "tests/views/ViewsTestSupport.h"
+
+#include <QAbstractItemModelTester>
+
+#include <gtest/gtest.h>
+
+namespace telmon {
+namespace {
+
+using test::ParsedEvents;
+
+QString Config(const QString& attributes) {
+  return QStringLiteral("<Event eventtype=\"ChannelConfigUpdate\" ") + attributes + "/>";
+}
+
+void ApplyConfig(ChannelConfigInfoManager& configs, const QString& fragment) {
+  const ParsedEvents events(fragment);
+  for (xml::XmlElement event : events.All()) {
+    configs.UpdateConfigInfo(event);
+  }
+}
+
+TEST(ChannelConfigInfoManager, KeysOverwritesAndFailures) {
+  ChannelConfigInfoManager configs;
+  ApplyConfig(configs, Config("ID=\"17\" Name=\"NOx\" DeviceID=\"3\" BlockID=\"4\" "
+                              "Scaling=\"0-100\" Address=\"40001\" OscillationMin=\"1.5\"") +
+                           Config("ID=\"AI-3\" Name=\"Aux\" DeviceID=\"3\"") +
+                           Config("ID=\"17\" Name=\"NOx 2\" DeviceID=\"5\" BlockID=\"0\""));
+  ASSERT_EQ(configs.Count(), 2u);
+  const ChannelConfigInfo* nox = configs.Item("17");
+  ASSERT_NE(nox, nullptr);
+  EXPECT_EQ(nox, configs.Item("17C"));
+  EXPECT_EQ(nox->Key, "17C");
+  EXPECT_EQ(nox->Name, "NOx 2");
+  EXPECT_EQ(nox->DeviceID, 5);
+  EXPECT_EQ(nox->BlockID, 0);
+  EXPECT_EQ(nox->Scaling, "");  // every update is a complete description
+  EXPECT_EQ(nox->OscillationMin, "");
+  EXPECT_EQ(configs.Item("AI-3")->Key, "AI-3");
+  EXPECT_EQ(configs.NewEnum().front()->Key, "17C");  // insertion order
+  EXPECT_EQ(configs.Item("18"), nullptr);
+
+  // A bad device ID fails after the record is created and named; the rest stays as it was.
+  const ParsedEvents bad(Config("ID=\"17\" Name=\"Renamed\" Address=\"x\"") +
+                         Config("ID=\"20\" Name=\"New\" DeviceID=\"abc\"") +
+                         Config("ID=\"21\" Name=\"Big\" DeviceID=\"99999999999\""));
+  EXPECT_THROW(configs.UpdateConfigInfo(bad[0]), TelmonError);
+  EXPECT_EQ(configs.Item("17")->Name, "Renamed");
+  EXPECT_EQ(configs.Item("17")->DeviceID, 5);
+  EXPECT_EQ(configs.Item("17")->Address, "");
+  EXPECT_THROW(configs.UpdateConfigInfo(bad[1]), TelmonError);
+  EXPECT_EQ(configs.Item("20")->Name, "New");
+  try {
+    configs.UpdateConfigInfo(bad[2]);
+    FAIL();
+  } catch (const TelmonError& e) {
+    EXPECT_EQ(e.number(), ErrorNumber::Overflow);
+  }
+
+  configs.ClearAllConfigInfo();
+  EXPECT_EQ(configs.Item("17"), nullptr);
+  EXPECT_EQ(configs.Count(), 0u);
+}
+
+class ChannelPage : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ApplyConfig(configs_, Config("ID=\"5\" Name=\"NOx\" DeviceID=\"2\" BlockID=\"1\" "
+                                 "Scaling=\"0-500\" Address=\"40001\" OtherInfo=\"  ppm \"") +
+                              Config("ID=\"6\" Name=\"SO2\" DeviceID=\"2\" BlockID=\"1\"") +
+                              Config("ID=\"7\" Name=\"Flow\" DeviceID=\"3\" BlockID=\"2\"") +
+                              Config("ID=\"8\" Name=\"Spare\" DeviceID=\"3\" BlockID=\"0\"") +
+                              Config("ID=\"9\" Name=\"Late\" DeviceID=\"2\" BlockID=\"1\""));
+    services_.sink = &sink_;
+    services_.prompter = &prompter_;
+    services_.configs = &configs_;
+    services_.appTitle = QStringLiteral("Telmon");
+    services_.formats = DateTimeFormats::FromLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+    manager_.Setup(services_, model_, 3);
+  }
+
+  QStringList Keys() {
+    QStringList keys;
+    for (int i = 0; i < model_.RowCount(); ++i) {
+      keys << model_.Key(model_.RowAt(i));
+    }
+    return keys;
+  }
+
+  ChannelConfigInfoManager configs_;
+  KeyedListModel model_;
+  QAbstractItemModelTester tester_{&model_, QAbstractItemModelTester::FailureReportingMode::Fatal};
+  test::CollectingSink sink_;
+  ScriptedPrompter prompter_;
+  ChannelPageServices services_;
+  ChannelListviewManager manager_;
+};
+
+TEST_F(ChannelPage, ChannelListLandsBelowTheSelectionInOrder) {
+  EXPECT_EQ(manager_.GetListOfIOIDsInLsv(), "IOS.AllCommsOk,IOS.AllDataRefreshed");
+  manager_.AddLsvRowsForChannelIDList("1;2");
+  model_.Select(model_.FindKey("1C"));
+  manager_.AddLsvRowsForChannelIDList("5;x;;7.0");
+  EXPECT_EQ(Keys(), (QStringList{"1C", "5C", "7C", "2C"}));
+  EXPECT_EQ(model_.Selected(), model_.FindKey("7C"));
+  EXPECT_EQ(manager_.GetListOfIOIDsInLsv(), "1C,5C,7C,2C,IOS.AllCommsOk,IOS.AllDataRefreshed");
+  const auto nox = model_.FindKey("5C");
+  EXPECT_EQ(model_.Text(nox), "5C: NOx");
+  EXPECT_EQ(model_.SubItem(nox, ChannelListviewManager::ColScaling), "0-500");
+  EXPECT_EQ(model_.SubItem(nox, ChannelListviewManager::ColDevice), "2");
+  EXPECT_EQ(model_.SubItem(nox, ChannelListviewManager::ColChannelInfo), "40001; ppm");
+  EXPECT_EQ(model_.IconIndex(nox), 3);
+  EXPECT_EQ(model_.Text(model_.FindKey("1C")), "1C");
+}
+
+TEST_F(ChannelPage, DuplicateChannelFailsAfterAddingTheOnesBefore) {
+  manager_.AddLsvRowsForChannelIDList("5");
+  try {
+    manager_.AddLsvRowsForChannelIDList("6;5;7");
+    FAIL() << "duplicate accepted";
+  } catch (const TelmonError& e) {
+    EXPECT_EQ(e.number(), ListError::KeyNotUnique);
+  }
+  EXPECT_EQ(Keys(), (QStringList{"5C", "6C"}));
+  EXPECT_THROW(manager_.AddLsvRowsForChannelIDList("8;8"), TelmonError);
+  EXPECT_EQ(Keys(), (QStringList{"5C", "6C", "8C"}));
+  EXPECT_THROW(manager_.AddLsvRowsForChannelIDList("99999999999"), TelmonError);
+}
+
+TEST_F(ChannelPage, BlockListTestsEachRunOnceAndNeverBlockZero) {
+  manager_.AddLsvRowsForBlockIDList({0});
+  ASSERT_EQ(prompter_.Questions().size(), 1u);
+  EXPECT_EQ(prompter_.Questions()[0].text,
+            "The selected block(s) do not have any associated channels.");
+  EXPECT_EQ(prompter_.Questions()[0].icon, PromptIcon::Exclamation);
+  EXPECT_EQ(prompter_.Questions()[0].title, "Telmon");
+  EXPECT_EQ(model_.RowCount(), 0);
+  manager_.AddLsvRowsForBlockIDList({1});
+  EXPECT_EQ(Keys(), (QStringList{"5C", "6C", "9C"}));
+  model_.Select(model_.FindKey("5C"));
+  manager_.AddLsvRowsForBlockIDList({2, 0});
+  EXPECT_EQ(Keys(), (QStringList{"5C", "7C", "6C", "9C"}));
+  EXPECT_EQ(prompter_.Questions().size(), 1u);
+  EXPECT_THROW(manager_.AddLsvRowsForBlockIDList({2}), TelmonError);
+}
+
+TEST_F(ChannelPage, ValuesAndConfigurationRefresh) {
+  manager_.AddLsvRowsForChannelIDList("5;6;7;10");
+  const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9));
+  CurrentValues values;
+  values.insert("5C", {"5C", stamp, std::nullopt, {}});
+  values.insert("6C", {"6C", stamp, std::nullopt, "abc"});
+  values.insert("7C", {"7C", stamp, 12.5, {}});
+  values.insert("gone", {"gone", stamp, 1.0, {}});
+  manager_.UpdateLsv(values);
+  auto value = [this](const char* key) {
+    return model_.SubItem(model_.FindKey(key), ChannelListviewManager::ColValue);
+  };
+  EXPECT_EQ(value("5C"), "(null)");
+  EXPECT_EQ(value("6C"), "0abc");
+  EXPECT_EQ(value("7C"), "12.5");
+  EXPECT_EQ(value("10C"), "");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("7C"), ChannelListviewManager::ColTStamp),
+            "3/14/24 2:05:09 PM");
+
+  ApplyConfig(configs_, Config("ID=\"10\" Name=\"Added\" DeviceID=\"4\" Scaling=\"%\" "
+                               "Address=\"A1\" OtherInfo=\"  \""));
+  manager_.UpdateLsvWithChannelConfigInfo();
+  const auto added = model_.FindKey("10C");
+  EXPECT_EQ(model_.Text(added), "10C");  // the row text is not relabelled
+  EXPECT_EQ(model_.SubItem(added, ChannelListviewManager::ColScaling), "%");
+  EXPECT_EQ(model_.SubItem(added, ChannelListviewManager::ColChannelInfo), "A1");
+  EXPECT_TRUE(sink_.messages.empty());
+}
+
+// The main window's panels as the tick leaves them.
+struct RecordingPanels final : IChannelTickPanels {
+  void SetChannelUpdateTime(const QString& text) override { updateTime = text; }
+  void SetAllRefreshTime(const QString& text) override { allRefresh = text; }
+  void SetAllRefreshToolTip(const QString& text) override { toolTip = text; }
+  void SetNotPollingVisible(bool visible) override { notPolling = visible; }
+  void BeginBusy() override { ++busy; }
+  void EndBusy() override { --busy; ++ticks; }
+  QString updateTime = "(update)";
+  QString allRefresh = "(last all refresh time)";
+  QString toolTip = AllRefreshDefaultToolTip;
+  std::optional<bool> notPolling;
+  int busy = 0;
+  int ticks = 0;
+};
+
+class ChannelTick : public ChannelPage {
+ protected:
+  void SetUp() override {
+    ChannelPage::SetUp();
+    db_.Init();
+    QObject::connect(&dbil_, &H5DBIL::Message, &dbil_,
+                     [this](std::int32_t type, const QString& text) { sink_.RaiseMsg(type, text); });
+  }
+  void Put(const QString& ioid, const QVariant& number, const QString& text) {
+    db_.Exec(QStringLiteral("INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) "
+                            "VALUES (?, ?, ?, ?)"),
+             {ioid, QDateTime(QDate(2024, 3, 14), QTime(9, 30, 0)), number, text});
+  }
+  ChannelUpdateTick Tick(ChannelListviewManager* channels) {
+    return ChannelUpdateTick(dbil_, db_.ConnectionString(), channels, clock_, panels_, sink_,
+                             services_.formats);
+  }
+
+  test::ScratchDatabase db_{test::Backend::Sqlite};
+  H5DBIL dbil_;
+  ManualClock clock_;
+  RecordingPanels panels_;
+};
+
+TEST_F(ChannelTick, EmptyPageStillReadsTheServerPoints) {
+  Put("IOS.AllCommsOk", 0, {});
+  Put("IOS.AllDataRefreshed", QVariant(), "<AllDataRefreshed Start=\"2024-03-14 09:00:00\"/>");
+  Tick(&manager_).Run();
+  EXPECT_EQ(panels_.updateTime, "2:05:09 PM");
+  EXPECT_EQ(panels_.notPolling, std::optional<bool>(true));
+  EXPECT_EQ(panels_.allRefresh, "In progress...");
+  EXPECT_EQ(panels_.toolTip, "All Data Refreshed (Started 3/14/24 9:00:00 AM)");
+  EXPECT_EQ(panels_.busy, 0);
+  EXPECT_TRUE(sink_.messages.empty()) << sink_.Texts().join('\n').toStdString();
+}
+
+TEST_F(ChannelTick, RowsPanelsAndIndicatorFollowTheDatabase) {
+  manager_.AddLsvRowsForChannelIDList("5;7");
+  Put("5C", 3.25, {});
+  Put("7C", QVariant(), "OFF");
+  Put("IOS.AllCommsOk", 1, {});
+  Put("IOS.AllDataRefreshed", QVariant(),
+      "<AllDataRefreshed Start=\"2024-03-14 09:00:00\" Finish=\"2024-03-14T09:01:02\"/>");
+  Tick(&manager_).Run();
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "3.25");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("7C"), ChannelListviewManager::ColValue), "0OFF");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("7C"), ChannelListviewManager::ColTStamp),
+            "3/14/24 9:30:00 AM");
+  EXPECT_EQ(panels_.notPolling, std::optional<bool>(false));
+  EXPECT_EQ(panels_.allRefresh, "3/14/24 9:01:02 AM");
+
+  db_.Exec("UPDATE H5REALTIME SET textvalue = 'garbage' WHERE ioid = 'IOS.AllDataRefreshed'");
+  db_.Exec("DELETE FROM H5REALTIME WHERE ioid = 'IOS.AllCommsOk'");
+  Tick(&manager_).Run();
+  EXPECT_EQ(panels_.allRefresh, "(none)");
+  EXPECT_EQ(panels_.toolTip, AllRefreshDefaultToolTip);
+  EXPECT_EQ(panels_.notPolling, std::optional<bool>(false));  // unchanged when the point is gone
+}
+
+TEST_F(ChannelTick, FailedReadLeavesQuestionMarksAndRows) {
+  manager_.AddLsvRowsForChannelIDList("5");
+  Put("5C", 1, {});
+  Tick(&manager_).Run();
+  ASSERT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1");
+  QFile::remove(db_.Folder() + "/site.db");
+  H5DBIL fresh;
+  ChannelUpdateTick(fresh, db_.ConnectionString(), &manager_, clock_, panels_, sink_,
+                    services_.formats)
+      .Run();
+  EXPECT_EQ(panels_.updateTime, "??");
+  EXPECT_EQ(panels_.allRefresh, "??");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1");
+  EXPECT_EQ(panels_.busy, 0);
+
+  // Without a watch page nothing is read at all.
+  Tick(nullptr).Run();
+  EXPECT_EQ(panels_.updateTime, "??");
+  EXPECT_EQ(panels_.ticks, 3);
+}
+
+}  // namespace
+}  // namespace telmon

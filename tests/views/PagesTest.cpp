@@ -1,0 +1,109 @@
+// The pages as the operator sees them: captions, tool tips, toolbar keys, and the list view
+// keeping the selection in the model.
+
+#include "views/ui/BlocksPage.h"
+#include "views/ui/ChannelsPage.h"
+#include "views/ui/DevicesPage.h"
+#include "views/ui/QueuesPage.h"
+
+#include "platform/testing/ScriptedPrompter.h"
+#include "tests/views/ViewsTestSupport.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace telmon {
+namespace {
+
+class AlwaysEditing final : public IEditGate {
+ public:
+  bool EditsAllowed() const override { return true; }
+  bool AskWhetherUserWantsToEnableEditing() override { return true; }
+};
+
+TEST(DevicesPage, ButtonsCarryTheirTextsAndActOnTheModelSelection) {
+  KeyedListModel model;
+  test::CollectingSink sink;
+  test::LoopbackPeer peer;
+  ScriptedPrompter prompter;
+  AlwaysEditing edit;
+  DeviceListviewManager devices;
+  devices.Setup(sink, peer, model);
+  DeviceOperations ops(devices, {&edit, nullptr, &prompter, &sink, "Telmon", "S"});
+  DevicesPage page(model, ops);
+  page.resize(900, 400);
+  page.show();
+
+  EXPECT_EQ(page.cmdPoll(1)->text(), "Random Values (all)");
+  EXPECT_EQ(page.cmdPoll(1)->toolTip(), "Change all devices to random mode  (password required)");
+  EXPECT_EQ(page.cmdPollOne(0)->toolTip(),
+            "Change the selected device to polling mode (password required)");
+  EXPECT_EQ(page.cmdChangeIPAddress()->toolTip(),
+            "Change IP address of the selected device  (password required and IOS restart "
+            "required)");
+  EXPECT_EQ(page.cmdFailover()->text(), "Failover");
+  EXPECT_EQ(page.lsvDevices()->columnWidth(0),
+            KeyedListModel::TwipsToPixels(500, page.lsvDevices()->logicalDpiX()));
+
+  const test::ParsedEvents events(QStringLiteral(
+      "<Event eventtype=\"DeviceUpdate\" DeviceID=\"4\" WatchdogStatusOk=\"true\"/>"
+      "<Event eventtype=\"DeviceUpdate\" DeviceID=\"3\" WatchdogStatusOk=\"true\"/>"));
+  for (xml::XmlElement event : events.All()) {
+    devices.UpdateOneItemInLsv(event);
+  }
+  // A click in the view selects in the model; the model's selection shows in the view.
+  page.lsvDevices()->setCurrentIndex(model.index(1, 0));
+  EXPECT_EQ(devices.GetSelectedDeviceID(), 4);
+  page.cmdPollOne(1)->click();
+  page.cmdSetClock()->click();
+  model.Select(model.FindKey("3K"));
+  EXPECT_EQ(page.lsvDevices()->currentIndex().row(), 0);
+  EXPECT_EQ(peer.Received(),
+            QByteArray("<Command action=\"SetDeviceToRandomMode\" id=\"4\" value=\"1\"/>"
+                       "<Command action=\"SetDeviceClock\" id=\"4\"/>"));
+}
+
+TEST(QueuesAndBlocksPages, ResetButtonAndLists) {
+  KeyedListModel queues;
+  KeyedListModel blocks;
+  test::CollectingSink sink;
+  test::LoopbackPeer peer;
+  QueueListviewManager manager;
+  manager.Setup(sink, peer, queues);
+  QueuesPage queuesPage(queues, manager);
+  BlocksPage blocksPage(blocks);
+  EXPECT_EQ(queuesPage.cmdResetCounters()->text(), "Reset Counters");
+  EXPECT_EQ(queuesPage.cmdResetCounters()->toolTip(),
+            "Reset the queue counters to zero (there is an automatic reset on the first of the "
+            "month)");
+  queuesPage.cmdResetCounters()->click();
+  EXPECT_EQ(peer.Received(), QByteArray("<Command action=\"ResetQCounters\"/>"));
+  EXPECT_EQ(queuesPage.lsvQueues()->model(), &queues);
+  EXPECT_EQ(blocksPage.lsvBlocks()->model(), &blocks);
+}
+
+TEST(ChannelsPage, ToolbarKeysAnnounceThemselves) {
+  KeyedListModel model;
+  ChannelsPage page(model);
+  for (const char* key : {"1DecPlace", "AddWatch", "AddAddress", "RemoveAllWatches",
+                          "ChangeValue", "RefreshBlocks", "Messages", "SaveIOList"}) {
+    EXPECT_NE(page.Button(QString::fromLatin1(key)), nullptr) << key;
+  }
+  EXPECT_EQ(page.Button("RefreshBlocks")->toolTip(), "Refresh all blocks");
+  EXPECT_TRUE(page.Button("1DecPlace")->isCheckable());
+  EXPECT_FALSE(page.Button("ChangeValue")->isEnabled());
+  QSignalSpy toggled(&page, &ChannelsPage::OneDecPlaceToggled);
+  QSignalSpy refresh(&page, &ChannelsPage::RefreshBlocksClicked);
+  QSignalSpy save(&page, &ChannelsPage::SaveIOListClicked);
+  page.Button("1DecPlace")->trigger();
+  page.Button("RefreshBlocks")->trigger();
+  page.Button("SaveIOList")->trigger();
+  ASSERT_EQ(toggled.count(), 1);
+  EXPECT_TRUE(toggled[0][0].toBool());
+  EXPECT_EQ(refresh.count(), 1);
+  EXPECT_EQ(save.count(), 1);
+}
+
+}  // namespace
+}  // namespace telmon

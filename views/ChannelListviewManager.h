@@ -1,0 +1,74 @@
+#pragma once
+
+// The Channels/Addresses page: the channels and PLC addresses the operator watches, each row
+// keyed and tagged by its IOID, with the live value read from the realtime database on every
+// channel tick and the configuration columns taken from the channel configuration records.
+
+#include "platform/H5DBIL.h"
+#include "platform/Prompter.h"
+#include "util/IRaiseMsg.h"
+#include "util/UtilityFunctions.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/KeyedListModel.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+namespace telmon {
+
+// Where the page reports to and asks the operator, and what it reads configuration from.
+struct ChannelPageServices {
+  IRaiseMsg* sink = nullptr;
+  Prompter* prompter = nullptr;
+  const ChannelConfigInfoManager* configs = nullptr;  // none: block lists add nothing
+  QString appTitle;
+  DateTimeFormats formats = DateTimeFormats::FromLocale(QLocale::system());
+};
+
+class ChannelListviewManager {
+ public:
+  using RowRef = KeyedListModel::RowRef;
+  enum Column { ColChannel, ColValue, ColTStamp, ColScaling, ColDevice, ColChannelInfo, ColumnCount };
+  static constexpr char AllCommsOk[] = "IOS.AllCommsOk";
+  static constexpr char AllDataRefreshed[] = "IOS.AllDataRefreshed";
+
+  void Setup(const ChannelPageServices& services, KeyedListModel& lsv, int smallIconIndex);
+  void Teardown();
+  void InitializeLsv();
+  // Row tags in order, then the two server-wide points, joined with ",".
+  QString GetListOfIOIDsInLsv();
+  void UpdateLsv(const CurrentValues& values);
+  void UpdateLsvWithChannelConfigInfo();
+  // Adds a row for each numeric entry of a ";" list just below the selected row (or at the
+  // top), selecting each new row. Throws on a duplicate IOID or an ID out of range, after
+  // adding the entries before it.
+  void AddLsvRowsForChannelIDList(const QString& channelIdList);
+  // Adds a row for every configured channel of the given blocks; block 0 never matches.
+  void AddLsvRowsForBlockIDList(const std::vector<std::int32_t>& blockIds);
+
+  KeyedListModel* Lsv() const { return lsv_; }
+
+  // The value cell of a realtime point: "(null)" for no value at all, else the number (null
+  // as 0) immediately followed by the text.
+  static QString ValueText(const CurrentValueItem& item);
+  // The system's default date-and-time text.
+  static QString DefaultDateTimeText(const QDateTime& value, const DateTimeFormats& formats);
+
+ private:
+  struct Pending {
+    QString ioid;
+    const ChannelConfigInfo* record;
+  };
+  void AddRows(const std::vector<Pending>& rows);
+  void FillLsvRowFromConfigInfo(RowRef row, const ChannelConfigInfo& record);
+  int InsertPosition();
+  void Report(const char* code);
+
+  ChannelPageServices services_;
+  KeyedListModel* lsv_ = nullptr;
+  int iconIndex_ = -1;
+};
+
+}  // namespace telmon

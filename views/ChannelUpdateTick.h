@@ -1,0 +1,61 @@
+#pragma once
+
+// The two-second channel tick: one realtime read for every watched row plus the two
+// server-wide points, then the status panels, the not-polling indicator and the rows.
+
+#include "platform/H5DBIL.h"
+#include "util/Clock.h"
+#include "util/IRaiseMsg.h"
+#include "util/UtilityFunctions.h"
+#include "views/ChannelListviewManager.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace telmon {
+
+// The parts of the main window that the tick writes.
+class IChannelTickPanels {
+ public:
+  virtual ~IChannelTickPanels() = default;
+  virtual void SetChannelUpdateTime(const QString& text) = 0;
+  virtual void SetAllRefreshTime(const QString& text) = 0;
+  virtual void SetAllRefreshToolTip(const QString& text) = 0;
+  virtual void SetNotPollingVisible(bool visible) = 0;
+  // The hourglass pointer around the blocking read.
+  virtual void BeginBusy() = 0;
+  virtual void EndBusy() = 0;
+};
+
+// What the all-refresh panel shows for the text of "IOS.AllDataRefreshed".
+struct AllRefreshStatus {
+  QString text;
+  std::optional<QString> toolTip;  // empty: keep the panel's normal tool tip
+};
+AllRefreshStatus ReadAllRefreshStatus(const QString& pointText, const DateTimeFormats& formats);
+
+inline constexpr char AllRefreshDefaultToolTip[] = "Last All Data Refreshed Time";
+
+class ChannelUpdateTick {
+ public:
+  // `channels` may be null (no watch page yet): the tick then reads nothing.
+  ChannelUpdateTick(H5DBIL& dbil, QString realtimeConnection, ChannelListviewManager* channels,
+                    const IClock& clock, IChannelTickPanels& panels, IRaiseMsg& sink,
+                    DateTimeFormats formats = DateTimeFormats::FromLocale(QLocale::system()));
+
+  void Run();
+
+ private:
+  void ShowResults(const CurrentValues& values);
+
+  H5DBIL& dbil_;
+  QString connection_;
+  ChannelListviewManager* channels_;
+  const IClock& clock_;
+  IChannelTickPanels& panels_;
+  IRaiseMsg& sink_;
+  DateTimeFormats formats_;
+};
+
+}  // namespace telmon

@@ -1,0 +1,141 @@
+#include "views/DeviceListviewManager.h"
+
+#include "util/ErrorInfo.h"
+#include "util/TextConversionFunctions.h"
+#include "util/UtilityFunctions.h"
+#include "views/DeviceCommands.h"
+
+#include <array>
+
+namespace telmon {
+
+namespace {
+
+const std::array<ListColumn, DeviceListviewManager::ColumnCount> kColumns = {{
+    {QStringLiteral("ID"), 500, Qt::AlignLeft, QStringLiteral("ID")},
+    {QStringLiteral("Name"), 1600, Qt::AlignLeft, {}},
+    {QStringLiteral("Driver"), 1200, Qt::AlignLeft, {}},
+    {QStringLiteral("PLC Type"), 900, Qt::AlignLeft, {}},
+    {QStringLiteral("Connection"), 2500, Qt::AlignLeft, {}},
+    {QStringLiteral("Port/Target"), 1500, Qt::AlignLeft, {}},
+    {QStringLiteral("Watchdog Timeout"), 500, Qt::AlignRight, {}},
+    {QStringLiteral("Watchdog Status"), 1500, Qt::AlignLeft, {}},
+    {QStringLiteral("Random"), 900, Qt::AlignLeft, {}},
+    {QStringLiteral("Failover Status"), 1300, Qt::AlignLeft, {}},
+    {QStringLiteral("Recent Clock"), 1930, Qt::AlignRight, {}},
+}};
+
+struct TextColumn {
+  int column;
+  const char* attribute;
+};
+constexpr std::array<TextColumn, 8> kTextColumns = {{
+    {DeviceListviewManager::ColName, "DeviceName"},
+    {DeviceListviewManager::ColDriver, "DriverName"},
+    {DeviceListviewManager::ColPLCType, "PLCType"},
+    {DeviceListviewManager::ColConnection, "Connection"},
+    {DeviceListviewManager::ColPortTarget, "PortName"},
+    {DeviceListviewManager::ColWatchdogTimeout, "WatchdogTimeout"},
+    {DeviceListviewManager::ColWatchdogStatus, "WatchdogStatusStr"},
+    {DeviceListviewManager::ColFailoverStatus, "FailoverStatus"},
+}};
+
+}  // namespace
+
+DeviceListviewManager::DeviceListviewManager()
+    : ListviewManagerBase(PageTraits{kColumns, Placeholder, true,
+                                     "//Event[@eventtype=\"DeviceUpdate\"]", "TELM-0047",
+                                     "DeviceID"}) {}
+
+void DeviceListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
+  if (lsv_ == nullptr) {
+    return;
+  }
+  KeyedListModel::Batch batch(*lsv_);
+  const RowRef row = PrepareRow(event);
+  // A device whose watchdog state is not reported counts as faulty.
+  ColorRef color = Colors::WindowText;
+  if (xml::GetAttributeBoolean(event, "WatchdogStatusOk") != std::optional<bool>(true)) {
+    color = Colors::Red;
+  } else if (xml::GetAttributeBoolean(event, "GenerateRandomValues") == std::optional<bool>(true)) {
+    color = Colors::Blue;
+  }
+  for (const TextColumn& entry : kTextColumns) {
+    WriteText(row, entry.column, event, entry.attribute);
+  }
+  WriteBoolean(row, ColRandom, event, "GenerateRandomValues");
+  // Unlike every other cell, the clock is blanked to "n/a" by an event that omits it.
+  const QString clock = xml::GetAttributeText(event, "RecentClock");
+  lsv_->SetSubItem(row, ColRecentClock, clock.isEmpty() ? QStringLiteral("n/a") : clock);
+  ApplyColor(row, color);
+}
+
+bool DeviceListviewManager::AnyDevicesAreInRandomMode() const {
+  if (lsv_ == nullptr) {
+    return false;
+  }
+  for (int i = 0; i < lsv_->RowCount(); ++i) {
+    const RowRef row = lsv_->RowAt(i);
+    if (row != nullptr && ToBoolean(lsv_->SubItem(row, ColRandom)).value_or(false)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void DeviceListviewManager::SetRandomModeForAllDevices(bool flag) {
+  Send(DeviceCommands::SetDeviceToRandomMode(QStringLiteral("*"), flag));
+}
+
+void DeviceListviewManager::SetRandomModeForSelectedDevice(bool flag) {
+  if (const auto id = SelectedIdText()) {
+    Send(DeviceCommands::SetDeviceToRandomMode(*id, flag));
+  }
+}
+
+void DeviceListviewManager::SetIPAddressForSelectedDevice(const QString& newAddress) {
+  if (const auto id = SelectedIdText()) {
+    Send(DeviceCommands::SetDeviceIPAddress(*id, EscapeXmlText(newAddress)));
+  }
+}
+
+void DeviceListviewManager::SetClockForSelectedDevice() {
+  if (const auto id = SelectedIdText()) {
+    Send(DeviceCommands::SetDeviceClock(*id));
+  }
+}
+
+void DeviceListviewManager::EraseHDRForSelectedDevice() {
+  if (const auto id = SelectedIdText()) {
+    Send(DeviceCommands::EraseHDRForDevice(*id));
+  }
+}
+
+void DeviceListviewManager::FailoverSelectedDevice() {
+  if (const auto id = SelectedIdText()) {
+    Send(DeviceCommands::DoFailover(*id));
+  }
+}
+
+std::int32_t DeviceListviewManager::GetSelectedDeviceID() const {
+  if (lsv_ == nullptr || lsv_->Selected() == nullptr) {
+    return 0;
+  }
+  const QString text = lsv_->Text(lsv_->Selected());
+  return IsNumeric(text) ? ToInt32(text).value_or(0) : 0;
+}
+
+std::optional<QString> DeviceListviewManager::SelectedIdText() const {
+  if (lsv_ == nullptr || lsv_->Selected() == nullptr) {
+    return std::nullopt;
+  }
+  const QString text = lsv_->Text(lsv_->Selected());
+  const std::optional<std::int32_t> id = ToInt32(text);
+  if (!id) {
+    throw IsNumeric(text) ? TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"))
+                          : TelmonError::TypeMismatch();
+  }
+  return QString::number(*id);
+}
+
+}  // namespace telmon

@@ -1,0 +1,50 @@
+#pragma once
+
+// The Devices page: one row per field device, kept current by "DeviceUpdate" events, plus the
+// device commands (random mode, IP address, clock, HDR erase, failover) sent for the operator.
+
+#include "views/ListviewManagerBase.h"
+
+#include <cstdint>
+
+namespace telmon {
+
+class DeviceListviewManager final : public ListviewManagerBase {
+ public:
+  static constexpr char Placeholder[] = "(no device information)";
+  enum Column {
+    ColID,
+    ColName,
+    ColDriver,
+    ColPLCType,
+    ColConnection,
+    ColPortTarget,
+    ColWatchdogTimeout,
+    ColWatchdogStatus,
+    ColRandom,
+    ColFailoverStatus,
+    ColRecentClock,
+    ColumnCount
+  };
+
+  DeviceListviewManager();
+
+  void UpdateOneItemInLsv(xml::XmlElement event) override;
+  bool AnyDevicesAreInRandomMode() const;
+  void SetRandomModeForAllDevices(bool flag);
+  // The per-device operations send nothing when no row is selected, and throw a type
+  // mismatch when the selected row's text is not a device ID (the placeholder).
+  void SetRandomModeForSelectedDevice(bool flag);
+  void SetIPAddressForSelectedDevice(const QString& newAddress);
+  void SetClockForSelectedDevice();
+  void EraseHDRForSelectedDevice();
+  void FailoverSelectedDevice();
+  // The selected row's text as a number; 0 when nothing numeric is selected.
+  std::int32_t GetSelectedDeviceID() const;
+
+ private:
+  // The selected device's ID as command text; empty when no row is selected.
+  std::optional<QString> SelectedIdText() const;
+};
+
+}  // namespace telmon

@@ -1,0 +1,109 @@
+#include "views/ListviewManagerBase.h"
+
+#include "util/TextConversionFunctions.h"
+#include "views/ViewErrors.h"
+
+namespace telmon {
+
+void ListviewManagerBase::Setup(IRaiseMsg& sink, ICommandSender& sender, KeyedListModel& lsv) {
+  sink_ = &sink;
+  sender_ = &sender;
+  lsv_ = &lsv;
+  InitializeLsv();
+}
+
+void ListviewManagerBase::Teardown() {
+  sink_ = nullptr;
+  sender_ = nullptr;
+  lsv_ = nullptr;
+}
+
+void ListviewManagerBase::InitializeLsv() {
+  if (lsv_ == nullptr) {
+    return;
+  }
+  lsv_->Clear();
+  lsv_->SetSorted(false);
+  for (const ListColumn& column : traits_.columns) {
+    lsv_->AddColumn(column);
+  }
+  lsv_->SetSorted(traits_.sorted);
+  lsv_->AddRow(QString(), QString::fromLatin1(traits_.placeholder));
+}
+
+void ListviewManagerBase::UpdateLsv(const QString& xmlText) {
+  if (lsv_ == nullptr) {
+    return;
+  }
+  try {
+    const xml::XmlDocument doc = xml::ParseXmlFragment(sink_, xmlText);
+    if (!doc) {
+      throw ListError::ObjectNotSetError();
+    }
+    KeyedListModel::Batch batch(*lsv_);
+    for (xml::XmlElement event : xml::SelectNodes(doc, traits_.eventXPath)) {
+      UpdateOneItemInLsv(event);
+    }
+  } catch (...) {
+    if (sink_ != nullptr) {
+      sink_->RaiseMsg(MsgType::Error,
+                      ListError::CurrentFailureText(QString::fromLatin1(traits_.failureCode)));
+    }
+  }
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement event) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  if (lsv_->IsEmpty()) {
+    InitializeLsv();
+  }
+  const RowRef first = lsv_->FirstRow();
+  if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
+    lsv_->ClearRows();
+  }
+  const QString id = xml::GetAttributeText(event, traits_.idAttribute);
+  const QString key = id + QLatin1Char('K');
+  RowRef row = lsv_->FindKey(key);
+  if (row == nullptr) {
+    row = lsv_->AddRow(key, id);
+  }
+  return row;
+}
+
+void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement event,
+                                    const char* attribute) {
+  const QString text = xml::GetAttributeText(event, attribute);
+  if (!text.isEmpty()) {
+    lsv_->SetSubItem(row, column, text);
+  }
+}
+
+std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column,
+                                                      xml::XmlElement event,
+                                                      const char* attribute) {
+  const std::optional<bool> value = xml::GetAttributeBoolean(event, attribute);
+  if (value) {
+    lsv_->SetSubItem(row, column, BooleanText(*value));
+  }
+  return value;
+}
+
+void ListviewManagerBase::ApplyColor(RowRef row, ColorRef color) {
+  if (lsv_->RowColor(row) != color) {
+    lsv_->SetRowColor(row, color);
+  }
+}
+
+void ListviewManagerBase::Send(const QString& command) {
+  if (sender_ != nullptr) {
+    sender_->SendCommand(command);
+  }
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::FindRowForId(const QString& id) const {
+  return lsv_ == nullptr ? nullptr : lsv_->FindKey(id + QLatin1Char('K'));
+}
+
+}  // namespace telmon

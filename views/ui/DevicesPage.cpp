@@ -1,0 +1,56 @@
+#include "views/ui/DevicesPage.h"
+
+#include <QHBoxLayout>
+#include <QVBoxLayout>
+
+namespace telmon {
+
+namespace T = DeviceButtonTexts;
+
+DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, QWidget* parent)
+    : QWidget(parent),
+      lsvDevices_(new KeyedListView(this)),
+      buttonRow_(new QWidget(this)),
+      buttons_(new QHBoxLayout(buttonRow_)) {
+  lsvDevices_->setObjectName(QStringLiteral("lsvDevices"));
+  lsvDevices_->SetListModel(&devices);
+  buttons_->setContentsMargins(0, 0, 0, 0);
+
+  cmdPoll_[1] = AddButton("cmdPoll_1", T::RandomAllCaption, T::RandomAllToolTip);
+  cmdPoll_[0] = AddButton("cmdPoll_0", T::PollAllCaption, T::PollAllToolTip);
+  cmdPollOne_[1] = AddButton("cmdPollOne_1", T::RandomOneCaption, T::RandomOneToolTip);
+  cmdPollOne_[0] = AddButton("cmdPollOne_0", T::PollOneCaption, T::PollOneToolTip);
+  cmdChangeIPAddress_ =
+      AddButton("cmdChangeIPAddress", T::ChangeIPAddressCaption, T::ChangeIPAddressToolTip);
+  cmdSetClock_ = AddButton("cmdSetClock", T::SetClockCaption, T::SetClockToolTip);
+  cmdEraseHDR_ = AddButton("cmdEraseHDR", T::EraseHDRCaption, T::EraseHDRToolTip);
+  cmdFailover_ = AddButton("cmdFailover", T::FailoverCaption, T::FailoverToolTip);
+  buttons_->addStretch();
+
+  DeviceOperations* ops = &operations;
+  for (int index : {0, 1}) {
+    connect(cmdPoll_[index], &QPushButton::clicked, this, [ops, index] { ops->PollAll(index); });
+    connect(cmdPollOne_[index], &QPushButton::clicked, this,
+            [ops, index] { ops->PollSelected(index); });
+  }
+  connect(cmdChangeIPAddress_, &QPushButton::clicked, this, [ops] { ops->ChangeIPAddress(); });
+  connect(cmdSetClock_, &QPushButton::clicked, this, [ops] { ops->SetClock(); });
+  connect(cmdEraseHDR_, &QPushButton::clicked, this, [ops] { ops->EraseHDR(); });
+  connect(cmdFailover_, &QPushButton::clicked, this, [ops] { ops->Failover(); });
+
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(lsvDevices_, 1);
+  layout->addWidget(buttonRow_);
+}
+
+QPushButton* DevicesPage::AddButton(const char* objectName, const char* caption,
+                                    const char* toolTip) {
+  auto* button = new QPushButton(QString::fromLatin1(caption), buttonRow_);
+  button->setObjectName(QString::fromLatin1(objectName));
+  button->setToolTip(QString::fromLatin1(toolTip));
+  button->setAutoDefault(false);
+  buttons_->addWidget(button);
+  return button;
+}
+
+}  // namespace telmon
