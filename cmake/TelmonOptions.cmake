@@ -1,6 +1,6 @@
 # Compiler settings shared by every target of the project.
 add_library(telmon_warnings INTERFACE)
-target_compile_options(telmon_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow=local
+target_compile_options(telmon_warnings INTERFACE -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>
                        -Wnon-virtual-dtor -Wno-missing-field-initializers
                        # GCC 12 reports std::optional<QString> moves as maybe-uninitialized at -O2.
                        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)

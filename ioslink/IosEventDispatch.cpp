@@ -3,8 +3,6 @@
 #include "util/TextConversionFunctions.h"
 #include "util/UtilityFunctions.h"
 
-#include <cstring>
-
 namespace telmon {
 
 namespace {
@@ -13,24 +11,36 @@ constexpr int EventXmlShown = 50;
 
 bool Is(const QByteArray& type, const char* name) { return type == name; }
 
+// Stands in when nobody listens, so that routing and the unknown-type report stay the same.
+struct NoHandlers final : IIosEventHandlers {
+  void OnDeviceUpdate(xml::XmlElement) override {}
+  void OnQueueUpdate(xml::XmlElement) override {}
+  void OnBlockUpdate(xml::XmlElement) override {}
+  void OnChannelConfigFullUpdate() override {}
+  void OnChannelConfigUpdate(xml::XmlElement) override {}
+  void OnChannelConfigBurstEnd() override {}
+  void OnIOSSettingsUpdate(xml::XmlElement) override {}
+  void OnMessageEvent(std::int32_t, const QString&) override {}
+};
+
 // Returns false for an unrecognized type.
-bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers* h,
+bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers& h,
            bool& channelConfigChanged) {
   if (Is(type, "Message")) {
-    HandleMessageEvent(event, h);
+    HandleMessageEvent(event, &h);
   } else if (Is(type, "QUpdate")) {
-    if (h) h->OnQueueUpdate(event);
+    h.OnQueueUpdate(event);
   } else if (Is(type, "BlockUpdate")) {
-    if (h) h->OnBlockUpdate(event);
+    h.OnBlockUpdate(event);
   } else if (Is(type, "DeviceUpdate")) {
-    if (h) h->OnDeviceUpdate(event);
+    h.OnDeviceUpdate(event);
   } else if (Is(type, "ChannelConfigFullUpdate")) {
-    if (h) h->OnChannelConfigFullUpdate();
+    h.OnChannelConfigFullUpdate();
   } else if (Is(type, "ChannelConfigUpdate")) {
     channelConfigChanged = true;
-    if (h) h->OnChannelConfigUpdate(event);
+    h.OnChannelConfigUpdate(event);
   } else if (Is(type, "IOSSettingsUpdate")) {
-    if (h) h->OnIOSSettingsUpdate(event);
+    h.OnIOSSettingsUpdate(event);
   } else {
     return false;
   }
@@ -40,17 +50,19 @@ bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers* h,
 }  // namespace
 
 void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IRaiseMsg& sink) {
+  NoHandlers none;
+  IIosEventHandlers& h = handlers != nullptr ? *handlers : none;
   bool channelConfigChanged = false;
   for (xml::XmlElement event : xml::SelectNodes(doc, "//Event")) {
     const QByteArray type = xml::GetAttributeText(event, "eventtype").toUtf8();
-    if (!Route(type, event, handlers, channelConfigChanged)) {
+    if (!Route(type, event, h, channelConfigChanged)) {
       sink.RaiseMsg(MsgType::UnknownEvent,
                     QStringLiteral("TELM-0033: Unrecognized eventtype from IOS. (XML=") +
                         TruncateForDisplay(xml::NodeXml(event), EventXmlShown) + QLatin1Char(')'));
     }
   }
-  if (channelConfigChanged && handlers != nullptr) {
-    handlers->OnChannelConfigBurstEnd();
+  if (channelConfigChanged) {
+    h.OnChannelConfigBurstEnd();
   }
 }
 

@@ -22,7 +22,7 @@ class CommandFramer {
  public:
   // An element still incomplete after `maxElementBytes` is given up as junk, so a peer that
   // never closes its element cannot make the buffer grow without bound.
-  explicit CommandFramer(qsizetype maxElementBytes = 64 * 1024);
+  explicit CommandFramer(qsizetype maxElementBytes = qsizetype{64} * 1024);
 
   // Appends received bytes and returns every complete item, in stream order.
   std::vector<FramedItem> Feed(const QByteArray& bytes);

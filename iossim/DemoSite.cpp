@@ -166,28 +166,10 @@ bool InsertLookupsAndAccounts(QSqlDatabase& db, QString* error) {
 
 bool WriteDahsDatabase(const QDir& dir, int dahs, QString* error) {
   const QString config = QStringLiteral("sqlite:") + dir.filePath(ConfigFile(dahs));
-  if (!SiteSchema::InitConnection(config, error) ||
-      !SiteSchema::InitConnection(QStringLiteral("sqlite:") + dir.filePath(RealtimeFile(dahs)),
-                                  error)) {
-    return false;
-  }
-  SqlConnection connection(config, OpenMode::ReadWrite);
-  QSqlDatabase* db = connection.Database(error);
-  if (db == nullptr || !db->transaction()) {
-    if (db != nullptr) {
-      *error = SqlErrorText(db->lastError());
-    }
-    return false;
-  }
-  if (!InsertLookupsAndAccounts(*db, error) || !InsertPlant(*db, DemoUnitConfig(dahs), error)) {
-    db->rollback();
-    return false;
-  }
-  if (!db->commit()) {
-    *error = SqlErrorText(db->lastError());
-    return false;
-  }
-  return true;
+  return SiteSchema::InitConnection(config, error) &&
+         SiteSchema::InitConnection(QStringLiteral("sqlite:") + dir.filePath(RealtimeFile(dahs)),
+                                    error) &&
+         WriteDemoDahsDatabase(config, dahs, error);
 }
 
 // A demo site is written from scratch: databases left from an earlier run go first.
@@ -231,6 +213,28 @@ bool WriteDemoSite(const QString& dirPath, QString* error) {
   if (!ini.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text) ||
       ini.write(SettingsText().toUtf8()) < 0 || !ini.flush()) {
     why = QStringLiteral("cannot write '%1': %2").arg(ini.fileName(), ini.errorString());
+    return false;
+  }
+  return true;
+}
+
+bool WriteDemoDahsDatabase(const QString& connectionString, int dahsId, QString* error) {
+  QString ignored;
+  error = error != nullptr ? error : &ignored;
+  SqlConnection connection(connectionString, OpenMode::ReadWrite);
+  QSqlDatabase* db = connection.Database(error);
+  if (db == nullptr || !db->transaction()) {
+    if (db != nullptr) {
+      *error = SqlErrorText(db->lastError());
+    }
+    return false;
+  }
+  if (!InsertLookupsAndAccounts(*db, error) || !InsertPlant(*db, DemoUnitConfig(dahsId), error)) {
+    db->rollback();
+    return false;
+  }
+  if (!db->commit()) {
+    *error = SqlErrorText(db->lastError());
     return false;
   }
   return true;

@@ -9,4 +9,9 @@ namespace telmon::iossim {
 // Returns false and sets `error` when the folder or a database cannot be written.
 bool WriteDemoSite(const QString& dir, QString* error);
 
+// Writes the lookups, accounts and I/O configuration of demo DAHS `dahsId` into an existing
+// site database (any connection string, with the schema already in place), for sites that
+// keep their data on a database server.
+bool WriteDemoDahsDatabase(const QString& connectionString, int dahsId, QString* error);
+
 }  // namespace telmon::iossim

@@ -80,7 +80,7 @@ void SimPlant::ServiceQueue(QueueState& q, const QDateTime& now) {
 void SimPlant::Serve(QueueState& q, const IoRequest& r, const QDateTime& now) {
   ++q.serviced;
   q.dirty = true;
-  if (r.queuedAt.msecsTo(now) > 2 * TickMs || settings_.ridMs > 0) {
+  if (r.queuedAt.msecsTo(now) > 2LL * TickMs || settings_.ridMs > 0) {
     ++q.delays;
   }
   if (r.kind == IoRequest::Kind::Write) {

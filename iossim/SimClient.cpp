@@ -10,7 +10,7 @@ namespace {
 
 // Gathering window of the packed mode: long enough for a burst of updates to share a write.
 constexpr int PackWindowMs = 20;
-constexpr qsizetype MaxPackedWrite = 256 * 1024;
+constexpr qsizetype MaxPackedWrite = qsizetype{256} * 1024;
 
 }  // namespace
 

@@ -198,9 +198,11 @@ QList<QByteArray> SimPlant::RandomUpdates(int count) {
   return out;
 }
 
+// A device giving random values is not being polled, so it counts against the point as a
+// failing one does; the monitor shows "Not Polling Device(s)" from it.
 bool SimPlant::AllCommsOk() const {
   return std::all_of(devices_.begin(), devices_.end(),
-                     [](const DeviceState& d) { return d.watchdogOk; });
+                     [](const DeviceState& d) { return d.watchdogOk && !d.random; });
 }
 
 void SimPlant::ApplyValue(ChannelState& c, const std::optional<double>& numeric,

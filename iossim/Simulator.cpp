@@ -78,16 +78,7 @@ bool Simulator::Start(QString* error) {
       urp && *urp >= 1) {
     plant_->SetInitialUrp(*urp);
   }
-  dispatcher_ = std::make_unique<CommandDispatcher>(*plant_);
-  server_ = std::make_unique<SimServer>(*dispatcher_, options_.faults, options_.seed);
-  connect(server_.get(), &SimServer::Log, this, &Simulator::Log);
-  if (options_.verbose) {
-    connect(server_.get(), &SimServer::Trace, this, &Simulator::Log);
-  }
-  connect(plant_.get(), &SimPlant::Log, this, &Simulator::Log);
-  connect(plant_.get(), &SimPlant::Broadcast, server_.get(), &SimServer::Broadcast);
-  connect(plant_.get(), &SimPlant::WriteFinished, this, &Simulator::OnWriteFinished);
-  connect(plant_.get(), &SimPlant::UrpChanged, this, &Simulator::OnUrpChanged);
+  BuildServer();
   if (!server_->Listen(options_.host, ConfiguredPort(), error)) {
     return false;
   }
@@ -100,6 +91,19 @@ bool Simulator::Start(QString* error) {
   StartTimers();
   WriteRealtime();
   return true;
+}
+
+void Simulator::BuildServer() {
+  dispatcher_ = std::make_unique<CommandDispatcher>(*plant_);
+  server_ = std::make_unique<SimServer>(*dispatcher_, options_.faults, options_.seed);
+  connect(server_.get(), &SimServer::Log, this, &Simulator::Log);
+  if (options_.verbose) {
+    connect(server_.get(), &SimServer::Trace, this, &Simulator::Log);
+  }
+  connect(plant_.get(), &SimPlant::Log, this, &Simulator::Log);
+  connect(plant_.get(), &SimPlant::Broadcast, server_.get(), &SimServer::Broadcast);
+  connect(plant_.get(), &SimPlant::WriteFinished, this, &Simulator::OnWriteFinished);
+  connect(plant_.get(), &SimPlant::UrpChanged, this, &Simulator::OnUrpChanged);
 }
 
 void Simulator::StartTimers() {

@@ -49,6 +49,7 @@ class Simulator : public QObject {
  private:
   bool OpenSite(QString* error);
   quint16 ConfiguredPort();
+  void BuildServer();
   void StartTimers();
   void WriteRealtime();
   void PollCommands();

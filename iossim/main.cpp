@@ -31,6 +31,13 @@ sigset_t StopSignals() {
   return set;
 }
 
+void StopOnSignal(int signalFd) {
+  signalfd_siginfo info{};
+  const bool got = read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info);
+  PrintLine(stderr, QStringLiteral("iossim: stopping on signal %1").arg(got ? info.ssi_signo : 0));
+  QCoreApplication::quit();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -54,13 +61,8 @@ int main(int argc, char** argv) {
 
   const int signalFd = signalfd(-1, &stopSignals, SFD_NONBLOCK | SFD_CLOEXEC);
   QSocketNotifier stopNotifier(signalFd, QSocketNotifier::Read);
-  QObject::connect(&stopNotifier, &QSocketNotifier::activated, &app, [signalFd] {
-    signalfd_siginfo info{};
-    const bool got = read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info);
-    PrintLine(stderr,
-              QStringLiteral("iossim: stopping on signal %1").arg(got ? info.ssi_signo : 0));
-    QCoreApplication::quit();
-  });
+  QObject::connect(&stopNotifier, &QSocketNotifier::activated, &app,
+                   [signalFd] { StopOnSignal(signalFd); });
 
   telmon::SystemClock clock;
   telmon::iossim::Simulator simulator(options, clock);

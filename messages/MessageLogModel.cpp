@@ -160,7 +160,9 @@ void MessageLogModel::AddMsg(std::int32_t msgType, const QString& text) {
   }
   // Messages come in bursts within the same second; their rows share one timestamp text.
   const QDateTime now = clock_.Now();
-  const qint64 second = now.toSecsSinceEpoch();
+  // Date and time of day as stored: no time zone conversion, which would cost more than the
+  // formatting saved.
+  const qint64 second = now.date().toJulianDay() * 86400 + now.time().msecsSinceStartOfDay() / 1000;
   if (second != stampSecond_ || stamp_.isEmpty()) {
     stamp_ = Timestamp(now);
     stampSecond_ = second;

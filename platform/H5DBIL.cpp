@@ -204,7 +204,8 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   StampCache stamps;
   while (query->next()) {
     CurrentValueItem item = ItemFromRow(*query, stamps);
-    values.insert(item.ioid, std::move(item));
+    QString key = item.ioid;
+    values.emplace(std::move(key), std::move(item));
   }
   query->finish();
   return values;

@@ -53,7 +53,7 @@ std::optional<QString> NewPassword(Context& c, const QString& account) {
   if (c.password) {
     return c.password;
   }
-  const std::optional<QString> password =
+  std::optional<QString> password =
       c.readPassword(QStringLiteral("Password for '%1': ").arg(account));
   if (!password || password->isEmpty()) {
     Fail(c, QStringLiteral("no password given (use --password=... or type it on standard input)"));

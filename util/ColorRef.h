@@ -14,8 +14,8 @@ namespace telmon {
 using ColorRef = std::uint32_t;
 
 namespace Colors {
-inline constexpr ColorRef Red = 255;            // 0x0000FF: fault
-inline constexpr ColorRef Blue = 16711680;      // 0xFF0000: random values
+inline constexpr ColorRef Red = 255;             // 0x0000FF: fault
+inline constexpr ColorRef Blue = 16711680;       // 0xFF0000: random values
 inline constexpr ColorRef LightGrey = 12632256;  // 0xC0C0C0: disabled block
 inline constexpr ColorRef WindowText = 0x80000008;
 }  // namespace Colors

@@ -237,7 +237,8 @@ int ChannelListviewManager::InsertPosition() {
 
 void ChannelListviewManager::Report(const char* code) {
   if (services_.sink != nullptr) {
-    services_.sink->RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QString::fromLatin1(code)));
+    services_.sink->RaiseMsg(MsgType::Error,
+                             ListError::CurrentFailureText(QString::fromLatin1(code)));
   }
 }
 

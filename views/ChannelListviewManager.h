@@ -30,7 +30,15 @@ struct ChannelPageServices {
 class ChannelListviewManager {
  public:
   using RowRef = KeyedListModel::RowRef;
-  enum Column { ColChannel, ColValue, ColTStamp, ColScaling, ColDevice, ColChannelInfo, ColumnCount };
+  enum Column {
+    ColChannel,
+    ColValue,
+    ColTStamp,
+    ColScaling,
+    ColDevice,
+    ColChannelInfo,
+    ColumnCount
+  };
   static constexpr char AllCommsOk[] = "IOS.AllCommsOk";
   static constexpr char AllDataRefreshed[] = "IOS.AllDataRefreshed";
 

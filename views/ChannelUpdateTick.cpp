@@ -98,7 +98,8 @@ void ChannelUpdateTick::ShowResults(const CurrentValues& values) {
     if (it != values.constEnd()) {
       const AllRefreshStatus status = ReadAllRefreshStatus(it->textValue, formats_);
       panels_.SetAllRefreshTime(status.text);
-      panels_.SetAllRefreshToolTip(status.toolTip.value_or(QLatin1String(AllRefreshDefaultToolTip)));
+      panels_.SetAllRefreshToolTip(
+          status.toolTip.value_or(QLatin1String(AllRefreshDefaultToolTip)));
     }
   });
   IgnoringFailure([&] { channels_->UpdateLsv(values); });

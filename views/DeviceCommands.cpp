@@ -15,7 +15,8 @@ QString WithIdAndValue(const char* action, const QString& id, const QString& val
 
 QString SetDeviceToRandomMode(const QString& id, bool random) {
   // The flag is the magnitude of the Boolean's integer form, whose true is -1.
-  return WithIdAndValue("SetDeviceToRandomMode", id, random ? QStringLiteral("1") : QStringLiteral("0"));
+  return WithIdAndValue("SetDeviceToRandomMode", id,
+                        random ? QStringLiteral("1") : QStringLiteral("0"));
 }
 
 QString SetDeviceIPAddress(const QString& id, const QString& escapedAddress) {

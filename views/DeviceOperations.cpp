@@ -35,9 +35,10 @@ void DeviceOperations::PollSelected(int index) {
 
 void DeviceOperations::ChangeIPAddress() {
   try {
-    if (!HasSelection() || !PassPrivilegeGate({DeviceAdminPrivilege, "TELM-0079: can't use security",
-                                               "Access denied.  [TELM-0080]",
-                                               "' does not have privileges. [TELM-0081]"})) {
+    if (!HasSelection() ||
+        !PassPrivilegeGate({DeviceAdminPrivilege, "TELM-0079: can't use security",
+                            "Access denied.  [TELM-0080]",
+                            "' does not have privileges. [TELM-0081]"})) {
       return;
     }
     const std::int32_t id = devices_.GetSelectedDeviceID();
@@ -56,12 +57,13 @@ void DeviceOperations::ChangeIPAddress() {
     }
     // The IOS validates the address; whatever was typed is sent.
     devices_.SetIPAddressForSelectedDevice(*address);
-    ShowBox(QStringLiteral("Restart Halvo I/O Service 5 for the new IP address to take effect.") +
-                kCrLf + kCrLf +
-                QStringLiteral(
-                    "If there is a redundant DAS, you must make this same change on the other DAS.") +
-                kCrLf + kCrLf + QStringLiteral("Restart this application. [TELM-0084]"),
-            PromptIcon::Critical);
+    ShowBox(
+        QStringLiteral("Restart Halvo I/O Service 5 for the new IP address to take effect.") +
+            kCrLf + kCrLf +
+            QStringLiteral(
+                "If there is a redundant DAS, you must make this same change on the other DAS.") +
+            kCrLf + kCrLf + QStringLiteral("Restart this application. [TELM-0084]"),
+        PromptIcon::Critical);
   } catch (...) {
     ReportFailure("TELM-0082");
   }
@@ -81,12 +83,14 @@ void DeviceOperations::EraseHDR() {
   try {
     if (!HasSelection() ||
         !PassPrivilegeGate({DeviceAdminPrivilege, "TELM-0057: can't use security",
-                            "Access denied.  [TELM-0067]", "' does not have privileges. [TELM-0068]"})) {
+                            "Access denied.  [TELM-0067]",
+                            "' does not have privileges. [TELM-0068]"})) {
       return;
     }
-    if (Confirm(QStringLiteral("Are you sure you want to erase all historical data in this device?") +
-                    kCrLf + kCrLf + QStringLiteral("This operation cannot be undone."),
-                PromptIcon::Critical)) {
+    if (Confirm(
+            QStringLiteral("Are you sure you want to erase all historical data in this device?") +
+                kCrLf + kCrLf + QStringLiteral("This operation cannot be undone."),
+            PromptIcon::Critical)) {
       devices_.EraseHDRForSelectedDevice();
     }
   } catch (...) {
@@ -96,9 +100,9 @@ void DeviceOperations::EraseHDR() {
 
 void DeviceOperations::Failover() {
   try {
-    if (!HasSelection() ||
-        !PassPrivilegeGate({EditPrivilege, "TELM-0058: can't use security",
-                            "Access denied.  [TELM-0069]", "' does not have privileges. [TELM-0070]"})) {
+    if (!HasSelection() || !PassPrivilegeGate({EditPrivilege, "TELM-0058: can't use security",
+                                               "Access denied.  [TELM-0069]",
+                                               "' does not have privileges. [TELM-0070]"})) {
       return;
     }
     if (Confirm(QStringLiteral("Do a failover?"), PromptIcon::Exclamation)) {
@@ -161,7 +165,8 @@ void DeviceOperations::ShowBox(const QString& text, PromptIcon icon) {
 }
 
 void DeviceOperations::ReportFailure(const char* code) {
-  services_.sink->RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QString::fromLatin1(code)));
+  services_.sink->RaiseMsg(MsgType::Error,
+                           ListError::CurrentFailureText(QString::fromLatin1(code)));
 }
 
 }  // namespace telmon

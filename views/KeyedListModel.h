@@ -8,9 +8,9 @@
 // Batches: between BeginBatch and EndBatch, cell changes are collected per row and announced
 // at the end, one dataChanged per run of adjacent changed rows (one for the whole list when
 // most rows changed), so a view repaints only what it shows; new rows are held back and
-// merged in one pass at the end. This keeps a burst of IOS events linear in the number of rows even with a view
-// attached. Anything that needs row positions while a batch is open announces what is pending
-// first, so callers always see a consistent list.
+// merged in one pass at the end. This keeps a burst of IOS events linear in the number of rows even
+// with a view attached. Anything that needs row positions while a batch is open announces what is
+// pending first, so callers always see a consistent list.
 
 #include "util/ColorRef.h"
 
@@ -111,6 +111,9 @@ class KeyedListModel : public QAbstractTableModel {
   RowRef Selected() const { return selected_; }
   void Select(RowRef row);
   void SelectPosition(int position);
+  // Selects by a row number as a view sees the list, which leaves out rows an open batch holds
+  // back; -1 clears the selection.
+  void SelectViewRow(int row);
   int SelectedPosition();
 
   void BeginBatch();

@@ -80,8 +80,7 @@ void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement even
   }
 }
 
-std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column,
-                                                      xml::XmlElement event,
+std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column, xml::XmlElement event,
                                                       const char* attribute) {
   const std::optional<bool> value = xml::GetAttributeBoolean(event, attribute);
   if (value) {

@@ -45,8 +45,8 @@ constexpr std::array<TextColumn, 11> kTextColumns = {{
 }  // namespace
 
 QueueListviewManager::QueueListviewManager()
-    : ListviewManagerBase(PageTraits{kColumns, Placeholder, true,
-                                     "//Event[@eventtype=\"QUpdate\"]", "TELM-0048", "QName"}) {}
+    : ListviewManagerBase(PageTraits{kColumns, Placeholder, true, "//Event[@eventtype=\"QUpdate\"]",
+                                     "TELM-0048", "QName"}) {}
 
 void QueueListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   if (lsv_ == nullptr) {
@@ -63,7 +63,8 @@ void QueueListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
     if (*paused) {
       color = Colors::Red;
     }
-    lsv_->SetSubItem(row, ColStatus, *paused ? QStringLiteral("Paused") : QStringLiteral("Running"));
+    lsv_->SetSubItem(row, ColStatus,
+                     *paused ? QStringLiteral("Paused") : QStringLiteral("Running"));
   }
   ApplyColor(row, color);
 }

@@ -38,9 +38,11 @@ class NullSender final : public ICommandSender {
 
 QString BlockEvent(int id, int n) {
   return QStringLiteral(
-             "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"Block %1\" DeviceID=\"3\" "
+             "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"Block %1\" "
+             "DeviceID=\"3\" "
              "DataTypeName=\"Int16\" DataAddress=\"4%1\" DataQty=\"16\" RefreshInterval=\"1000\" "
-             "FastReadEnabled=\"0\" Disabled=\"false\" ImplicitChannelID=\"0\" IsHDRBlock=\"false\" "
+             "FastReadEnabled=\"0\" Disabled=\"false\" ImplicitChannelID=\"0\" "
+             "IsHDRBlock=\"false\" "
              "ContainsWatchdog=\"false\" FailCount=\"%2\" LastReadTime=\"10:00:%3\" "
              "LastResponseTime=\"%4\" MinResponseTime=\"1\" MaxResponseTime=\"90\" "
              "DeviceIsGenRandomValues=\"false\"/>")

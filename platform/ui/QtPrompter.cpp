@@ -43,8 +43,8 @@ QMessageBox::StandardButton ToButton(PromptAnswer answer) {
 
 struct ButtonSet {
   QMessageBox::StandardButtons buttons;
-  QMessageBox::StandardButton first;
-  QMessageBox::StandardButton escape;  // what closing the box answers
+  QMessageBox::StandardButton first = QMessageBox::Ok;
+  QMessageBox::StandardButton escape = QMessageBox::Ok;  // what closing the box answers
 };
 
 ButtonSet ToButtons(PromptButtons buttons) {

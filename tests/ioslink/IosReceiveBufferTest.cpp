@@ -112,21 +112,5 @@ TEST(IosReceiveBufferTest, TextWithoutAnyEmptyElementEndDropsOnlyItsFirstCharact
   EXPECT_EQ(buffer.PendingSize(), 0);
 }
 
-TEST(IosReceiveBufferTest, EveryByteAloneStillFramesEachEvent) {
-  QByteArray stream;
-  for (int i = 0; i < 200; ++i) {
-    stream += QStringLiteral(R"(<Event eventtype="BlockUpdate" BlockID="%1"/>)").arg(i).toLatin1();
-  }
-  IosReceiveBuffer buffer;
-  int events = 0;
-  for (char c : stream) {
-    if (const xml::XmlDocument doc = buffer.Append(QByteArray(1, c))) {
-      events += static_cast<int>(xml::SelectNodes(doc, "//Event").size());
-    }
-  }
-  EXPECT_EQ(events, 200);
-  EXPECT_EQ(buffer.PendingSize(), 0);
-}
-
 }  // namespace
 }  // namespace telmon

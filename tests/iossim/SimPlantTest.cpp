@@ -42,10 +42,13 @@ class PlantTest : public ::testing::Test {
   }
   int Id(const char* name) const { return Ioid(name).chopped(1).toInt(); }
 
-  const RealtimePoint* Point(const std::vector<RealtimePoint>& points, const QString& ioid) {
+  // A copy, so that a snapshot taken in the same expression may go.
+  std::optional<RealtimePoint> Point(const std::vector<RealtimePoint>& points,
+                                     const QString& ioid) {
     const auto it = std::find_if(points.begin(), points.end(),
                                  [&](const RealtimePoint& p) { return p.ioid == ioid; });
-    return it == points.end() ? nullptr : &*it;
+    if (it == points.end()) return std::nullopt;
+    return *it;
   }
 
   QStringList BroadcastWith(const QByteArray& needle) const {
@@ -79,17 +82,19 @@ TEST_F(PlantTest, FaultyDeviceFailsItsBlockPausesItsQueueAndTimesOut) {
   EXPECT_FALSE(block111.last().contains("FailCount=\"0\""));
   EXPECT_FALSE(BroadcastWith("QName=\"ModbusTCP ETH2\"").filter("IsPaused=\"True\"").isEmpty());
   EXPECT_FALSE(BroadcastWith("IOFailureCount=\"0\"").isEmpty()) << "healthy queues stay at 0";
-  // Random values stand in for the missing device: communication counts as healthy again.
-  EXPECT_TRUE(plant_.SetRandomMode(std::nullopt, true).ok);
+  // Random values stand in for the missing device, but that is no polling either.
+  EXPECT_TRUE(plant_.SetRandomMode(6, true).ok);
   Run(500);
-  EXPECT_TRUE(plant_.AllCommsOk());
+  EXPECT_TRUE(
+      BroadcastWith("DeviceID=\"6\" DeviceName").last().contains("WatchdogStatusOk=\"True\""));
+  EXPECT_FALSE(plant_.AllCommsOk());
 }
 
 TEST_F(PlantTest, PolledChannelsMoveWithTheirBlockAndRandomModeFillsTheRange) {
   Run(3000);
   auto points = plant_.RealtimeSnapshot();
-  const RealtimePoint* flow = Point(points, Ioid("Stack Flow"));
-  ASSERT_NE(flow, nullptr);
+  const auto flow = Point(points, Ioid("Stack Flow"));
+  ASSERT_TRUE(flow.has_value());
   ASSERT_TRUE(flow->numeric.has_value());
   EXPECT_GT(*flow->numeric, 300.0);
   EXPECT_LT(*flow->numeric, 1500.0);
@@ -120,7 +125,7 @@ TEST_F(PlantTest, TriangleWaveAndForcedValues) {
   }
   EXPECT_EQ(seen, (std::vector<double>{0, 50, 100, 50}));
   EXPECT_TRUE(plant_.ForceChannel(forced, QString(), QStringLiteral("ForcedValue"), {}, {}, {}).ok);
-  const RealtimePoint* nullValue = Point(plant_.RealtimeSnapshot(), Ioid("Test NOx Forced 1"));
+  const auto nullValue = Point(plant_.RealtimeSnapshot(), Ioid("Test NOx Forced 1"));
   EXPECT_FALSE(nullValue->numeric.has_value());
   EXPECT_EQ(nullValue->text, QString());
   EXPECT_TRUE(

@@ -154,7 +154,7 @@ TEST(XmlHostile, ExternalEntitiesAndDtdsAreNeverRead) {
 }
 
 TEST(XmlHostile, HugeSingleElementIsRefused) {
-  const QString filler(50 * 1024 * 1024, QLatin1Char('a'));
+  const QString filler(qsizetype{50} * 1024 * 1024, QLatin1Char('a'));
   ExpectRefusedDocument(QStringLiteral("<Event Desc=\"") + filler + QStringLiteral("\"/>"));
   ExpectRefusedDocument(QStringLiteral("<Event>") + filler + QStringLiteral("</Event>"));
 }

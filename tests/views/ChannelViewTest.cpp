@@ -85,7 +85,8 @@ class ChannelPage : public ::testing::Test {
     services_.prompter = &prompter_;
     services_.configs = &configs_;
     services_.appTitle = QStringLiteral("Telmon");
-    services_.formats = DateTimeFormats::FromLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+    services_.formats =
+        DateTimeFormats::FromLocale(QLocale(QLocale::English, QLocale::UnitedStates));
     manager_.Setup(services_, model_, 3);
   }
 
@@ -190,7 +191,10 @@ struct RecordingPanels final : IChannelTickPanels {
   void SetAllRefreshToolTip(const QString& text) override { toolTip = text; }
   void SetNotPollingVisible(bool visible) override { notPolling = visible; }
   void BeginBusy() override { ++busy; }
-  void EndBusy() override { --busy; ++ticks; }
+  void EndBusy() override {
+    --busy;
+    ++ticks;
+  }
   QString updateTime = "(update)";
   QString allRefresh = "(last all refresh time)";
   QString toolTip = AllRefreshDefaultToolTip;
@@ -204,8 +208,9 @@ class ChannelTick : public ChannelPage {
   void SetUp() override {
     ChannelPage::SetUp();
     db_.Init();
-    QObject::connect(&dbil_, &H5DBIL::Message, &dbil_,
-                     [this](std::int32_t type, const QString& text) { sink_.RaiseMsg(type, text); });
+    QObject::connect(
+        &dbil_, &H5DBIL::Message, &dbil_,
+        [this](std::int32_t type, const QString& text) { sink_.RaiseMsg(type, text); });
   }
   void Put(const QString& ioid, const QVariant& number, const QString& text) {
     db_.Exec(QStringLiteral("INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) "

@@ -21,9 +21,10 @@ class EditMode final : public IEditGate {
   explicit EditMode(Prompter& prompter) : prompter_(prompter) {}
   bool EditsAllowed() const override { return on; }
   bool AskWhetherUserWantsToEnableEditing() override {
-    if (!on && prompter_.Ask({QStringLiteral("Edits are not enabled. Do you want to enable edits now?"),
-                              QStringLiteral("Telmon"), PromptIcon::Exclamation,
-                              PromptButtons::YesNo, std::nullopt}) == PromptAnswer::Yes) {
+    if (!on &&
+        prompter_.Ask({QStringLiteral("Edits are not enabled. Do you want to enable edits now?"),
+                       QStringLiteral("Telmon"), PromptIcon::Exclamation, PromptButtons::YesNo,
+                       std::nullopt}) == PromptAnswer::Yes) {
       on = true;
     }
     return on;
@@ -76,9 +77,9 @@ class DeviceOperationsTest : public ::testing::Test {
   KeyedListModel model_;
   DeviceListviewManager devices_;
   EditMode edit_{prompter_};
-  SecurityPrivilegeGate gate_{prompter_, clock_, sink_,
-                              SecuritySettings{"S", "EN", db_.ConnectionString(),
-                                               db_.ConnectionString(), "Telmon", "1"}};
+  SecurityPrivilegeGate gate_{
+      prompter_, clock_, sink_,
+      SecuritySettings{"S", "EN", db_.ConnectionString(), db_.ConnectionString(), "Telmon", "1"}};
   DeviceOperations ops_{devices_, {&edit_, &gate_, &prompter_, &sink_, "Telmon", "PLANT1"}};
 };
 
@@ -86,7 +87,8 @@ TEST_F(DeviceOperationsTest, RandomModeButtonsPassTheEditGate) {
   prompter_.QueueAnswer(PromptAnswer::No);
   ops_.PollAll(1);
   ASSERT_EQ(prompter_.Questions().size(), 1u);
-  EXPECT_EQ(prompter_.Questions()[0].text, "Edits are not enabled. Do you want to enable edits now?");
+  EXPECT_EQ(prompter_.Questions()[0].text,
+            "Edits are not enabled. Do you want to enable edits now?");
   prompter_.QueueAnswer(PromptAnswer::Yes);
   ops_.PollAll(1);
   ops_.PollSelected(0);  // nothing selected: nothing sent, nothing shown
@@ -192,9 +194,9 @@ TEST_F(DeviceOperationsTest, PlaceholderSelectionIsReportedAndSendsNothing) {
   ops_.Failover();
   ops_.SetClock();
   ops_.PollSelected(1);
-  EXPECT_EQ(sink_.Texts(), (QStringList{"TELM-0002: 13, Type mismatch", "TELM-0003: 13, Type mismatch",
-                                        "TELM-0004: 13, Type mismatch",
-                                        "TELM-0078: 13, Type mismatch"}));
+  EXPECT_EQ(sink_.Texts(),
+            (QStringList{"TELM-0002: 13, Type mismatch", "TELM-0003: 13, Type mismatch",
+                         "TELM-0004: 13, Type mismatch", "TELM-0078: 13, Type mismatch"}));
   EXPECT_EQ(peer_.Received(), QByteArray());
 }
 

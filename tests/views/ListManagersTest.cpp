@@ -67,10 +67,11 @@ TEST_F(DevicePage, PlaceholderGivesWayToTheFirstDeviceAndIdsSortAsText) {
 }
 
 TEST_F(DevicePage, PartialEventKeepsCellsExceptTheClock) {
-  Apply(Device("DeviceID=\"12\" DeviceName=\"Stack A\" DriverName=\"Modbus\" PLCType=\"X\" "
-               "Connection=\"10.0.0.5\" PortName=\"502\" WatchdogTimeout=\"30\" "
-               "WatchdogStatusStr=\"OK\" GenerateRandomValues=\"false\" FailoverStatus=\"Primary\" "
-               "RecentClock=\"2024-03-14 10:00:00\" WatchdogStatusOk=\"true\""));
+  Apply(
+      Device("DeviceID=\"12\" DeviceName=\"Stack A\" DriverName=\"Modbus\" PLCType=\"X\" "
+             "Connection=\"10.0.0.5\" PortName=\"502\" WatchdogTimeout=\"30\" "
+             "WatchdogStatusStr=\"OK\" GenerateRandomValues=\"false\" FailoverStatus=\"Primary\" "
+             "RecentClock=\"2024-03-14 10:00:00\" WatchdogStatusOk=\"true\""));
   EXPECT_EQ(Cell("12", DeviceListviewManager::ColRecentClock), "2024-03-14 10:00:00");
   EXPECT_EQ(Cell("12", DeviceListviewManager::ColRandom), "False");
   Apply(Device("DeviceID=\"12\" WatchdogStatusOk=\"true\" DeviceName=\"\""));
@@ -121,7 +122,8 @@ TEST_F(DevicePage, UpdateLsvSelectsOnlyDeviceEventsAndReportsBadText) {
   manager_.UpdateLsv(QStringLiteral("<Event eventtype=\"DeviceUpdate\" DeviceID=\"8\""));
   EXPECT_EQ(Texts(), QStringList{"7"});
   ASSERT_FALSE(sink_.messages.empty());
-  EXPECT_TRUE(sink_.Texts().last().startsWith("TELM-0047: 91, ")) << sink_.Texts().join('\n').toStdString();
+  EXPECT_TRUE(sink_.Texts().last().startsWith("TELM-0047: 91, "))
+      << sink_.Texts().join('\n').toStdString();
 }
 
 TEST_F(DevicePage, CommandsGoOutByteForByte) {
@@ -170,9 +172,10 @@ using QueuePage = PageFixture<QueueListviewManager>;
 
 TEST_F(QueuePage, PausedColourResetsWhileStatusTextStays) {
   EXPECT_EQ(Texts(), QStringList{"(no queue information)"});
-  Apply(Queue("QName=\"COM1\" DriverName=\"Serial\" Size=\"3\" PeakSize=\"9\" "
-              "RequestsServiced=\"1,234\" DupWriteCancelCount=\"2\" CommOpenErrors=\"1\" "
-              "IsPaused=\"true\""));
+  Apply(
+      Queue("QName=\"COM1\" DriverName=\"Serial\" Size=\"3\" PeakSize=\"9\" "
+            "RequestsServiced=\"1,234\" DupWriteCancelCount=\"2\" CommOpenErrors=\"1\" "
+            "IsPaused=\"true\""));
   EXPECT_EQ(Color("COM1"), Colors::Red);
   EXPECT_EQ(Cell("COM1", QueueListviewManager::ColStatus), "Paused");
   EXPECT_EQ(Cell("COM1", QueueListviewManager::ColSize), "3");
@@ -221,8 +224,9 @@ TEST_F(BlockPage, ColourPrecedenceGreyRedBlue) {
 
 TEST_F(BlockPage, HdrAndDisabledAnswersComeFromTheRow) {
   EXPECT_FALSE(manager_.IsHDRBlock(7));
-  Apply(Block("BlockID=\"7\" IsHDRBlock=\"true\" Disabled=\"0\" MinResponseTime=\"1\" "
-              "MaxResponseTime=\"9\" LastReadTime=\"10:00:00\" DataQty=\"16\""));
+  Apply(
+      Block("BlockID=\"7\" IsHDRBlock=\"true\" Disabled=\"0\" MinResponseTime=\"1\" "
+            "MaxResponseTime=\"9\" LastReadTime=\"10:00:00\" DataQty=\"16\""));
   EXPECT_TRUE(manager_.IsHDRBlock(7));
   EXPECT_FALSE(manager_.IsBlockDisabled(7));
   EXPECT_EQ(Cell("7", BlockListviewManager::ColMinResponseTime), "1");

@@ -86,8 +86,8 @@ TEST(QueuesAndBlocksPages, ResetButtonAndLists) {
 TEST(ChannelsPage, ToolbarKeysAnnounceThemselves) {
   KeyedListModel model;
   ChannelsPage page(model);
-  for (const char* key : {"1DecPlace", "AddWatch", "AddAddress", "RemoveAllWatches",
-                          "ChangeValue", "RefreshBlocks", "Messages", "SaveIOList"}) {
+  for (const char* key : {"1DecPlace", "AddWatch", "AddAddress", "RemoveAllWatches", "ChangeValue",
+                          "RefreshBlocks", "Messages", "SaveIOList"}) {
     EXPECT_NE(page.Button(QString::fromLatin1(key)), nullptr) << key;
   }
   EXPECT_EQ(page.Button("RefreshBlocks")->toolTip(), "Refresh all blocks");

@@ -72,8 +72,7 @@ class LoopbackPeer final : public ICommandSender {
 // Events of an XML fragment, valid as long as the object lives.
 class ParsedEvents {
  public:
-  explicit ParsedEvents(const QString& fragment)
-      : doc_(xml::ParseXmlFragment(nullptr, fragment)) {
+  explicit ParsedEvents(const QString& fragment) : doc_(xml::ParseXmlFragment(nullptr, fragment)) {
     EXPECT_TRUE(doc_) << fragment.toStdString();
     if (doc_) {
       events_ = xml::SelectNodes(doc_, "//Event");

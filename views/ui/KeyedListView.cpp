@@ -69,7 +69,7 @@ void KeyedListView::TakeViewSelection(const QModelIndex& current) {
     return;
   }
   syncing_ = true;
-  model_->SelectPosition(current.isValid() ? current.row() : -1);
+  model_->SelectViewRow(current.isValid() ? current.row() : -1);
   syncing_ = false;
 }
 
