@@ -1,8 +1,10 @@
 #include "app/ScreenshotTour.h"
 
+#include "app/SplashForm.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "messages/frmProblems.h"
+#include "platform/ui/CredentialsDialog.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -43,6 +45,19 @@ void ScreenshotTour::Shoot() {
   problems.show();
   Save(&problems, QStringLiteral("messages"));
   problems.hide();
+
+  SplashForm splash;
+  splash.Setup(QStringLiteral("Telmon"));
+  splash.SetProgressText(QStringLiteral("Preparing block manager..."));
+  splash.SetProgressValue(85);
+  Save(&splash, QStringLiteral("splash"));
+  splash.close();
+
+  CredentialsDialog credentials(QStringLiteral("Privilege level 250 is needed to allow edits."),
+                                QStringLiteral("Telmon"), &window_);
+  credentials.show();
+  Save(&credentials, QStringLiteral("credentials"));
+  credentials.close();
   window_.CloseByProgram();
 }
 
