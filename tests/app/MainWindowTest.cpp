@@ -1,0 +1,165 @@
+// The main window offscreen: start-up with its failure paths, the frame's captions and panels,
+// the tab rule and the exit question.
+
+#include "app/MainMenus.h"
+#include "app/StatusPanels.h"
+#include "app/TabFrames.h"
+#include "app/frmMain.h"
+#include "iossim/DemoSite.h"
+#include "messages/MessageLogModel.h"
+#include "platform/testing/ScriptedPrompter.h"
+#include "util/Clock.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QFile>
+#include <QMenu>
+#include <QTabBar>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+using namespace telmon;
+
+namespace {
+
+class MainWindow : public ::testing::Test {
+ protected:
+  void SetUp() override { qputenv("HALVO5_SYSTEM_FOLDER", dir_.path().toUtf8()); }
+  // The demo site, with nothing listening on its monitor port: the monitor starts all the same.
+  void WriteDemo() {
+    QString error;
+    ASSERT_TRUE(iossim::WriteDemoSite(dir_.path(), &error)) << error.toStdString();
+  }
+  void SetIni(const QString& from, const QString& to) {
+    QFile ini(dir_.filePath("Halvo5.INI"));
+    ASSERT_TRUE(ini.open(QIODevice::ReadOnly));
+    QString text = QString::fromUtf8(ini.readAll());
+    ini.close();
+    text.replace(from, to);
+    ASSERT_TRUE(ini.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ini.write(text.toUtf8());
+  }
+  std::unique_ptr<frmMain> Make(int dahs = 1) {
+    CommandLine cl;
+    cl.dahsId = dahs;
+    return std::make_unique<frmMain>(cl, MainServices{prompter_, clock_, "127.0.0.1"});
+  }
+  static QStringList Texts(frmMain& w) {
+    QStringList texts;
+    for (int i = 0; i < w.MessageLog().rowCount(); ++i) {
+      texts << w.MessageLog().Row(i).text;
+    }
+    return texts;
+  }
+  static void Pump(int ms) {
+    for (int i = 0; i < ms / 10; ++i) {
+      QCoreApplication::processEvents();
+      QThread::msleep(10);
+    }
+  }
+
+  QTemporaryDir dir_;
+  ScriptedPrompter prompter_;
+  ManualClock clock_;
+};
+
+}  // namespace
+
+TEST_F(MainWindow, MissingSettingsFileFailsWithTelm0005) {
+  auto w = Make();
+  EXPECT_FALSE(w->Startup(nullptr));
+  EXPECT_TRUE(Texts(*w).contains("TELM-0005: can't load settings from Halvo INI file."));
+  EXPECT_FALSE(w->Started());
+}
+
+TEST_F(MainWindow, UnreachableDatabaseFailsWithTelm0007) {
+  WriteDemo();
+  QTcpServer closed;
+  closed.listen(QHostAddress::LocalHost, 0);
+  const quint16 port = closed.serverPort();
+  closed.close();  // a loopback port on which nothing listens
+  SetIni("SqlConnectionString_Realtime = sqlite:dahs1-realtime.sqlite",
+         QStringLiteral("SqlConnectionString_Realtime = postgresql://telmon@127.0.0.1:%1/none")
+             .arg(port));
+  auto w = Make();
+  EXPECT_FALSE(w->Startup(nullptr));
+  const QStringList texts = Texts(*w);
+  EXPECT_TRUE(texts.contains("TELM-0007: can't connect (read-only) to database(s)."))
+      << texts.join('\n').toStdString();
+  EXPECT_FALSE(texts.contains("TELM-0008: can't connect (read-write) to database(s)."));
+}
+
+TEST_F(MainWindow, StartsWithoutAnIosAndReportsTheSocketError) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  EXPECT_EQ(w->windowTitle(), "Telmon - Unit 1 DAHS (DEMO)");
+  Pump(300);
+  const QStringList texts = Texts(*w);
+  EXPECT_TRUE(std::any_of(texts.begin(), texts.end(), [](const QString& t) {
+    return t.startsWith("TELM-0035: Winsock error: ");
+  })) << texts.join('\n').toStdString();
+}
+
+TEST_F(MainWindow, FrameHasTheSystemsCaptionsPanelsAndTabs) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  const MainMenus& m = w->Menus();
+  EXPECT_EQ(m.mnuFile_RefreshAllLists->text(), "&Update/Refresh All Info From I/O Server");
+  EXPECT_EQ(m.mnuView_Support->text(), "&Techical Support...");
+  EXPECT_EQ(m.mnuWatches_1DecPlace->text(), "Display &1 Decimal Place");
+  EXPECT_FALSE(m.mnuWatches_Change->isEnabled());
+  EXPECT_EQ(w->Panels().ToolTip(PanelKey::AllRefreshTime), "Last All Data Refreshed Time");
+  EXPECT_EQ(w->Panels().ToolTip(PanelKey::BytesReceived), "Bytes received from IOS");
+  QStringList tabs;
+  for (int i = 0; i < w->Tabs().tabstripTELM()->count(); ++i) {
+    tabs << w->Tabs().tabstripTELM()->tabText(i);
+  }
+  EXPECT_EQ(tabs, QStringList({"Devices", "Queues", "Blocks", "Channels/Addresses", "Bulk Writes",
+                               "Active Alarms", "I/O Audits (IOS5 only)", "IOS Settings"}));
+}
+
+TEST_F(MainWindow, TabClickShowsExactlyOneFrame) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  w->show();
+  TabFrames& t = w->Tabs();
+  EXPECT_TRUE(t.Frame(0)->isVisible());
+  t.SelectTab(2);
+  EXPECT_EQ(t.CurrentPageIndex(), 2);
+  for (int i = 0; i < 8; ++i) {
+    EXPECT_EQ(t.Frame(i)->isVisible(), i == 2) << i;
+  }
+}
+
+TEST_F(MainWindow, ClockPanelChangesOncePerSecond) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  Pump(250);
+  const QString first = w->Panels().Text(PanelKey::CurrentTime);
+  EXPECT_NE(first, "(time)");
+  clock_.Advance(400);  // same second: the panel stays
+  Pump(250);
+  EXPECT_EQ(w->Panels().Text(PanelKey::CurrentTime), first);
+  clock_.Advance(1000);
+  Pump(250);
+  EXPECT_NE(w->Panels().Text(PanelKey::CurrentTime), first);
+}
+
+TEST_F(MainWindow, ExitFromTheProgramClosesWithoutAQuestion) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  w->show();
+  prompter_.QueueAnswer(PromptAnswer::No);
+  w->Menus().mnuFile_Exit->trigger();
+  EXPECT_TRUE(prompter_.Questions().empty());
+  EXPECT_FALSE(w->isVisible());
+}
