@@ -216,6 +216,7 @@ void frmMain::SetupDeviceManager() {
   privilegeGate_ =
       std::make_unique<SecurityPrivilegeGate>(services_.prompter, services_.clock, *this, security);
   devicesModel_ = new KeyedListModel(this);
+  devicesModel_->SetCoalescing(true);  // one repaint per socket arrival
   devices_ = std::make_unique<DeviceListviewManager>();
   devices_->Setup(*this, *this, *devicesModel_);
   // The controller's poll-all hook reaches the device operations created just below.
@@ -234,6 +235,7 @@ void frmMain::SetupDeviceManager() {
 
 void frmMain::SetupQueueManager() {
   queuesModel_ = new KeyedListModel(this);
+  queuesModel_->SetCoalescing(true);  // one repaint per socket arrival
   queues_ = std::make_unique<QueueListviewManager>();
   queues_->Setup(*this, *this, *queuesModel_);
   tabs_->AddPage(QStringLiteral("Queues"), QStringLiteral("Queues"),
@@ -242,6 +244,7 @@ void frmMain::SetupQueueManager() {
 
 void frmMain::SetupBlockManager() {
   blocksModel_ = new KeyedListModel(this);
+  blocksModel_->SetCoalescing(true);  // one repaint per socket arrival
   blocks_ = std::make_unique<BlockListviewManager>();
   blocks_->Setup(*this, *this, *blocksModel_);
   tabs_->AddPage(QStringLiteral("Blocks"), QStringLiteral("Blocks"), new BlocksPage(*blocksModel_));

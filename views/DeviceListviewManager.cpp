@@ -1,9 +1,8 @@
 #include "views/DeviceListviewManager.h"
 
+#include "ioslink/IosCommands.h"
 #include "util/ErrorInfo.h"
 #include "util/TextConversionFunctions.h"
-#include "util/UtilityFunctions.h"
-#include "views/DeviceCommands.h"
 
 #include <array>
 
@@ -84,36 +83,36 @@ bool DeviceListviewManager::AnyDevicesAreInRandomMode() const {
 }
 
 void DeviceListviewManager::SetRandomModeForAllDevices(bool flag) {
-  Send(DeviceCommands::SetDeviceToRandomMode(QStringLiteral("*"), flag));
+  Send(IosCommands::SetAllDevicesToRandomMode(flag));
 }
 
 void DeviceListviewManager::SetRandomModeForSelectedDevice(bool flag) {
-  if (const auto id = SelectedIdText()) {
-    Send(DeviceCommands::SetDeviceToRandomMode(*id, flag));
+  if (const auto id = SelectedId()) {
+    Send(IosCommands::SetDeviceToRandomMode(*id, flag));
   }
 }
 
 void DeviceListviewManager::SetIPAddressForSelectedDevice(const QString& newAddress) {
-  if (const auto id = SelectedIdText()) {
-    Send(DeviceCommands::SetDeviceIPAddress(*id, EscapeXmlText(newAddress)));
+  if (const auto id = SelectedId()) {
+    Send(IosCommands::SetDeviceIPAddress(*id, newAddress));
   }
 }
 
 void DeviceListviewManager::SetClockForSelectedDevice() {
-  if (const auto id = SelectedIdText()) {
-    Send(DeviceCommands::SetDeviceClock(*id));
+  if (const auto id = SelectedId()) {
+    Send(IosCommands::SetDeviceClock(*id));
   }
 }
 
 void DeviceListviewManager::EraseHDRForSelectedDevice() {
-  if (const auto id = SelectedIdText()) {
-    Send(DeviceCommands::EraseHDRForDevice(*id));
+  if (const auto id = SelectedId()) {
+    Send(IosCommands::EraseHDRForDevice(*id));
   }
 }
 
 void DeviceListviewManager::FailoverSelectedDevice() {
-  if (const auto id = SelectedIdText()) {
-    Send(DeviceCommands::DoFailover(*id));
+  if (const auto id = SelectedId()) {
+    Send(IosCommands::DoFailover(*id));
   }
 }
 
@@ -125,7 +124,7 @@ std::int32_t DeviceListviewManager::GetSelectedDeviceID() const {
   return IsNumeric(text) ? ToInt32(text).value_or(0) : 0;
 }
 
-std::optional<QString> DeviceListviewManager::SelectedIdText() const {
+std::optional<std::int32_t> DeviceListviewManager::SelectedId() const {
   if (lsv_ == nullptr || lsv_->Selected() == nullptr) {
     return std::nullopt;
   }
@@ -135,7 +134,7 @@ std::optional<QString> DeviceListviewManager::SelectedIdText() const {
     throw IsNumeric(text) ? TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"))
                           : TelmonError::TypeMismatch();
   }
-  return QString::number(*id);
+  return id;
 }
 
 }  // namespace telmon

@@ -43,8 +43,8 @@ class DeviceListviewManager final : public ListviewManagerBase {
   std::int32_t GetSelectedDeviceID() const;
 
  private:
-  // The selected device's ID as command text; empty when no row is selected.
-  std::optional<QString> SelectedIdText() const;
+  // The selected device's ID; empty when no row is selected.
+  std::optional<std::int32_t> SelectedId() const;
 };
 
 }  // namespace telmon

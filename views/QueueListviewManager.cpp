@@ -1,6 +1,6 @@
 #include "views/QueueListviewManager.h"
 
-#include "views/DeviceCommands.h"
+#include "ioslink/IosCommands.h"
 
 #include <array>
 
@@ -69,6 +69,6 @@ void QueueListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   ApplyColor(row, color);
 }
 
-void QueueListviewManager::ResetCounters() { Send(DeviceCommands::ResetQCounters()); }
+void QueueListviewManager::ResetCounters() { Send(IosCommands::ResetQCounters()); }
 
 }  // namespace telmon
