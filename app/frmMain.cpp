@@ -49,8 +49,9 @@ frmMain::frmMain(const CommandLine& commandLine, MainServices services, QWidget*
     if (fileLog_->Open(commandLine_.messageLogFile)) {
       fileLog_->Follow(*logModel_);
     } else {
-      RaiseMsg(MsgType::Error, QStringLiteral("Cannot write the message log '%1': %2")
-                                   .arg(commandLine_.messageLogFile, fileLog_->ErrorString()));
+      logModel_->AddMsg(MsgType::Error,
+                        QStringLiteral("Cannot write the message log '%1': %2")
+                            .arg(commandLine_.messageLogFile, fileLog_->ErrorString()));
     }
   }
   BuildFrame();

@@ -2,6 +2,7 @@
 
 #include "platform/Prompter.h"
 #include "platform/WindowUtilities.h"
+#include "platform/ui/WindowUtilitiesUi.h"
 #include "util/ErrorInfo.h"
 
 #include <QAction>
@@ -15,9 +16,6 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QMenuBar>
-#include <QPrinter>
-#include <QPrinterInfo>
-#include <QTextDocument>
 #include <QTimer>
 #include <QTreeView>
 
@@ -45,21 +43,6 @@ void WriteFile(const QString& path, const QString& text) {
                                            .arg(QDir::toNativeSeparators(path))
                                            .arg(file.errorString()));
   }
-}
-
-void PrintTextFile(const QString& path, QWidget* owner) {
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) {
-    throw TelmonError(FileErrorNumber, file.errorString());
-  }
-  QPrinter printer(QPrinter::HighResolution);
-  if (!printer.isValid()) {
-    throw TelmonError(PrinterErrorNumber, QStringLiteral("Printer error"));
-  }
-  printer.setDocName(owner->windowTitle());
-  QTextDocument document;
-  document.setPlainText(QString::fromUtf8(file.readAll()));
-  document.print(&printer);
 }
 
 }  // namespace
@@ -243,7 +226,7 @@ void frmProblems::PrintLog() {
   QString tempPath;
   try {
     QString text = QStringLiteral("Messages will be printed to '$printername$'.");
-    text.replace(QStringLiteral("$printername$"), QPrinterInfo::defaultPrinterName());
+    text.replace(QStringLiteral("$printername$"), PrintDestinationName());
     if (prompter_.Ask(PromptQuestion{text, programTitle_, PromptIcon::Information,
                                      PromptButtons::OkCancel, std::nullopt}) != PromptAnswer::Ok) {
       return;
@@ -255,8 +238,11 @@ void frmProblems::PrintLog() {
       throw TelmonError(FileErrorNumber, error);
     }
     WriteFile(tempPath, model_.PrintText(windowTitle(), QDateTime::currentDateTime()));
-    PrintTextFile(tempPath, this);
+    const PrintOutcome outcome = PrintTextFile(tempPath, this);
     QFile::remove(tempPath);
+    if (!outcome.ok) {
+      throw TelmonError(PrinterErrorNumber, outcome.error);
+    }
   } catch (...) {
     if (!tempPath.isEmpty()) {
       QFile::remove(tempPath);
