@@ -1,6 +1,7 @@
 // The watch page reading the realtime values that the simulator writes to a PostgreSQL server.
 
 #include "app/StatusPanels.h"
+#include "messages/MessageLogModel.h"
 #include "platform/SiteSchema.h"
 #include "tests/e2e/E2eSupport.h"
 #include "tests/platform/SiteDatabaseFixture.h"
@@ -53,4 +54,29 @@ TEST(PostgresEndToEnd, WatchedChannelsReadTheServersRealtimeTable) {
       },
       15000));
   EXPECT_NE(monitor.window->Panels().Text(PanelKey::ChannelUpdateTime), "??");
+}
+
+TEST(PostgresEndToEnd, RealtimeDatabaseVanishingAfterStartUpLeavesTheWindowAnswering) {
+  if (!PostgresqlAvailable()) {
+    GTEST_SKIP() << "no PostgreSQL server for the tests (TELMON_TEST_PG unset)";
+  }
+  auto realtime = std::make_unique<ScratchDatabase>(Backend::Postgresql);
+  QString error;
+  ASSERT_TRUE(SiteSchema::InitConnection(realtime->ConnectionString(), &error));
+  const int port = FreeLoopbackPort();
+  DemoSite site;
+  ASSERT_TRUE(site.Create(port, &error, realtime->ConnectionString())) << error.toStdString();
+  Monitor monitor;
+  ASSERT_TRUE(monitor.Start(site));
+  monitor.window->UpdateChannels();
+  EXPECT_NE(monitor.window->Panels().Text(PanelKey::ChannelUpdateTime), "??");
+
+  realtime.reset();  // drops the database under the running monitor
+  const int before = monitor.window->MessageLog().rowCount();
+  monitor.window->UpdateChannels();
+  EXPECT_EQ(monitor.window->Panels().Text(PanelKey::ChannelUpdateTime), "??");
+  EXPECT_EQ(monitor.window->Panels().Text(PanelKey::AllRefreshTime), "??");
+  EXPECT_GT(monitor.window->MessageLog().rowCount(), before) << "the failure is reported";
+  monitor.window->UpdateChannels();  // and the next tick tries again without harm
+  EXPECT_TRUE(monitor.window->isEnabled());
 }
