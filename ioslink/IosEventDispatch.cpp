@@ -1,11 +1,14 @@
 #include "ioslink/IosEventDispatch.h"
 
+#include "ioslink/IosCommands.h"
 #include "util/TextConversionFunctions.h"
 #include "util/UtilityFunctions.h"
 
 namespace telmon {
 
 namespace {
+
+using namespace IosCommands;
 
 constexpr int EventXmlShown = 50;
 
@@ -26,20 +29,20 @@ struct NoHandlers final : IIosEventHandlers {
 // Returns false for an unrecognized type.
 bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers& h,
            bool& channelConfigChanged) {
-  if (Is(type, "Message")) {
+  if (Is(type, EventType::Message)) {
     HandleMessageEvent(event, &h);
-  } else if (Is(type, "QUpdate")) {
+  } else if (Is(type, EventType::QUpdate)) {
     h.OnQueueUpdate(event);
-  } else if (Is(type, "BlockUpdate")) {
+  } else if (Is(type, EventType::BlockUpdate)) {
     h.OnBlockUpdate(event);
-  } else if (Is(type, "DeviceUpdate")) {
+  } else if (Is(type, EventType::DeviceUpdate)) {
     h.OnDeviceUpdate(event);
-  } else if (Is(type, "ChannelConfigFullUpdate")) {
+  } else if (Is(type, EventType::ChannelConfigFullUpdate)) {
     h.OnChannelConfigFullUpdate();
-  } else if (Is(type, "ChannelConfigUpdate")) {
+  } else if (Is(type, EventType::ChannelConfigUpdate)) {
     channelConfigChanged = true;
     h.OnChannelConfigUpdate(event);
-  } else if (Is(type, "IOSSettingsUpdate")) {
+  } else if (Is(type, EventType::IOSSettingsUpdate)) {
     h.OnIOSSettingsUpdate(event);
   } else {
     return false;
@@ -54,7 +57,7 @@ void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IR
   IIosEventHandlers& h = handlers != nullptr ? *handlers : none;
   bool channelConfigChanged = false;
   for (xml::XmlElement event : xml::SelectNodes(doc, "//Event")) {
-    const QByteArray type = xml::GetAttributeText(event, "eventtype").toUtf8();
+    const QByteArray type = xml::GetAttributeText(event, EventAttribute::EventTypeName).toUtf8();
     if (!Route(type, event, h, channelConfigChanged)) {
       sink.RaiseMsg(MsgType::UnknownEvent,
                     QStringLiteral("TELM-0033: Unrecognized eventtype from IOS. (XML=") +
@@ -68,12 +71,12 @@ void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IR
 
 void HandleMessageEvent(xml::XmlElement event, IIosEventHandlers* handlers) {
   try {
-    const QString text = xml::GetAttributeText(event, "Desc");
+    const QString text = xml::GetAttributeText(event, EventAttribute::Desc);
     if (text.isEmpty() || handlers == nullptr) {
       return;
     }
     const std::int32_t type =
-        ToInt32(xml::GetAttributeText(event, "MsgType")).value_or(MsgType::Error);
+        ToInt32(xml::GetAttributeText(event, EventAttribute::MsgType)).value_or(MsgType::Error);
     handlers->OnMessageEvent(type, text);
   } catch (...) {
     // The messages window is where this would be reported; a failure there drops the one
