@@ -284,17 +284,18 @@ void frmMain::CloseByProgram() {
   close();
 }
 
+bool frmMain::ConfirmExit() {
+  return services_.prompter.Ask({QStringLiteral("Are you sure you want to exit?"),
+                                 QString::fromLatin1(ProgramTitle), PromptIcon::Exclamation,
+                                 PromptButtons::YesNo, PromptAnswer::No}) == PromptAnswer::Yes;
+}
+
 void frmMain::closeEvent(QCloseEvent* event) {
   // Only the operator's own close (the title-bar control) asks; the program, the menu and the
   // system close without a question.
-  if (event->spontaneous() && !closingByProgram_ && started_) {
-    const PromptAnswer answer = services_.prompter.Ask(
-        {QStringLiteral("Are you sure you want to exit?"), QString::fromLatin1(ProgramTitle),
-         PromptIcon::Exclamation, PromptButtons::YesNo, PromptAnswer::No});
-    if (answer != PromptAnswer::Yes) {
-      event->ignore();
-      return;
-    }
+  if (event->spontaneous() && !closingByProgram_ && started_ && !ConfirmExit()) {
+    event->ignore();
+    return;
   }
   Teardown();
   if (problems_ != nullptr) {

@@ -99,6 +99,8 @@ class frmMain : public QMainWindow,
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
+  // The question the operator's own close (the title-bar control) asks; true to exit.
+  bool ConfirmExit();
 
   // IIosEventHandlers
   void OnDeviceUpdate(xml::XmlElement event) override;

@@ -163,3 +163,18 @@ TEST_F(MainWindow, ExitFromTheProgramClosesWithoutAQuestion) {
   EXPECT_TRUE(prompter_.Questions().empty());
   EXPECT_FALSE(w->isVisible());
 }
+
+TEST_F(MainWindow, ExitQuestionDefaultsToNo) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  EXPECT_FALSE(w->ConfirmExit());  // Enter presses the default button
+  const PromptQuestion q = prompter_.Questions().back();
+  EXPECT_EQ(q.text, "Are you sure you want to exit?");
+  EXPECT_EQ(q.title, "Telmon");
+  EXPECT_EQ(q.icon, PromptIcon::Exclamation);
+  EXPECT_EQ(q.buttons, PromptButtons::YesNo);
+  EXPECT_EQ(q.defaultButton, PromptAnswer::No);
+  prompter_.QueueAnswer(PromptAnswer::Yes);
+  EXPECT_TRUE(w->ConfirmExit());
+}
