@@ -142,7 +142,7 @@ void frmMain::StartTimers() {
 }
 
 void frmMain::OnClockTick() {
-  const QString shown = FormatDateTimeStyle(services_.clock.Now(), 1);
+  const QString shown = FormatDateTimeStyle(services_.clock.Now(), 1, formats_);
   if (shown != lastShownTime_) {
     panels_->SetText(PanelKey::CurrentTime, shown);
     lastShownTime_ = shown;

@@ -9,6 +9,7 @@
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosEventHandlers.h"
 #include "util/IRaiseMsg.h"
+#include "util/UtilityFunctions.h"
 #include "views/ChannelUpdateTick.h"
 
 #include <QMainWindow>
@@ -150,6 +151,8 @@ class frmMain : public QMainWindow,
   bool closingByProgram_ = false;
   bool tornDown_ = false;
   QString lastShownTime_;
+  // The system's time formats, read once: the clock panel is redrawn ten times a second.
+  DateTimeFormats formats_ = DateTimeFormats::FromLocale(QLocale::system());
 
   std::unique_ptr<MessageTypes> messageTypes_;
   MessageLogModel* logModel_ = nullptr;
