@@ -49,35 +49,17 @@ bool IOSSelectedDahs::LoadFrom(IRaiseMsg& sink, std::int32_t dahsId, const QStri
                       .arg(reader.SourceName()));
     return false;
   }
-  CopyFrom(reader.Settings());
+  settings_ = reader.Settings();
   QString ConnectionStrings::*const members[] = {
       &ConnectionStrings::config, &ConnectionStrings::alarms, &ConnectionStrings::data,
       &ConnectionStrings::dataShortTerm, &ConnectionStrings::realtime};
   for (const auto member : members) {
     if (!(forced.*member).isEmpty()) {
-      connections_.*member = forced.*member;
+      settings_.connections.*member = forced.*member;
       forced_ = true;
     }
   }
   return true;
-}
-
-void IOSSelectedDahs::CopyFrom(const DahsSettings& s) {
-  autoOutputEnabled_ = s.autoOutputEnabled;
-  autoOutputEnabledEx_ = s.autoOutputEnabledEx;
-  redundantDasTimeout_ = s.autoOutputEnabledExRedundantDasTimeout;
-  autoOutputEnabledOverride_ = s.autoOutputEnabledOverride;
-  extraTraceMsgsEnabled_ = s.extraTraceMsgsEnabled;
-  logFlushEnabled_ = s.logFlushEnabled;
-  halvoDir_ = s.halvoDir;
-  halvoLogsDir_ = s.halvoLogsDir;
-  halvoSystemDir_ = s.halvoSystemDir;
-  connections_ = s.connections;
-  dahsId_ = s.dahsId;
-  dahsDescription_ = s.dahsDescription;
-  hdrEnabled_ = s.hdrEnabled;
-  siteId_ = s.siteId;
-  languageId_ = s.languageId;
 }
 
 void IOSSelectedDahs::Clear() {
@@ -92,10 +74,10 @@ QDateTime IOSSelectedDahs::Now() const {
 }
 
 QString IOSSelectedDahs::DahsCompleteName() const {
-  if (dahsDescription_.isEmpty()) {
-    return siteId_;
+  if (settings_.dahsDescription.isEmpty()) {
+    return settings_.siteId;
   }
-  return dahsDescription_ + QStringLiteral(" (") + siteId_ + QLatin1Char(')');
+  return settings_.dahsDescription + QStringLiteral(" (") + settings_.siteId + QLatin1Char(')');
 }
 
 QStringList IOSSelectedDahs::GetInfoArray() const {
@@ -104,28 +86,30 @@ QStringList IOSSelectedDahs::GetInfoArray() const {
   };
   auto number = [](std::int32_t value) { return QString::number(value); };
   return {
-      line("AutoOutputEnabled", BooleanText(autoOutputEnabled_)),
-      line("AutoOutputEnabledEx", number(autoOutputEnabledEx_)),
-      line("AutoOutputEnabledExRedundantDasTimeout", number(redundantDasTimeout_)),
-      line("AutoOutputEnabledOverride", number(autoOutputEnabledOverride_)),
-      line("ExtraTraceMsgsEnabled", BooleanText(extraTraceMsgsEnabled_)),
-      line("LogFlushEnabled", BooleanText(logFlushEnabled_)),
-      line("HalvoDir", halvoDir_),
-      line("HalvoLogsDir", halvoLogsDir_),
-      line("HalvoSystemDir", halvoSystemDir_),
-      line("SqlConnectionString_Alarms", MaskConnectionString(connections_.alarms)),
-      line("SqlConnectionString_Config", MaskConnectionString(connections_.config)),
-      line("SqlConnectionString_Data", MaskConnectionString(connections_.data)),
-      line("SqlConnectionString_DataShortTerm", MaskConnectionString(connections_.dataShortTerm)),
-      line("SqlConnectionString_Realtime", MaskConnectionString(connections_.realtime)),
+      line("AutoOutputEnabled", BooleanText(settings_.autoOutputEnabled)),
+      line("AutoOutputEnabledEx", number(settings_.autoOutputEnabledEx)),
+      line("AutoOutputEnabledExRedundantDasTimeout",
+           number(settings_.autoOutputEnabledExRedundantDasTimeout)),
+      line("AutoOutputEnabledOverride", number(settings_.autoOutputEnabledOverride)),
+      line("ExtraTraceMsgsEnabled", BooleanText(settings_.extraTraceMsgsEnabled)),
+      line("LogFlushEnabled", BooleanText(settings_.logFlushEnabled)),
+      line("HalvoDir", settings_.halvoDir),
+      line("HalvoLogsDir", settings_.halvoLogsDir),
+      line("HalvoSystemDir", settings_.halvoSystemDir),
+      line("SqlConnectionString_Alarms", MaskConnectionString(settings_.connections.alarms)),
+      line("SqlConnectionString_Config", MaskConnectionString(settings_.connections.config)),
+      line("SqlConnectionString_Data", MaskConnectionString(settings_.connections.data)),
+      line("SqlConnectionString_DataShortTerm",
+           MaskConnectionString(settings_.connections.dataShortTerm)),
+      line("SqlConnectionString_Realtime", MaskConnectionString(settings_.connections.realtime)),
       line("SqlConnectionStringsAreForced", BooleanText(forced_)),
-      line("DahsID", number(dahsId_)),
-      line("DahsDescription", dahsDescription_),
+      line("DahsID", number(settings_.dahsId)),
+      line("DahsDescription", settings_.dahsDescription),
       line("Now", Now().toString(Qt::ISODate)),
       line("DahsCompleteName", DahsCompleteName()),
-      line("HDREnabled", BooleanText(hdrEnabled_)),
-      line("SiteID", siteId_),
-      line("LanguageID", languageId_),
+      line("HDREnabled", BooleanText(settings_.hdrEnabled)),
+      line("SiteID", settings_.siteId),
+      line("LanguageID", settings_.languageId),
   };
 }
 

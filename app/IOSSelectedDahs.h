@@ -5,6 +5,7 @@
 // by every other part of the program.
 
 #include "platform/H5DBIL.h"
+#include "platform/SiteSettingsReader.h"
 #include "util/IRaiseMsg.h"
 
 #include <QDateTime>
@@ -16,7 +17,6 @@
 namespace telmon {
 
 class IClock;
-struct DahsSettings;
 
 class IOSSelectedDahs {
  public:
@@ -30,59 +30,49 @@ class IOSSelectedDahs {
   bool Load(IRaiseMsg& sink, std::int32_t dahsId, const QString& source = QString(),
             const ConnectionStrings& forced = ConnectionStrings());
 
-  bool AutoOutputEnabled() const { return autoOutputEnabled_; }
-  std::int32_t AutoOutputEnabledEx() const { return autoOutputEnabledEx_; }
-  std::int32_t AutoOutputEnabledExRedundantDasTimeout() const { return redundantDasTimeout_; }
-  std::int32_t AutoOutputEnabledOverride() const { return autoOutputEnabledOverride_; }
-  bool ExtraTraceMsgsEnabled() const { return extraTraceMsgsEnabled_; }
-  bool LogFlushEnabled() const { return logFlushEnabled_; }
-  const QString& HalvoDir() const { return halvoDir_; }
-  const QString& HalvoLogsDir() const { return halvoLogsDir_; }
-  const QString& HalvoSystemDir() const { return halvoSystemDir_; }
-  const QString& SqlConnectionString_Alarms() const { return connections_.alarms; }
-  const QString& SqlConnectionString_Config() const { return connections_.config; }
-  const QString& SqlConnectionString_Data() const { return connections_.data; }
-  const QString& SqlConnectionString_DataShortTerm() const { return connections_.dataShortTerm; }
-  const QString& SqlConnectionString_Realtime() const { return connections_.realtime; }
+  bool AutoOutputEnabled() const { return settings_.autoOutputEnabled; }
+  std::int32_t AutoOutputEnabledEx() const { return settings_.autoOutputEnabledEx; }
+  std::int32_t AutoOutputEnabledExRedundantDasTimeout() const {
+    return settings_.autoOutputEnabledExRedundantDasTimeout;
+  }
+  std::int32_t AutoOutputEnabledOverride() const { return settings_.autoOutputEnabledOverride; }
+  bool ExtraTraceMsgsEnabled() const { return settings_.extraTraceMsgsEnabled; }
+  bool LogFlushEnabled() const { return settings_.logFlushEnabled; }
+  const QString& HalvoDir() const { return settings_.halvoDir; }
+  const QString& HalvoLogsDir() const { return settings_.halvoLogsDir; }
+  const QString& HalvoSystemDir() const { return settings_.halvoSystemDir; }
+  const QString& SqlConnectionString_Alarms() const { return settings_.connections.alarms; }
+  const QString& SqlConnectionString_Config() const { return settings_.connections.config; }
+  const QString& SqlConnectionString_Data() const { return settings_.connections.data; }
+  const QString& SqlConnectionString_DataShortTerm() const {
+    return settings_.connections.dataShortTerm;
+  }
+  const QString& SqlConnectionString_Realtime() const { return settings_.connections.realtime; }
   bool SqlConnectionStringsAreForced() const { return forced_; }
-  std::int32_t DahsID() const { return dahsId_; }
-  const QString& DahsDescription() const { return dahsDescription_; }
+  std::int32_t DahsID() const { return settings_.dahsId; }
+  const QString& DahsDescription() const { return settings_.dahsDescription; }
   QDateTime Now() const;
   QString DahsCompleteName() const;
-  bool HDREnabled() const { return hdrEnabled_; }
-  const QString& SiteID() const { return siteId_; }
-  const QString& LanguageID() const { return languageId_; }
+  bool HDREnabled() const { return settings_.hdrEnabled; }
+  const QString& SiteID() const { return settings_.siteId; }
+  const QString& LanguageID() const { return settings_.languageId; }
   // "Name=value" for every property, in declaration order, passwords masked; for display.
   QStringList GetInfoArray() const;
 
   // The five connection strings together, as the database interface takes them.
-  const ConnectionStrings& Connections() const { return connections_; }
+  const ConnectionStrings& Connections() const { return settings_.connections; }
   // The settings file the last Load read from.
   const QString& SourceName() const { return sourceName_; }
 
  private:
   void Clear();
-  void CopyFrom(const DahsSettings& settings);
   bool LoadFrom(IRaiseMsg& sink, std::int32_t dahsId, const QString& source,
                 const ConnectionStrings& forced);
 
   const IClock* clock_;
-  bool autoOutputEnabled_ = false;
-  std::int32_t autoOutputEnabledEx_ = 0;
-  std::int32_t redundantDasTimeout_ = 0;
-  std::int32_t autoOutputEnabledOverride_ = 0;
-  bool extraTraceMsgsEnabled_ = false;
-  bool logFlushEnabled_ = false;
-  QString halvoDir_;
-  QString halvoLogsDir_;
-  QString halvoSystemDir_;
-  ConnectionStrings connections_;
+  // The settings as the reader gave them, with forced connection strings applied.
+  DahsSettings settings_;
   bool forced_ = false;
-  std::int32_t dahsId_ = 0;
-  QString dahsDescription_;
-  bool hdrEnabled_ = false;
-  QString siteId_;
-  QString languageId_;
   QString sourceName_;
 };
 
