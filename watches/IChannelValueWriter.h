@@ -1,0 +1,25 @@
+#pragma once
+
+// The one way a channel value is written: a "WriteToChannel" command record in the selected
+// DAHS's command table, for the I/O server to act on. The forcing dialogs, the bulk mode-code
+// writes and the cal HDR write all go through it; the main window owns the implementation.
+
+#include "util/Value.h"
+
+#include <QString>
+
+#include <cstdint>
+
+namespace telmon {
+
+class IChannelValueWriter {
+ public:
+  virtual ~IChannelValueWriter() = default;
+
+  // Does nothing when no value is given. Reports its own failure (TELM-0036) and returns false;
+  // true once the record is committed.
+  virtual bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
+                                       const Value& value) = 0;
+};
+
+}  // namespace telmon
