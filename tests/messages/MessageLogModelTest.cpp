@@ -109,6 +109,33 @@ TEST_F(MessageLogModelTest, TrimsToTheNewestInBurstsAtMostOncePerInterval) {
   EXPECT_EQ(model_.rowCount(), 210);
 }
 
+TEST_F(MessageLogModelTest, TrimLimitsAreExactAndASurvivingSelectionStays) {
+  // Exactly the maximum is not an excess: no trim, and the trim tick is not moved.
+  AddNumbered(199);
+  clock_.Advance(4000);
+  AddNumbered(1);
+  EXPECT_EQ(model_.rowCount(), 200);
+  EXPECT_EQ(model_.Counters().lastTrimTick, 0);
+  // One past it, with the interval passed, trims back to exactly the maximum.
+  model_.SetAutoSelectNewest(false);
+  model_.SetSelectedRow(150);
+  const std::optional<QString> selected = model_.SelectedKey();
+  AddNumbered(1);
+  EXPECT_EQ(model_.rowCount(), 200);
+  EXPECT_EQ(model_.Counters().lastTrimTick, 4000);
+  EXPECT_EQ(model_.Row(0).key, QStringLiteral("1K"));
+  // The selected row survived the trim: it is still the selected one, one row higher.
+  EXPECT_EQ(model_.SelectedKey(), selected);
+  EXPECT_EQ(model_.SelectedRow(), 149);
+  // The interval is measured from the trim: 3999 ticks later nothing is trimmed yet.
+  clock_.Advance(3999);
+  AddNumbered(2);
+  EXPECT_EQ(model_.rowCount(), 202);
+  clock_.Advance(1);
+  AddNumbered(1);
+  EXPECT_EQ(model_.rowCount(), 200);
+}
+
 TEST_F(MessageLogModelTest, KeysWrapAndClearKeepsTheCounter) {
   auto counters = std::make_shared<MessageLogCounters>();
   counters->entryCounter = 2147483645;

@@ -106,6 +106,34 @@ TEST_P(SecurityServiceTest, WrongPasswordsAskAgainThenLockTheAccountForAWhile) {
   EXPECT_FALSE(log_.All().contains(QStringLiteral("s3cret"))) << log_.All().toStdString();
 }
 
+TEST_P(SecurityServiceTest, AGoodSignInResetsTheFailureCountAndTheFifthFailureLocks) {
+  auto service = Service();
+  // Four wrong passwords (three in one check, one in the next), then the right one.
+  for (int i = 0; i < 3; ++i) {
+    Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  }
+  EXPECT_EQ(service->CheckPrivilege(250, true).result, PrivilegeResult::Refused);
+  Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  Answer(QStringLiteral("Tech"), QStringLiteral("s3cret pass"));
+  EXPECT_EQ(service->CheckPrivilege(250, true).result, PrivilegeResult::Granted);
+  // The count started again: one more wrong password is not the fifth.
+  Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  Answer(QStringLiteral("Tech"), QStringLiteral("s3cret pass"));
+  EXPECT_EQ(service->CheckPrivilege(250, true).result, PrivilegeResult::Granted);
+  EXPECT_FALSE(log_.All().contains(QStringLiteral("locked"))) << log_.All().toStdString();
+
+  // Exactly four in a row still let the right password in; the fifth locks.
+  for (int i = 0; i < 3; ++i) {
+    Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  }
+  EXPECT_EQ(service->CheckPrivilege(250, true).result, PrivilegeResult::Refused);
+  Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  Answer(QStringLiteral("Tech"), QStringLiteral("wrong"));
+  Answer(QStringLiteral("Tech"), QStringLiteral("s3cret pass"));
+  EXPECT_EQ(service->CheckPrivilege(250, true).result, PrivilegeResult::Refused);
+  EXPECT_TRUE(log_.All().contains(QStringLiteral("locked for 60 seconds")));
+}
+
 TEST_P(SecurityServiceTest, CancelAndUnknownAccounts) {
   auto service = Service();
   prompter_.QueueCredentials(std::nullopt);

@@ -172,6 +172,18 @@ TEST(XmlHostile, DeepNestingAndAttributeFloodsAreRefused) {
   EXPECT_TRUE(ParseXmlDocument(nullptr, fine));
 }
 
+TEST(XmlHostile, TheAttributeLimitIsExact) {
+  auto element = [](int attributes) {
+    QString text = QStringLiteral("<Event");
+    for (int i = 0; i < attributes; ++i) {
+      text += QStringLiteral(" a%1=\"%1\"").arg(i);
+    }
+    return text + QStringLiteral("/>");
+  };
+  EXPECT_TRUE(ParseXmlDocument(nullptr, element(1000)));
+  ExpectRefusedDocument(element(1001));
+}
+
 TEST(XmlRead, AttributeReadersDefaultInsteadOfFailing) {
   auto doc = ParseXmlFragment(
       nullptr, R"(<Event a="abc" z="0" m="-1" t="true" T="TRUE" f="False" e="" s=" " n="2.5"/>)");

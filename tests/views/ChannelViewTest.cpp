@@ -133,8 +133,19 @@ TEST_F(ChannelPage, DuplicateChannelFailsAfterAddingTheOnesBefore) {
     EXPECT_EQ(e.number(), ListError::KeyNotUnique);
   }
   EXPECT_EQ(Keys(), (QStringList{"5C", "6C"}));
+  // The row added before the failure is whole, and the selection is on it: the next add lands
+  // below it.
+  const auto so2 = model_.FindKey("6C");
+  EXPECT_EQ(model_.Text(so2), "6C: SO2");
+  EXPECT_EQ(model_.SubItem(so2, ChannelListviewManager::ColDevice), "2");
+  EXPECT_EQ(model_.Selected(), so2);
+  manager_.AddLsvRowsForChannelIDList("9");
+  EXPECT_EQ(Keys(), (QStringList{"5C", "6C", "9C"}));
+  EXPECT_EQ(model_.SubItem(model_.FindKey("9C"), ChannelListviewManager::ColDevice), "2");
+  model_.Select(model_.FindKey("6C"));
   EXPECT_THROW(manager_.AddLsvRowsForChannelIDList("8;8"), TelmonError);
-  EXPECT_EQ(Keys(), (QStringList{"5C", "6C", "8C"}));
+  EXPECT_EQ(Keys(), (QStringList{"5C", "6C", "8C", "9C"}));
+  EXPECT_EQ(model_.Selected(), model_.FindKey("8C"));
   EXPECT_THROW(manager_.AddLsvRowsForChannelIDList("99999999999"), TelmonError);
 }
 
