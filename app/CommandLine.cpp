@@ -4,38 +4,83 @@
 
 namespace telmon {
 
+namespace {
+
+// Qt's own options that take a value; the application object has normally taken them out
+// already.
+bool IsQtOptionWithValue(const QString& arg) {
+  static const QStringList options = {QStringLiteral("-platform"),
+                                      QStringLiteral("-platformpluginpath"),
+                                      QStringLiteral("-platformtheme"),
+                                      QStringLiteral("-plugin"),
+                                      QStringLiteral("-qmljsdebugger"),
+                                      QStringLiteral("-style"),
+                                      QStringLiteral("-stylesheet"),
+                                      QStringLiteral("-session"),
+                                      QStringLiteral("-display"),
+                                      QStringLiteral("-geometry"),
+                                      QStringLiteral("-qwindowgeometry"),
+                                      QStringLiteral("-qwindowtitle"),
+                                      QStringLiteral("-qwindowicon"),
+                                      QStringLiteral("-title"),
+                                      QStringLiteral("-icon"),
+                                      QStringLiteral("-name"),
+                                      QStringLiteral("-widgetcount"),
+                                      QStringLiteral("-reverse")};
+  return options.contains(arg);
+}
+
+}  // namespace
+
 CommandLine CommandLine::Parse(const QStringList& arguments) {
   CommandLine cl;
-  cl.dahsId = ReadDahsIdSwitch(arguments);
+  cl.dahsSwitch = FindDahsIdSwitch(arguments);
+  bool switchSeen = false;
   for (qsizetype i = 1; i < arguments.size(); ++i) {
     const QString& arg = arguments[i];
-    auto value = [&](const QString& name) -> QString {
+    // "--name=value" or "--name value"; a missing value leaves the option unused.
+    auto value = [&](const QString& name, QString* target) {
       if (arg.startsWith(name + QLatin1Char('='))) {
-        return arg.mid(name.size() + 1);
+        *target = arg.mid(name.size() + 1);
+      } else if (arg == name && i + 1 < arguments.size()) {
+        *target = arguments[++i];
+      } else {
+        cl.ignored << arg;
       }
-      if (i + 1 < arguments.size()) {
-        return arguments[++i];
-      }
-      cl.error = QStringLiteral("%1 needs a value").arg(name);
-      return {};
     };
     if (arg == QLatin1String("--help") || arg == QLatin1String("-h")) {
       cl.help = true;
     } else if (arg == QLatin1String("--version")) {
       cl.version = true;
     } else if (arg.startsWith(QLatin1String("--message-log"))) {
-      cl.messageLogFile = value(QStringLiteral("--message-log"));
+      value(QStringLiteral("--message-log"), &cl.messageLogFile);
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
-      cl.screenshotDir = value(QStringLiteral("--screenshots"));
-    } else if (arg.startsWith(QLatin1String("/DAHSID="), Qt::CaseInsensitive) ||
-               arg.startsWith(QLatin1String("-platform")) || arg.startsWith(QLatin1String("-"))) {
-      // Qt's own options were taken out by the application object; "-" options it left
-      // (such as -style) are its business.
+      value(QStringLiteral("--screenshots"), &cl.screenshotDir);
+    } else if (arg.startsWith(QLatin1String("/DAHSID="), Qt::CaseInsensitive) && !switchSeen) {
+      switchSeen = true;  // a second switch is not read
+    } else if (IsQtOptionWithValue(arg) && i + 1 < arguments.size()) {
+      ++i;  // Qt's business
     } else {
-      cl.error = QStringLiteral("unknown argument '%1'").arg(arg);
+      cl.ignored << arg;
     }
   }
   return cl;
+}
+
+std::int32_t CommandLine::DahsId() const {
+  return dahsSwitch ? DahsIdFromSwitchText(*dahsSwitch) : dahsId;
+}
+
+QString CommandLine::IgnoredNote() const {
+  if (ignored.isEmpty()) {
+    return {};
+  }
+  QStringList quoted;
+  for (const QString& arg : ignored) {
+    quoted << QLatin1Char('"') + arg + QLatin1Char('"');
+  }
+  return QStringLiteral("Command line: ignored %1 (not used by this program).")
+      .arg(quoted.join(QStringLiteral(", ")));
 }
 
 QString CommandLine::HelpText(const QString& programName) {
@@ -51,6 +96,7 @@ QString CommandLine::HelpText(const QString& programName) {
              "  --help              show this text\n"
              "  --version           show the program's version\n"
              "\n"
+             "Any other argument is ignored and named in the messages window.\n"
              "The site's settings file Halvo5.INI is read from the folder named by the\n"
              "environment variable HALVO5_SYSTEM_FOLDER.\n")
       .arg(programName);

@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QPixmap>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QTabBar>
 #include <QTextStream>
 #include <QTimer>
@@ -40,6 +41,12 @@ void ScreenshotTour::Shoot() {
     Save(&window_, QStringLiteral("%1-%2").arg(i + 1).arg(name));
   }
   tabs.SelectTab(0);
+  if (!qEnvironmentVariableIsEmpty("TELMON_SCREENSHOT_SCREEN") && window_.screen() != nullptr) {
+    QCoreApplication::processEvents();
+    const QString path = QDir(folder_).filePath(QStringLiteral("screen.png"));
+    const bool ok = window_.screen()->grabWindow(0).save(path);
+    QTextStream(stdout) << (ok ? "saved " : "could not save ") << path << "\n";
+  }
   frmProblems& problems = window_.Problems();
   problems.resize(900, 400);
   problems.show();

@@ -1,7 +1,9 @@
 #pragma once
 
 // Saves a PNG image of every page of the main window and of the messages window into a
-// folder, then closes the program: how the pictures in docs/screenshots are made.
+// folder, then closes the program: how the pictures in docs/screenshots are made. With
+// TELMON_SCREENSHOT_SCREEN set, the whole screen is saved too ("screen.png"), to check where
+// the window stands on it.
 
 #include <QObject>
 #include <QString>

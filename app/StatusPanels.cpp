@@ -23,6 +23,8 @@ StatusPanels::StatusPanels(QStatusBar* bar) {
     auto* label = new QLabel(p.text, bar);
     label->setObjectName(p.key);
     label->setToolTip(p.tip);
+    // Screen readers name the panel by its role; its text is what it reads out as the value.
+    label->setAccessibleName(p.tip);
     label->setFrameStyle(QFrame::Panel | QFrame::Sunken);
     label->setMinimumWidth(110);
     bar->addPermanentWidget(label, p.stretch);

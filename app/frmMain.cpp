@@ -1,10 +1,12 @@
 #include "app/frmMain.h"
 
+#include "app/AccessibleNames.h"
 #include "app/EditModeController.h"
 #include "app/IOSSelectedDahs.h"
 #include "app/MainMenus.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
+#include "app/WindowPlacement.h"
 #include "ioslink/IosCommands.h"
 #include "ioslink/IosConnection.h"
 #include "messages/MessageFileLog.h"
@@ -30,6 +32,7 @@
 #include <QCloseEvent>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QSettings>
 #include <QStatusBar>
 #include <QTimer>
 
@@ -75,7 +78,13 @@ void frmMain::BuildFrame() {
       txtNotPolling_->fontMetrics().horizontalAdvance(txtNotPolling_->text()) + 16);
   txtNotPolling_->setVisible(false);
   menus_->mnuWatches_Change->setEnabled(false);
-  resize(1100, 700);
+  NameControlsForAccessibility(this);
+  QSettings registry = PlacementRegistry();
+  RestoreWindowPlacement(this, registry, QSize(1100, 700));
+}
+
+QSettings frmMain::PlacementRegistry() {
+  return QSettings(QSettings::UserScope, QStringLiteral("Quarn"), QStringLiteral("TELM"));
 }
 
 void frmMain::ConnectMenus() {
@@ -237,6 +246,12 @@ void frmMain::PrintScreen() {
   } else {
     RaiseMsg(MsgType::Progress,
              QStringLiteral("Printed the main window to %1.").arg(outcome.destination));
+    if (outcome.pdf) {
+      services_.prompter.Show(QStringLiteral("No printer is installed: the image of the main "
+                                             "window was saved to '%1'.")
+                                  .arg(outcome.destination),
+                              QString::fromLatin1(ProgramTitle), PromptIcon::Information);
+    }
   }
 }
 
@@ -298,6 +313,10 @@ void frmMain::closeEvent(QCloseEvent* event) {
     return;
   }
   Teardown();
+  if (started_) {
+    QSettings registry = PlacementRegistry();
+    RememberWindowPlacement(this, registry);
+  }
   if (problems_ != nullptr) {
     problems_->AllowClose();
     problems_->close();

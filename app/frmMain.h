@@ -17,6 +17,7 @@
 #include <memory>
 
 class QLineEdit;
+class QSettings;
 class QTimer;
 
 namespace telmon {
@@ -126,6 +127,8 @@ class frmMain : public QMainWindow,
 
  private:
   void BuildFrame();
+  // Where the window's last placement is kept: the per-user registry of the program.
+  static QSettings PlacementRegistry();
   void ConnectMenus();
   void ConnectChannelToolbar();
   void StartTimers();
@@ -147,6 +150,7 @@ class frmMain : public QMainWindow,
   CommandLine commandLine_;
   MainServices services_;
   QString stepName_;
+  std::int32_t dahsId_ = 0;
   bool started_ = false;
   bool closingByProgram_ = false;
   bool tornDown_ = false;

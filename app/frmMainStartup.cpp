@@ -1,6 +1,7 @@
 // Start-up of the main window: the named steps that build the settings, the database link,
 // the list managers and the channel-configuration store, then connect to the I/O server.
 
+#include "app/AccessibleNames.h"
 #include "app/EditModeController.h"
 #include "app/IOSSelectedDahs.h"
 #include "app/MainMenus.h"
@@ -84,7 +85,17 @@ bool frmMain::Startup(SplashForm* splash) {
          Problems();
          return true;
        }},
-      {QStringLiteral("getting DAHSID from command line"), {}, -1, {}, {}},
+      {QStringLiteral("getting DAHSID from command line"),
+       {},
+       -1,
+       {},
+       [&] {
+         if (const QString note = commandLine_.IgnoredNote(); !note.isEmpty()) {
+           RaiseMsg(MsgType::Progress, note);
+         }
+         dahsId_ = commandLine_.DahsId();
+         return true;
+       }},
       {QStringLiteral("load SelectedDAHS settings from Halvo INI file"),
        {},
        25,
@@ -198,7 +209,7 @@ bool frmMain::Startup(SplashForm* splash) {
 
 bool frmMain::LoadSettings() {
   settings_ = std::make_unique<IOSSelectedDahs>(&services_.clock);
-  if (!settings_->Load(*this, commandLine_.dahsId)) {
+  if (!settings_->Load(*this, dahsId_)) {
     return false;
   }
   setWindowTitle(QString::fromLatin1(ProgramTitle) + QStringLiteral(" - ") +
@@ -296,6 +307,7 @@ void frmMain::AddRemainingPages() {
 void frmMain::Finalize(SplashForm* /*splash*/) {
   AddRemainingPages();
   tabs_->Finalize();
+  NameControlsForAccessibility(this);
 }
 
 void frmMain::ShowFailedStartup() {

@@ -18,12 +18,9 @@ int main(int argc, char* argv[]) {
 
   const CommandLine cl = CommandLine::Parse(QApplication::arguments());
   QTextStream out(stdout);
-  if (cl.help || !cl.error.isEmpty()) {
-    if (!cl.error.isEmpty()) {
-      QTextStream(stderr) << "telmon: " << cl.error << "\n\n";
-    }
+  if (cl.help) {
     out << CommandLine::HelpText(QStringLiteral("telmon"));
-    return cl.error.isEmpty() ? 0 : 2;
+    return 0;
   }
   if (cl.version) {
     out << "telmon " << TELMON_VERSION << "\n";

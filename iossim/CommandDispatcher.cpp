@@ -174,6 +174,16 @@ QList<QByteArray> CommandDispatcher::Handle(const QByteArray& element) {
     return Error(QStringLiteral("Element <%1> is not a command; ignored").arg(name));
   }
   const QString action = Attr(command, "action");
+  Events events = Dispatch(action, command);
+  if (trace_) {
+    events.prepend(MessageEventXml(
+        SimMsgType::Trace,
+        QStringLiteral("Trace: command %1 received").arg(TruncateForDisplay(action, 40))));
+  }
+  return events;
+}
+
+QList<QByteArray> CommandDispatcher::Dispatch(const QString& action, Element command) {
   for (const Entry& entry : Catalogue) {
     if (action == QLatin1String(entry.action)) {
       return entry.handle(plant_, command);

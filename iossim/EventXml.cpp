@@ -20,6 +20,17 @@ QByteArray EscapeAttributeLatin1(const QString& value) {
       case u'"':
         out.append("&quot;");
         break;
+      // Line breaks and tabs as character references: written as they are, a reader's
+      // attribute normalisation would turn them into blanks.
+      case u'\r':
+        out.append("&#13;");
+        break;
+      case u'\n':
+        out.append("&#10;");
+        break;
+      case u'\t':
+        out.append("&#9;");
+        break;
       default:
         if (u < 0x20 || (u >= 0x7F && u < 0xA0)) {
           break;  // not representable in an attribute of this stream

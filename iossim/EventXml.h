@@ -17,10 +17,13 @@ namespace SimMsgType {
 inline constexpr std::int32_t Info = 1;
 inline constexpr std::int32_t Warning = 2;
 inline constexpr std::int32_t Error = 4;
+// A trace message: monitors show it only while they collect trace messages.
+inline constexpr std::int32_t Trace = 8;
 }  // namespace SimMsgType
 
 // The value as it may stand between double quotes in Latin-1 XML: markup characters become
-// entities, control characters are dropped and characters beyond Latin-1 become "?".
+// entities, CR, LF and TAB character references, other control characters are dropped and
+// characters beyond Latin-1 become "?".
 QByteArray EscapeAttributeLatin1(const QString& value);
 
 class EventXml {

@@ -17,6 +17,13 @@ OpResult Done(const QString& message) { return OpResult{true, message, SimMsgTyp
 
 OpResult NoDevice(int id) { return Fail(QStringLiteral("There is no device %1").arg(id)); }
 
+// A device that does not answer: the refusal, and on a second line what its watchdog says.
+OpResult NotAnswering(const QString& refusal, const QString& watchdogStatus) {
+  return Fail(
+      refusal + QStringLiteral("\r\nWatchdog: ") +
+      (watchdogStatus.isEmpty() ? QStringLiteral("no response to its polls") : watchdogStatus));
+}
+
 }  // namespace
 
 void SimPlant::MarkDeviceBlocksDirty(int deviceId) {
@@ -81,7 +88,9 @@ OpResult SimPlant::SetDeviceClock(int deviceId) {
     return NoDevice(deviceId);
   }
   if (!Responds(*d) && !d->random) {
-    return Fail(QStringLiteral("%1 did not respond; its clock was not set").arg(DeviceLabel(*d)));
+    return NotAnswering(
+        QStringLiteral("%1 did not respond; its clock was not set").arg(DeviceLabel(*d)),
+        d->watchdogStatus);
   }
   const QDateTime now = clock_.Now();
   d->clockOffsetMs = 0;
@@ -99,7 +108,8 @@ OpResult SimPlant::EraseHdr(int deviceId) {
     return Fail(QStringLiteral("%1 keeps no historical data records").arg(DeviceLabel(*d)));
   }
   if (!Responds(*d) && !d->random) {
-    return Fail(QStringLiteral("%1 did not respond; HDR not erased").arg(DeviceLabel(*d)));
+    return NotAnswering(QStringLiteral("%1 did not respond; HDR not erased").arg(DeviceLabel(*d)),
+                        d->watchdogStatus);
   }
   const int erased = d->hdrRecords;
   d->hdrRecords = 0;

@@ -63,6 +63,8 @@ void AddOptions(QCommandLineParser& p) {
       {QStringLiteral("event-rate"), QStringLiteral("Extra update events per second."),
        QStringLiteral("n")},
       {QStringLiteral("verbose"), QStringLiteral("Log every command received.")},
+      {QStringLiteral("trace"),
+       QStringLiteral("Answer every command with a trace message (type 8) first.")},
   });
 }
 
@@ -124,6 +126,7 @@ OptionsOutcome ParseSimOptions(const QStringList& arguments, SimOptions* options
   o.sendUnknown = p.parser.isSet(QStringLiteral("send-unknown"));
   o.sendGarbage = p.parser.isSet(QStringLiteral("send-garbage"));
   o.verbose = p.parser.isSet(QStringLiteral("verbose"));
+  o.trace = p.parser.isSet(QStringLiteral("trace"));
   if (!ReadNumbers(p, &o)) {
     *message = p.error;
     return OptionsOutcome::Error;

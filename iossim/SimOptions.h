@@ -27,6 +27,7 @@ struct SimOptions {
   int chaosIntervalMs = 5000;
   int eventRate = 0;  // extra update events per second
   bool verbose = false;
+  bool trace = false;  // a trace message (type 8) for every command handled
 };
 
 enum class OptionsOutcome { Run, ShowHelp, Error };

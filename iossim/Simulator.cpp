@@ -95,6 +95,7 @@ bool Simulator::Start(QString* error) {
 
 void Simulator::BuildServer() {
   dispatcher_ = std::make_unique<CommandDispatcher>(*plant_);
+  dispatcher_->SetTrace(options_.trace);
   server_ = std::make_unique<SimServer>(*dispatcher_, options_.faults, options_.seed);
   connect(server_.get(), &SimServer::Log, this, &Simulator::Log);
   if (options_.verbose) {

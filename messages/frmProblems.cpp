@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -45,6 +46,17 @@ void WriteFile(const QString& path, const QString& text) {
   }
 }
 
+// An existing file that nobody may write (no write permission bit is set, which counts even
+// for an account that could override it), or that this user may not write.
+bool IsReadOnlyFile(const QString& path) {
+  const QFileInfo info(path);
+  if (!info.exists() || info.isDir()) {
+    return false;
+  }
+  constexpr QFile::Permissions anyWrite = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+  return (info.permissions() & anyWrite) == 0 || !info.isWritable();
+}
+
 }  // namespace
 
 frmProblems::frmProblems(MessageLogModel& model, Prompter& prompter, const QString& programTitle,
@@ -59,6 +71,7 @@ frmProblems::frmProblems(MessageLogModel& model, Prompter& prompter, const QStri
   // Hiding the log never ends the program.
   setAttribute(Qt::WA_QuitOnClose, false);
   lsvProblems_->setObjectName(QStringLiteral("lsvProblems"));
+  lsvProblems_->setAccessibleName(QStringLiteral("Messages list"));
   lsvProblems_->setRootIsDecorated(false);
   lsvProblems_->setUniformRowHeights(true);
   lsvProblems_->setAllColumnsShowFocus(true);
@@ -173,7 +186,31 @@ void frmProblems::ScheduleColumnResize() {
   resizePending_ = true;
   QTimer::singleShot(0, this, [this] {
     resizePending_ = false;
-    lsvProblems_->resizeColumnToContents(1);
+    ResizeColumns();
+  });
+}
+
+void frmProblems::ResizeColumns() {
+  if (model_.rowCount() == 0) {
+    return;
+  }
+  // The timestamp column fits its text once rows exist (never narrower than its title); the
+  // message column follows its widest line.
+  AutoSizeColumn(lsvProblems_, 0, AutoSizeUseHeader);
+  AutoSizeColumn(lsvProblems_, 1, AutoSizeToContents);
+}
+
+void frmProblems::showEvent(QShowEvent* event) {
+  QMainWindow::showEvent(event);
+  // Rows collected while the window was hidden: on opening, the selected row (the newest one
+  // while "Auto Select Newest Message" is checked) is selected and in view.
+  QTimer::singleShot(0, this, [this] {
+    ResizeColumns();
+    int row = model_.SelectedRow();
+    if (row < 0 && model_.rowCount() > 0) {
+      row = model_.rowCount() - 1;
+    }
+    SelectRow(row);
   });
 }
 
@@ -203,13 +240,7 @@ QString frmProblems::DefaultSaveFileName() const {
 void frmProblems::SaveToFile() {
   try {
     const QString text = model_.LogText(true);
-    FileDialogRequest request;
-    request.title = QStringLiteral("Save As");
-    request.initialFileName = DefaultSaveFileName();
-    request.defaultExtension = QStringLiteral(".txt");
-    request.filter = QStringLiteral("Text Files (*.txt)|*.txt|All Files (*.*)|*.*");
-    request.promptOverwrite = true;
-    const std::optional<QString> path = prompter_.SaveFileName(request);
+    const std::optional<QString> path = AskSaveFileName();
     if (!path) {
       return;
     }
@@ -222,11 +253,34 @@ void frmProblems::SaveToFile() {
   }
 }
 
+std::optional<QString> frmProblems::AskSaveFileName() {
+  FileDialogRequest request;
+  request.title = QStringLiteral("Save As");
+  request.initialFileName = DefaultSaveFileName();
+  request.defaultExtension = QStringLiteral(".txt");
+  request.filter = QStringLiteral("Text Files (*.txt)|*.txt|All Files (*.*)|*.*");
+  request.promptOverwrite = true;
+  for (;;) {
+    std::optional<QString> path = prompter_.SaveFileName(request);
+    if (!path || !IsReadOnlyFile(*path)) {
+      return path;
+    }
+    // A read-only file is refused and left as it is; the dialog opens again on its name.
+    prompter_.Show(QStringLiteral("The file '%1' is read-only and was left as it is. Choose "
+                                  "another file name.")
+                       .arg(QDir::toNativeSeparators(*path)),
+                   QStringLiteral("Save As"), PromptIcon::Exclamation);
+    request.initialFileName = *path;
+  }
+}
+
 void frmProblems::PrintLog() {
   QString tempPath;
   try {
+    // Without a printer the printout is a PDF file, named in full so that it can be found.
+    const QString pdfPath = PdfFallbackPath(QStringLiteral("Messages"), pdfFolder_);
     QString text = QStringLiteral("Messages will be printed to '$printername$'.");
-    text.replace(QStringLiteral("$printername$"), PrintDestinationName());
+    text.replace(QStringLiteral("$printername$"), PrintDestinationName(pdfPath));
     if (prompter_.Ask(PromptQuestion{text, programTitle_, PromptIcon::Information,
                                      PromptButtons::OkCancel, std::nullopt}) != PromptAnswer::Ok) {
       return;
@@ -238,7 +292,7 @@ void frmProblems::PrintLog() {
       throw TelmonError(FileErrorNumber, error);
     }
     WriteFile(tempPath, model_.PrintText(windowTitle(), QDateTime::currentDateTime()));
-    const PrintOutcome outcome = PrintTextFile(tempPath, this);
+    const PrintOutcome outcome = PrintTextFile(tempPath, this, pdfPath);
     QFile::remove(tempPath);
     if (!outcome.ok) {
       throw TelmonError(PrinterErrorNumber, outcome.error);

@@ -10,6 +10,7 @@
 #include <QMainWindow>
 
 #include <cstdint>
+#include <optional>
 
 class QAction;
 class QTreeView;
@@ -53,9 +54,12 @@ class frmProblems : public QMainWindow {
   void AllowClose() { closeAllowed_ = true; }
   // The default file name the Save dialog offers.
   QString DefaultSaveFileName() const;
+  // Where a printout goes as a PDF file when there is no printer (empty: documents folder).
+  void SetPdfFolder(const QString& folder) { pdfFolder_ = folder; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void showEvent(QShowEvent* event) override;
 
  private:
   void BuildMenus();
@@ -67,10 +71,15 @@ class frmProblems : public QMainWindow {
   void ApplyFont();
   void SelectRow(int row);
   void ScheduleColumnResize();
+  void ResizeColumns();
+  // The file the operator chose in the Save As dialog, asked again while a read-only file is
+  // chosen; empty when the dialog is cancelled.
+  std::optional<QString> AskSaveFileName();
 
   MessageLogModel& model_;
   Prompter& prompter_;
   QString programTitle_;
+  QString pdfFolder_;
   QTreeView* lsvProblems_;
   QAction* monospace_ = nullptr;
   QAction* showTrace_ = nullptr;

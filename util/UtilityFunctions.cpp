@@ -1,5 +1,6 @@
 #include "util/UtilityFunctions.h"
 
+#include "util/ErrorInfo.h"
 #include "util/TextConversionFunctions.h"
 
 namespace telmon {
@@ -82,14 +83,29 @@ QString EscapeXmlText(const QString& text) {
   return s;
 }
 
-std::int32_t ReadDahsIdSwitch(const QStringList& arguments) {
+std::optional<QString> FindDahsIdSwitch(const QStringList& arguments) {
   static const QString sw = QStringLiteral("/DAHSID=");
   for (const QString& arg : arguments) {
     if (arg.startsWith(sw, Qt::CaseInsensitive)) {
-      return ToInt32(arg.mid(sw.size())).value_or(0);
+      return arg.mid(sw.size());
     }
   }
-  return 0;
+  return std::nullopt;
+}
+
+std::int32_t DahsIdFromSwitchText(const QString& text) {
+  if (const auto id = ToInt32(text)) {
+    return *id;
+  }
+  if (IsNumeric(text)) {
+    throw TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"));
+  }
+  throw TelmonError::TypeMismatch();
+}
+
+std::int32_t ReadDahsIdSwitch(const QStringList& arguments) {
+  const auto text = FindDahsIdSwitch(arguments);
+  return text ? DahsIdFromSwitchText(*text) : 0;
 }
 
 QDateTime Now() { return QDateTime::currentDateTime(); }

@@ -11,6 +11,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <optional>
 
 namespace telmon {
 
@@ -21,8 +22,14 @@ QString TruncateForDisplay(const QString& text, int n);
 // value written between double quotes; the apostrophe is left as it is.
 QString EscapeXmlText(const QString& text);
 
-// Value of the "/DAHSID=" switch in the command-line arguments as a 32-bit integer; 0 when the
-// switch is missing or its value is not a number.
+// Text of the first "/DAHSID=" switch (in any case) in the command-line arguments; empty when
+// the switch is missing.
+std::optional<QString> FindDahsIdSwitch(const QStringList& arguments);
+// The switch's value converted to a 32-bit integer. Throws TelmonError "Type mismatch" when the
+// text is not a number and "Overflow" when it does not fit.
+std::int32_t DahsIdFromSwitchText(const QString& text);
+// Value of the "/DAHSID=" switch as a 32-bit integer; 0 when the switch is missing. Throws as
+// DahsIdFromSwitchText for a value that is not a 32-bit integer.
 std::int32_t ReadDahsIdSwitch(const QStringList& arguments);
 
 // The current local date-time; parts that must be testable take it from their IClock.

@@ -11,8 +11,6 @@
 #include <libxml/xpath.h>
 
 #include <climits>
-#include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -317,14 +315,7 @@ QString NodeXml(XmlElement element) {
   return FromXmlChars(xmlBufferContent(buffer.get()));
 }
 
-QString NumberToPlainText(double value) {
-  if (!std::isfinite(value)) {
-    return QString::number(value);
-  }
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.14e", value);
-  return PlainTextFromScientific(buffer);
-}
+QString NumberToPlainText(double value) { return FloatingText(value); }
 
 QString VariantToXmlText(const Value& value) {
   switch (value.kind()) {

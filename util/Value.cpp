@@ -3,6 +3,7 @@
 #include "util/TextConversionFunctions.h"
 
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 namespace telmon {
@@ -18,6 +19,16 @@ std::optional<std::int64_t> RoundToInt64(double v) {
 }
 
 }  // namespace
+
+QString FloatingText(double value) {
+  if (!std::isfinite(value)) {
+    return QString::number(value);
+  }
+  // 15 significant digits, as the system converts a double to text, written out in full.
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%.14e", value);
+  return PlainTextFromScientific(buffer);
+}
 
 QString DateTimeText(const QDateTime& value) {
   const QTime t = value.time();
@@ -96,7 +107,7 @@ QString Value::ToText() const {
     case Kind::Integer:
       return QString::number(integer());
     case Kind::Floating:
-      return QString::number(floating(), 'g', 15).toUpper();
+      return FloatingText(floating());
     case Kind::Decimal:
       return decimal().ToText();
     case Kind::DateTime:

@@ -59,8 +59,9 @@ class Value {
   std::optional<std::int32_t> ToInt32() const;
   std::optional<double> ToDouble() const;
   // The ordinary text form: "" for empty and null, decimal digits for integers, 15 significant
-  // digits for floating values, plain text for decimals, "True"/"False", and dates as
-  // "yyyy-MM-dd HH:mm:ss" (a pure time as "HH:mm:ss", a midnight as "yyyy-MM-dd").
+  // digits for floating values written out in full (never an exponent), plain text for decimals,
+  // "True"/"False", and dates as "yyyy-MM-dd HH:mm:ss" (a pure time as "HH:mm:ss", a midnight as
+  // "yyyy-MM-dd").
   QString ToText() const;
 
   friend bool operator==(const Value& a, const Value& b);
@@ -78,6 +79,10 @@ class Value {
   std::variant<EmptyTag, NullTag, std::int64_t, double, telmon::Decimal, QDateTime, bool, QString>
       data_;
 };
+
+// A double to 15 significant digits in plain decimal notation: 1E-07 is "0.0000001", 1E+20 is
+// "100000000000000000000"; infinities and NaN keep their names.
+QString FloatingText(double value);
 
 // Date-time text for attributes and messages: a pure time as "HH:mm:ss", a value whose time of
 // day is midnight (to the second) as "yyyy-MM-dd", anything else as "yyyy-MM-dd HH:mm:ss".

@@ -37,24 +37,37 @@ std::unique_ptr<QPrinter> MakePrinter(const QString& pdfPath, PrintOutcome* outc
   printer->setOutputFormat(QPrinter::PdfFormat);
   printer->setOutputFileName(pdfPath);
   outcome->destination = pdfPath;
+  outcome->pdf = true;
   return printer;
 }
 
 QString DocumentsFolder() {
   const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-  return folder.isEmpty() ? QDir::homePath() : folder;
+  if (folder.isEmpty() || !QDir().mkpath(folder)) {
+    return QDir::homePath();
+  }
+  return folder;
 }
 
 }  // namespace
 
 QString DefaultPrinterName() { return QPrinterInfo::defaultPrinter().printerName(); }
 
-QString PrintDestinationName() {
-  const QString printer = DefaultPrinterName();
-  return printer.isEmpty() ? QStringLiteral("a PDF file (no printer installed)") : printer;
+QString PdfFallbackPath(const QString& baseName, const QString& folder) {
+  const QString name =
+      baseName + QLatin1Char(' ') +
+      QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss")) +
+      QStringLiteral(".pdf");
+  return QDir::toNativeSeparators(
+      QDir(folder.isEmpty() ? DocumentsFolder() : folder).absoluteFilePath(name));
 }
 
-PrintOutcome PrintTextFile(const QString& path, QWidget* /*owner*/) {
+QString PrintDestinationName(const QString& pdfPath) {
+  const QString printer = DefaultPrinterName();
+  return printer.isEmpty() ? pdfPath : printer;
+}
+
+PrintOutcome PrintTextFile(const QString& path, QWidget* /*owner*/, const QString& pdfPath) {
   PrintOutcome outcome;
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
@@ -66,7 +79,7 @@ PrintOutcome PrintTextFile(const QString& path, QWidget* /*owner*/) {
   document.setPlainText(QString::fromUtf8(file.readAll()));
   const QFileInfo info(path);
   const auto printer =
-      MakePrinter(info.dir().filePath(info.completeBaseName() + QStringLiteral(".pdf")), &outcome);
+      MakePrinter(pdfPath.isEmpty() ? PdfFallbackPath(info.completeBaseName()) : pdfPath, &outcome);
   printer->setDocName(info.fileName());
   document.print(printer.get());
   outcome.ok = printer->printerState() != QPrinter::Error;
@@ -83,12 +96,8 @@ PrintOutcome PrintWindowImage(QWidget* window, const QString& pdfFolder) {
     return outcome;
   }
   const QPixmap image = window->grab();
-  const QString name =
-      QStringLiteral("Print Screen ") +
-      QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss")) +
-      QStringLiteral(".pdf");
-  const auto printer = MakePrinter(
-      QDir(pdfFolder.isEmpty() ? DocumentsFolder() : pdfFolder).filePath(name), &outcome);
+  const auto printer =
+      MakePrinter(PdfFallbackPath(QStringLiteral("Print Screen"), pdfFolder), &outcome);
   printer->setPageOrientation(image.width() > image.height() ? QPageLayout::Landscape
                                                              : QPageLayout::Portrait);
   QPainter painter;

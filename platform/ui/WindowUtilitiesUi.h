@@ -3,9 +3,9 @@
 // The window utilities that need widgets: printing a text file or an image of a window,
 // sizing a list column to its contents, and the about and support boxes.
 //
-// Printing goes to the default printer. A computer without one gets a PDF file instead: next to
-// the text file for a text printout, in the documents folder for a window image. The outcome
-// names where the output went, so the caller can tell the operator.
+// Printing goes to the default printer. A computer without one gets a PDF file instead, in the
+// user's documents folder unless the caller names the file; the outcome names where the output
+// went, so the caller can tell the operator the file's full path.
 
 #include <QString>
 
@@ -17,15 +17,22 @@ namespace telmon {
 struct PrintOutcome {
   bool ok = false;
   QString destination;  // printer name or PDF file path
+  bool pdf = false;     // true when there was no printer and the output is the PDF file
   QString error;
 };
 
 // The default printer's name; empty when the computer has none.
 QString DefaultPrinterName();
-// What the next printout goes to, for texts such as "will be printed to '...'".
-QString PrintDestinationName();
+// The PDF file a printout named `baseName` goes to when there is no printer: `folder` (empty:
+// the documents folder) + baseName + " yyyy-MM-dd HH.mm.ss.pdf", in native separators.
+QString PdfFallbackPath(const QString& baseName, const QString& folder = QString());
+// What a printout goes to, for texts such as "will be printed to '...'": the default printer's
+// name, or the full path of the PDF file `pdfPath` when there is no printer.
+QString PrintDestinationName(const QString& pdfPath);
 
-PrintOutcome PrintTextFile(const QString& path, QWidget* owner);
+// `pdfPath` is the PDF file used when there is no printer (empty: PdfFallbackPath of the text
+// file's name).
+PrintOutcome PrintTextFile(const QString& path, QWidget* owner, const QString& pdfPath = QString());
 // `pdfFolder` overrides where the PDF goes when there is no printer (empty: documents folder).
 PrintOutcome PrintWindowImage(QWidget* window, const QString& pdfFolder = QString());
 

@@ -1,4 +1,5 @@
 #include "app/CommandLine.h"
+#include "util/ErrorInfo.h"
 
 #include <gtest/gtest.h>
 
@@ -7,20 +8,53 @@ using namespace telmon;
 TEST(CommandLine, DahsSwitchAndOptions) {
   const auto cl = CommandLine::Parse(
       {"telmon", "/DAHSID=3", "--message-log", "/tmp/log.txt", "--screenshots=/tmp/shots"});
-  EXPECT_EQ(cl.dahsId, 3);
+  EXPECT_EQ(cl.DahsId(), 3);
   EXPECT_EQ(cl.messageLogFile, "/tmp/log.txt");
   EXPECT_EQ(cl.screenshotDir, "/tmp/shots");
-  EXPECT_TRUE(cl.error.isEmpty());
+  EXPECT_TRUE(cl.ignored.isEmpty());
+  EXPECT_TRUE(cl.IgnoredNote().isEmpty());
 }
 
-TEST(CommandLine, MissingOrBadSwitchMeansDahsZero) {
-  EXPECT_EQ(CommandLine::Parse({"telmon"}).dahsId, 0);
-  EXPECT_EQ(CommandLine::Parse({"telmon", "/DAHSID=x"}).dahsId, 0);
-  EXPECT_EQ(CommandLine::Parse({"telmon", "/dahsid=2"}).dahsId, 2);
+TEST(CommandLine, MissingSwitchMeansDahsZeroAndAnyCaseIsRead) {
+  EXPECT_EQ(CommandLine::Parse({"telmon"}).DahsId(), 0);
+  EXPECT_EQ(CommandLine::Parse({"telmon", "/dahsid=2"}).DahsId(), 2);
+  EXPECT_EQ(CommandLine::Parse({"telmon", "/DAHSID=-7"}).DahsId(), -7);
+  EXPECT_EQ(CommandLine::Parse({"telmon", "/DAHSID=2147483647"}).DahsId(), 2147483647);
 }
 
-TEST(CommandLine, UnknownArgumentAndMissingValueAreErrors) {
-  EXPECT_FALSE(CommandLine::Parse({"telmon", "stray"}).error.isEmpty());
-  EXPECT_FALSE(CommandLine::Parse({"telmon", "--message-log"}).error.isEmpty());
+TEST(CommandLine, AValueThatIsNotA32BitIntegerIsAnErrorWithItsNumber) {
+  struct Case {
+    const char* arg;
+    long number;
+    const char* description;
+  };
+  for (const Case& c :
+       {Case{"/DAHSID=x", 13, "Type mismatch"}, Case{"/DAHSID=", 13, "Type mismatch"},
+        Case{"/DAHSID=2147483648", 6, "Overflow"}, Case{"/DAHSID=-99999999999", 6, "Overflow"}}) {
+    const auto cl = CommandLine::Parse({"telmon", c.arg});
+    try {
+      (void)cl.DahsId();
+      ADD_FAILURE() << c.arg << " converted";
+    } catch (const TelmonError& e) {
+      EXPECT_EQ(e.number(), c.number) << c.arg;
+      EXPECT_EQ(e.description().toStdString(), c.description) << c.arg;
+    }
+  }
+}
+
+TEST(CommandLine, UnknownArgumentsAreIgnoredAndNamedOnce) {
+  const auto cl = CommandLine::Parse({"telmon", "/SITE=4", "/DAHSID=1", "stray", "/DAHSID=5",
+                                      "-style", "fusion", "--message-log"});
+  EXPECT_EQ(cl.DahsId(), 1);
+  EXPECT_TRUE(cl.messageLogFile.isEmpty());
+  EXPECT_EQ(cl.IgnoredNote(),
+            "Command line: ignored \"/SITE=4\", \"stray\", \"/DAHSID=5\", \"--message-log\" (not "
+            "used by this program).");
+
+  const auto missing = CommandLine::Parse({"telmon", "--screenshots"});
+  EXPECT_TRUE(missing.screenshotDir.isEmpty());
+  EXPECT_EQ(missing.IgnoredNote(),
+            "Command line: ignored \"--screenshots\" (not used by this program).");
   EXPECT_TRUE(CommandLine::Parse({"telmon", "--help"}).help);
+  EXPECT_TRUE(CommandLine::Parse({"telmon", "--help"}).ignored.isEmpty());
 }

@@ -7,18 +7,28 @@
 #include "app/frmMain.h"
 #include "iossim/DemoSite.h"
 #include "messages/MessageLogModel.h"
+#include "messages/frmProblems.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "util/Clock.h"
 
+#include <QAbstractItemView>
+#include <QAccessible>
 #include <QAction>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLineEdit>
 #include <QMenu>
+#include <QPrinterInfo>
+#include <QScreen>
+#include <QSettings>
 #include <QTabBar>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QTreeView>
 
 #include <gtest/gtest.h>
 
@@ -28,7 +38,13 @@ namespace {
 
 class MainWindow : public ::testing::Test {
  protected:
-  void SetUp() override { qputenv("HALVO5_SYSTEM_FOLDER", dir_.path().toUtf8()); }
+  void SetUp() override {
+    qputenv("HALVO5_SYSTEM_FOLDER", dir_.path().toUtf8());
+    // The window's placement is kept in the per-user registry: here, in the test's folder.
+    for (const auto format : {QSettings::NativeFormat, QSettings::IniFormat}) {
+      QSettings::setPath(format, QSettings::UserScope, dir_.filePath("registry"));
+    }
+  }
   // The demo site, with nothing listening on its monitor port: the monitor starts all the same.
   void WriteDemo() {
     QString error;
@@ -47,6 +63,10 @@ class MainWindow : public ::testing::Test {
     CommandLine cl;
     cl.dahsId = dahs;
     return std::make_unique<frmMain>(cl, MainServices{prompter_, clock_, "127.0.0.1"});
+  }
+  std::unique_ptr<frmMain> Make(const QStringList& arguments) {
+    return std::make_unique<frmMain>(CommandLine::Parse(arguments),
+                                     MainServices{prompter_, clock_, "127.0.0.1"});
   }
   static QStringList Texts(frmMain& w) {
     QStringList texts;
@@ -74,6 +94,34 @@ TEST_F(MainWindow, MissingSettingsFileFailsWithTelm0005) {
   EXPECT_FALSE(w->Startup(nullptr));
   EXPECT_TRUE(Texts(*w).contains("TELM-0005: can't load settings from Halvo INI file."));
   EXPECT_FALSE(w->Started());
+}
+
+TEST_F(MainWindow, SwitchesOfOtherProgramsAreNamedOnceAndStartUpGoesOn) {
+  WriteDemo();
+  auto w = Make(QStringList{"telmon", "/SITE=4", "/DAHSID=1", "-nosplash"});
+  ASSERT_TRUE(w->Startup(nullptr));
+  EXPECT_EQ(w->windowTitle(), "Telmon - Unit 1 DAHS (DEMO)");
+  const QStringList texts = Texts(*w);
+  EXPECT_EQ(texts.count("Command line: ignored \"/SITE=4\", \"-nosplash\" (not used by this "
+                        "program)."),
+            1)
+      << texts.join('\n').toStdString();
+  EXPECT_EQ(w->MessageLog().Row(0).colour, 0U);  // a note, not an error
+}
+
+TEST_F(MainWindow, ADahsNumberThatIsNotA32BitIntegerEndsStartUpWithTelm0009) {
+  WriteDemo();
+  for (const auto& [arg, text] :
+       {std::pair{"/DAHSID=one",
+                  "TELM-0009: 13, Type mismatch; Step=\"getting DAHSID from command line\""},
+        std::pair{"/DAHSID=4294967297",
+                  "TELM-0009: 6, Overflow; Step=\"getting DAHSID from command line\""}}) {
+    auto w = Make(QStringList{"telmon", arg});
+    EXPECT_FALSE(w->Startup(nullptr));
+    EXPECT_FALSE(w->Started());
+    EXPECT_EQ(Texts(*w), QStringList{text});
+    EXPECT_EQ(w->windowTitle(), "Telmon");  // the settings were never loaded
+  }
 }
 
 TEST_F(MainWindow, UnreachableDatabaseFailsWithTelm0007) {
@@ -177,4 +225,94 @@ TEST_F(MainWindow, ExitQuestionDefaultsToNo) {
   EXPECT_EQ(q.defaultButton, PromptAnswer::No);
   prompter_.QueueAnswer(PromptAnswer::Yes);
   EXPECT_TRUE(w->ConfirmExit());
+}
+
+TEST_F(MainWindow, MessagesWindowIsCreatedInStepTwoWithTheProgramTitleCaption) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  frmProblems& problems = w->Problems();
+  EXPECT_EQ(problems.windowTitle(), "Telmon Messages");
+  EXPECT_TRUE(w->MessageLog()
+                  .PrintText(problems.windowTitle(), QDateTime(QDate(2024, 3, 14), QTime(14, 5)))
+                  .startsWith("Telmon Messages         Printed "));
+}
+
+TEST_F(MainWindow, EveryListTextBoxAndStatusPanelHasAnAccessibleName) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  w->show();
+  const auto name = [](QWidget* widget) {
+    QAccessibleInterface* a = QAccessible::queryAccessibleInterface(widget);
+    return a != nullptr ? a->text(QAccessible::Name) : QString();
+  };
+  const std::pair<const char*, const char*> known[] = {
+      {"lsvDevices", "Devices list"},
+      {"lsvQueues", "Queues list"},
+      {"lsvBlocks", "Blocks list"},
+      {"lsvChannels", "Channels/Addresses list"},
+      {"lsvAlarms", "Active Alarms list"},
+      {"txtNotPolling", "Not Polling Device(s)"},
+      {"CurrentTime", "Current Time"},
+      {"ChannelUpdateTime", "Last Channel Update Time"},
+      {"AllRefreshTime", "Last All Data Refreshed Time"},
+      {"BytesReceived", "Bytes received from IOS"},
+  };
+  for (const auto& [object, expected] : known) {
+    auto* widget = w->findChild<QWidget*>(QLatin1String(object));
+    ASSERT_NE(widget, nullptr) << object;
+    EXPECT_EQ(name(widget), expected) << object;
+  }
+  EXPECT_EQ(name(w->Problems().List()), "Messages list");
+  // No list or text box anywhere in the window is left without a name.
+  for (QWidget* widget : w->findChildren<QWidget*>()) {
+    if (qobject_cast<QAbstractItemView*>(widget) != nullptr ||
+        qobject_cast<QLineEdit*>(widget) != nullptr) {
+      EXPECT_FALSE(name(widget).isEmpty())
+          << widget->metaObject()->className() << " " << widget->objectName().toStdString();
+    }
+  }
+}
+
+TEST_F(MainWindow, PrintScreenWithoutAPrinterSaysWhereThePdfWent) {
+  if (!QPrinterInfo::defaultPrinter().isNull()) {
+    GTEST_SKIP() << "a default printer is installed; not printing on it from a test";
+  }
+  WriteDemo();
+  const QByteArray home = qgetenv("HOME");
+  qputenv("HOME", dir_.path().toUtf8());
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  w->show();
+  w->Menus().mnuFile_PrintScreen->trigger();
+  qputenv("HOME", home);
+  ASSERT_EQ(prompter_.Questions().size(), 1U);
+  const PromptQuestion box = prompter_.Questions()[0];
+  const QString prefix = "No printer is installed: the image of the main window was saved to '";
+  ASSERT_TRUE(box.text.startsWith(prefix)) << box.text.toStdString();
+  ASSERT_TRUE(box.text.endsWith(".pdf'."));
+  const QString path = box.text.mid(prefix.size(), box.text.size() - prefix.size() - 2);
+  EXPECT_TRUE(QFileInfo(path).isAbsolute());
+  EXPECT_TRUE(path.startsWith(dir_.path()));
+  EXPECT_GT(QFileInfo(path).size(), 0);
+  EXPECT_EQ(box.icon, PromptIcon::Information);
+}
+
+TEST_F(MainWindow, ReopensAtThePlaceAndSizeItWasClosedWith) {
+  WriteDemo();
+  const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+  const QRect closedAt(available.left() + 40, available.top() + 50, 700, 450);
+  {
+    auto w = Make();
+    ASSERT_TRUE(w->Startup(nullptr));
+    w->show();
+    w->setGeometry(closedAt);
+    w->CloseByProgram();
+  }
+  auto again = Make();
+  EXPECT_EQ(again->geometry(), closedAt);
+  ASSERT_TRUE(again->Startup(nullptr));
+  again->show();
+  EXPECT_EQ(again->geometry().size(), closedAt.size());
 }

@@ -78,6 +78,30 @@ TEST(IosCommands, ForceChannelValueFixed) {
       R"(<Command action="ForceChannelValue" id="17" value="OPEN" DataSource="ForcedValue" />)");
 }
 
+TEST(IosCommands, ValuesInCommandsNeverUseExponentNotation) {
+  struct Case {
+    Value value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {Value(1.0E-7), "0.0000001"},
+      {Value(1.0E20), "100000000000000000000"},
+      {Value(-0.5), "-0.5"},
+      {Value(*Decimal::Parse("-0.5")), "-0.5"},
+      {Value(*Decimal::Parse("1E20")), "100000000000000000000"},
+      {Value(*Decimal::Parse("9999999999999999999999999999")), "9999999999999999999999999999"},
+      {Value(*Decimal::Parse("0.1234567890123456789012345678")), "0.1234567890123456789012345678"},
+  };
+  for (const Case& c : cases) {
+    const QString text = QString::fromLatin1(c.text);
+    EXPECT_EQ(cmd::ForceChannelValue(5, c.value),
+              R"(<Command action="ForceChannelValue" id="5" value=")" + text +
+                  R"(" DataSource="ForcedValue" />)");
+    EXPECT_EQ(cmd::WriteToChannel(5, c.value),
+              R"(<Command action="WriteToChannel" id="5" value=")" + text + R"(" />)");
+  }
+}
+
 TEST(IosCommands, ForceChannelValueWave) {
   EXPECT_EQ(cmd::ForceChannelValueWave(9, Value(*Decimal::Parse("-5")), *Decimal::Parse("-5"),
                                        *Decimal::Parse("5.250"), *Decimal::Parse("120")),

@@ -70,12 +70,15 @@ TEST(CommandFramer, GivesUpOnAnElementThatNeverEnds) {
 
 TEST(EventXml, EscapesMarkupAndWritesLatin1) {
   const QByteArray e = EventXml("Message")
-                           .Attr("Desc", QStringLiteral("a<b & \"c\" > 5\u00b0C \u20ac\ttab"))
+                           .Attr("Desc", QStringLiteral("a<b & \"c\" > 5\u00b0C \u20ac\ttab\x01"))
                            .Int("MsgType", 4)
                            .Finish();
   EXPECT_EQ(e, QByteArray("<Event eventtype=\"Message\" Desc=\"a&lt;b &amp; &quot;c&quot; &gt; "
                           "5\xb0"
-                          "C ?tab\" MsgType=\"4\"/>"));
+                          "C ?&#9;tab\" MsgType=\"4\"/>"));
+  // Line breaks survive a reader's attribute normalisation only as character references.
+  EXPECT_EQ(EventXml("Message").Attr("Desc", QStringLiteral("one\r\ntwo\nthree")).Finish(),
+            QByteArray("<Event eventtype=\"Message\" Desc=\"one&#13;&#10;two&#10;three\"/>"));
   const QByteArray withChild =
       EventXml("ChannelConfigUpdate").Int("ID", 7).Child("Limits", {{"Low", "0"}}).Finish();
   EXPECT_EQ(withChild,

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QFile>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QInputDialog>
 #include <QLineEdit>
@@ -113,7 +114,7 @@ TEST(QtPrompter, FileFiltersBecomeNameFilters) {
   EXPECT_TRUE(QtPrompter::NameFilters(QString()).isEmpty());
 }
 
-TEST(WindowUtilitiesUi, PrintoutsGoToAPdfWithoutAPrinter) {
+TEST(WindowUtilitiesUi, PrintoutsGoToANamedPdfWithoutAPrinter) {
   if (!QPrinterInfo::defaultPrinter().isNull()) {
     GTEST_SKIP() << "a default printer is installed; not printing on it from a test";
   }
@@ -124,9 +125,16 @@ TEST(WindowUtilitiesUi, PrintoutsGoToAPdfWithoutAPrinter) {
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("Messages         Printed 3/14/2024\r\n\r\nline one\r\n");
   }
-  const PrintOutcome printed = PrintTextFile(text, nullptr);
+  // The PDF's full path is known before printing, so the operator can be told where it goes.
+  const QString pdfPath = PdfFallbackPath(QStringLiteral("Messages"), dir.path());
+  EXPECT_TRUE(QFileInfo(pdfPath).isAbsolute());
+  EXPECT_TRUE(pdfPath.startsWith(dir.path() + QStringLiteral("/Messages 20")));
+  EXPECT_TRUE(pdfPath.endsWith(QStringLiteral(".pdf")));
+  EXPECT_EQ(PrintDestinationName(pdfPath), pdfPath);
+  const PrintOutcome printed = PrintTextFile(text, nullptr, pdfPath);
   ASSERT_TRUE(printed.ok) << printed.error.toStdString();
-  EXPECT_EQ(printed.destination, dir.filePath(QStringLiteral("mp1234.pdf")));
+  EXPECT_TRUE(printed.pdf);
+  EXPECT_EQ(printed.destination, pdfPath);
   QFile pdf(printed.destination);
   ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
   EXPECT_TRUE(pdf.read(4) == "%PDF");
@@ -135,9 +143,10 @@ TEST(WindowUtilitiesUi, PrintoutsGoToAPdfWithoutAPrinter) {
   window.resize(320, 200);
   const PrintOutcome image = PrintWindowImage(&window, dir.path());
   ASSERT_TRUE(image.ok) << image.error.toStdString();
-  EXPECT_TRUE(image.destination.startsWith(dir.path()));
+  EXPECT_TRUE(image.pdf);
+  EXPECT_TRUE(image.destination.startsWith(dir.path() + QStringLiteral("/Print Screen ")));
   EXPECT_GT(QFileInfo(image.destination).size(), 0);
-  EXPECT_FALSE(PrintTextFile(dir.filePath(QStringLiteral("missing.txt")), nullptr).ok);
+  EXPECT_FALSE(PrintTextFile(dir.filePath(QStringLiteral("missing.txt")), nullptr, pdfPath).ok);
 }
 
 TEST(WindowUtilitiesUi, AutoSizeFitsTheWidestCellOrTheTitle) {

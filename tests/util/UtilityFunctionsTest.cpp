@@ -1,3 +1,4 @@
+#include "util/ErrorInfo.h"
 #include "util/UtilityFunctions.h"
 
 #include "tests/util/QStringPrinter.h"
@@ -24,10 +25,15 @@ TEST(ReadDahsIdSwitch, FindsTheSwitchInAnyCase) {
   EXPECT_EQ(ReadDahsIdSwitch({"telmon", "/DAHSID=3"}), 3);
   EXPECT_EQ(ReadDahsIdSwitch({"telmon", "-x", "/dahsid=12"}), 12);
   EXPECT_EQ(ReadDahsIdSwitch({"telmon"}), 0);
-  EXPECT_EQ(ReadDahsIdSwitch({"telmon", "/DAHSID="}), 0);
-  EXPECT_EQ(ReadDahsIdSwitch({"telmon", "/DAHSID=abc"}), 0);
-  EXPECT_EQ(ReadDahsIdSwitch({"telmon", "/DAHSID=99999999999"}), 0);
   EXPECT_EQ(ReadDahsIdSwitch({"telmon", "/DAHSID=2", "/DAHSID=5"}), 2);
+  EXPECT_EQ(FindDahsIdSwitch({"telmon", "/DahsId= 4"}), QString(" 4"));
+  EXPECT_FALSE(FindDahsIdSwitch({"telmon", "DAHSID=4"}).has_value());
+}
+
+TEST(ReadDahsIdSwitch, AValueThatIsNotA32BitIntegerThrows) {
+  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID="}), TelmonError);
+  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID=abc"}), TelmonError);
+  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID=99999999999"}), TelmonError);
 }
 
 TEST(NullIfZeroOrEmpty, ZerosAndEmptinessBecomeNull) {

@@ -104,7 +104,6 @@ TEST(Value, ConversionsAsAssignmentsPerformThem) {
   EXPECT_EQ(Value(" 12 ").ToInt32(), 12);
   EXPECT_EQ(Value("abc").ToInt32(), std::nullopt);
   EXPECT_EQ(Value(std::int64_t{3000000000}).ToInt32(), std::nullopt);
-  EXPECT_EQ(Value(1.0E-7).ToText(), "1E-07");
   EXPECT_EQ(Value(false).ToText(), "False");
   EXPECT_TRUE(Value("1e3").IsNumeric());
   EXPECT_FALSE(Value("1 2").IsNumeric());
@@ -112,4 +111,28 @@ TEST(Value, ConversionsAsAssignmentsPerformThem) {
   EXPECT_EQ(Value(5), Value(std::int64_t{5}));
   EXPECT_NE(Value(5), Value("5"));
   EXPECT_NE(Value(), Value::Null());
+}
+
+TEST(Value, NumbersAreWrittenOutInFullWithoutAnExponent) {
+  struct Case {
+    Value value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {Value(1.0E-7), "0.0000001"},
+      {Value(1.0E20), "100000000000000000000"},
+      {Value(-0.5), "-0.5"},
+      {Value(0.1), "0.1"},
+      {Value(1.0 / 3.0), "0.333333333333333"},
+      {Value(-1.5E-12), "-0.0000000000015"},
+      {Value(123456789012345678.0), "123456789012346000"},
+      {Value(0.0), "0"},
+      {Value(*Decimal::Parse("1234567890123456789012345678")), "1234567890123456789012345678"},
+      {Value(*Decimal::Parse("0.0000000000000000000000000001")), "0.0000000000000000000000000001"},
+      {Value(*Decimal::Parse("-12345678901234.56789012345678")), "-12345678901234.56789012345678"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.value.ToText().toStdString(), c.text);
+    EXPECT_FALSE(c.value.ToText().contains(QLatin1Char('E'), Qt::CaseInsensitive));
+  }
 }
