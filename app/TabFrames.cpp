@@ -18,6 +18,9 @@ TabFrames::TabFrames(QWidget* parent)
   header->setContentsMargins(0, 0, 0, 0);
   header->addWidget(tabs_, 1);
   header->addWidget(beside_, 0);
+  // Without a layout of its own the header space keeps a zero size whatever stands in it.
+  auto* beside = new QHBoxLayout(beside_);
+  beside->setContentsMargins(0, 0, 0, 0);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(4, 4, 4, 0);
   layout->setSpacing(0);
@@ -35,6 +38,8 @@ void TabFrames::AddPage(const QString& caption, const QString& key, QWidget* fra
   frame->hide();
   frames_.push_back(frame);
 }
+
+void TabFrames::AddBeside(QWidget* widget) { beside_->layout()->addWidget(widget); }
 
 QWidget* TabFrames::Frame(int index) const {
   return index >= 0 && index < static_cast<int>(frames_.size()) ? frames_[index] : nullptr;

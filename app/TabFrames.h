@@ -22,6 +22,8 @@ class TabFrames : public QWidget {
   QTabBar* tabstripTELM() const { return tabs_; }
   // Header space beside the tab strip (txtNotPolling stands there).
   QWidget* Beside() const { return beside_; }
+  // Lays `widget` out in the header space, so that it gets its size whenever it is shown.
+  void AddBeside(QWidget* widget);
 
   // Selects the first tab, places and hides every frame, sets the started flag and shows the
   // first page's frame.

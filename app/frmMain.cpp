@@ -77,6 +77,7 @@ void frmMain::BuildFrame() {
   txtNotPolling_->setFixedWidth(
       txtNotPolling_->fontMetrics().horizontalAdvance(txtNotPolling_->text()) + 16);
   txtNotPolling_->setVisible(false);
+  tabs_->AddBeside(txtNotPolling_);
   menus_->mnuWatches_Change->setEnabled(false);
   NameControlsForAccessibility(this);
   QSettings registry = PlacementRegistry();

@@ -28,8 +28,12 @@ void DeviceOperations::PollSelected(int index) {
   try {
     devices_.SetRandomModeForSelectedDevice(index == 1);
   } catch (...) {
-    // The placeholder row is selected: nothing is sent.
-    ReportFailure("TELM-0078");
+    // The placeholder row is selected: nothing is sent. The random/poll buttons own no
+    // message code, so the failure is reported without one.
+    const ErrorInfo info = CurrentErrorInfo();
+    services_.sink->RaiseMsg(MsgType::Error, QStringLiteral("Error ") +
+                                                 QString::number(info.number) +
+                                                 QStringLiteral(", ") + info.description);
   }
 }
 

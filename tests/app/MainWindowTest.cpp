@@ -9,6 +9,7 @@
 #include "messages/MessageLogModel.h"
 #include "messages/frmProblems.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "tests/support/OnScreen.h"
 #include "util/Clock.h"
 
 #include <QAbstractItemView>
@@ -19,16 +20,21 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPrinterInfo>
 #include <QScreen>
 #include <QSettings>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTabBar>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QToolBar>
 #include <QTreeView>
+#include <QUuid>
 
 #include <gtest/gtest.h>
 
@@ -46,9 +52,29 @@ class MainWindow : public ::testing::Test {
     }
   }
   // The demo site, with nothing listening on its monitor port: the monitor starts all the same.
+  // The port is one the system just handed out and took back, never the site's usual one,
+  // where a simulator or a real server may be listening.
   void WriteDemo() {
     QString error;
     ASSERT_TRUE(iossim::WriteDemoSite(dir_.path(), &error)) << error.toStdString();
+    const QString name = QUuid::createUuid().toString();
+    {
+      QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+      db.setDatabaseName(dir_.filePath(QStringLiteral("dahs1.sqlite")));
+      ASSERT_TRUE(db.open());
+      QSqlQuery q(db);
+      ASSERT_TRUE(q.exec(QStringLiteral("UPDATE H5LOOKUP SET lookupvalue = '%1' WHERE lookupkey "
+                                        "= 'IOS:TcpListenPortForMonitorConnections'")
+                             .arg(ClosedPort())));
+      ASSERT_EQ(q.numRowsAffected(), 1);
+    }
+    QSqlDatabase::removeDatabase(name);
+  }
+  // A loopback port on which nothing listens.
+  static quint16 ClosedPort() {
+    QTcpServer probe;
+    EXPECT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
+    return probe.serverPort();
   }
   void SetIni(const QString& from, const QString& to) {
     QFile ini(dir_.filePath("Halvo5.INI"));
@@ -86,6 +112,56 @@ class MainWindow : public ::testing::Test {
   ScriptedPrompter prompter_;
   ManualClock clock_;
 };
+
+// Seen, not merely flagged visible: the status panels, every page's frame and controls, and the
+// not-polling indicator beside the tabs.
+TEST_F(MainWindow, EveryControlThatIsShownCanBeSeen) {
+  WriteDemo();
+  auto w = Make();
+  ASSERT_TRUE(w->Startup(nullptr));
+  w->show();
+  Pump(50);
+  for (const QString& key : {PanelKey::CurrentTime, PanelKey::ChannelUpdateTime,
+                             PanelKey::AllRefreshTime, PanelKey::BytesReceived}) {
+    EXPECT_TRUE(SeenOnScreen(w->findChild<QLabel*>(key))) << key.toStdString();
+  }
+  EXPECT_FALSE(SeenOnScreen(w->txtNotPolling()));
+  w->SetNotPollingVisible(true);
+  Pump(50);
+  EXPECT_TRUE(SeenOnScreen(w->txtNotPolling()));
+  EXPECT_TRUE(SeenOnScreen(w->Tabs().tabstripTELM()));
+
+  const std::vector<QStringList> controls = {
+      {"lsvDevices", "cmdPoll_1", "cmdPoll_0", "cmdPollOne_1", "cmdPollOne_0", "cmdChangeIPAddress",
+       "cmdSetClock", "cmdEraseHDR", "cmdFailover"},
+      {"lsvQueues", "cmdResetCounters"},
+      {"lsvBlocks"},
+      {"toolbarChannels", "lsvChannels"},
+  };
+  TabFrames& t = w->Tabs();
+  for (int page = 0; page < t.tabstripTELM()->count(); ++page) {
+    t.SelectTab(page);
+    Pump(20);
+    QWidget* frame = t.Frame(page);
+    EXPECT_TRUE(SeenOnScreen(frame)) << page;
+    if (page >= static_cast<int>(controls.size())) {
+      continue;
+    }
+    for (const QString& name : controls[static_cast<std::size_t>(page)]) {
+      EXPECT_TRUE(SeenOnScreen(frame->findChild<QWidget*>(name))) << name.toStdString();
+    }
+    if (auto* toolbar = frame->findChild<QToolBar*>()) {
+      for (QAction* a : toolbar->actions()) {
+        if (!a->isSeparator()) {
+          EXPECT_TRUE(SeenOnScreen(toolbar->widgetForAction(a))) << a->objectName().toStdString();
+        }
+      }
+    }
+  }
+  EXPECT_TRUE(SeenOnScreen(w->txtNotPolling()));  // on every page
+  w->SetNotPollingVisible(false);
+  EXPECT_FALSE(SeenOnScreen(w->txtNotPolling()));
+}
 
 }  // namespace
 
@@ -126,10 +202,7 @@ TEST_F(MainWindow, ADahsNumberThatIsNotA32BitIntegerEndsStartUpWithTelm0009) {
 
 TEST_F(MainWindow, UnreachableDatabaseFailsWithTelm0007) {
   WriteDemo();
-  QTcpServer closed;
-  closed.listen(QHostAddress::LocalHost, 0);
-  const quint16 port = closed.serverPort();
-  closed.close();  // a loopback port on which nothing listens
+  const quint16 port = ClosedPort();
   SetIni("SqlConnectionString_Realtime = sqlite:dahs1-realtime.sqlite",
          QStringLiteral("SqlConnectionString_Realtime = postgresql://telmon@127.0.0.1:%1/none")
              .arg(port));

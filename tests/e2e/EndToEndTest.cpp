@@ -6,10 +6,12 @@
 #include "app/TabFrames.h"
 #include "ioslink/IosConnection.h"
 #include "tests/e2e/E2eSupport.h"
+#include "tests/support/OnScreen.h"
 #include "views/ChannelListviewManager.h"
 #include "views/KeyedListModel.h"
 
 #include <QAction>
+#include <QImage>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QThread>
@@ -164,6 +166,45 @@ TEST_F(EndToEnd, RandomModeFromTheDeviceButtonsAndBack) {
         return !W().txtNotPolling()->isVisible();
       },
       10000));
+}
+
+// What a screenshot of the window shows, as the program's screenshot mode takes it: with one
+// device giving random values, the indicator's red field with its white text beside the tabs.
+TEST_F(EndToEnd, ScreenshotShowsTheNotPollingIndicator) {
+  StartAll();
+  ASSERT_TRUE(monitor_.WaitForFullRefresh(site_));
+  W().show();
+  W().DevicesModel()->Select(W().DevicesModel()->FindKey(QStringLiteral("1K")));
+  monitor_.prompter.QueueAnswer(PromptAnswer::Yes);
+  monitor_.prompter.QueueCredentials(Credentials{"super", "super-demo"});
+  Button("cmdPollOne_1")->click();
+  ASSERT_TRUE(WaitFor([&] { return DeviceCell("1K", 8) == "True"; }, 15000));
+  ASSERT_TRUE(WaitFor(
+      [&] {
+        QThread::msleep(100);
+        W().UpdateChannels();
+        return W().txtNotPolling()->isVisible();
+      },
+      10000));
+  QLineEdit* indicator = W().txtNotPolling();
+  EXPECT_TRUE(SeenOnScreen(indicator));
+
+  const QImage shot = W().grab().toImage();
+  const qreal ratio = shot.devicePixelRatio();
+  const QRect at(indicator->mapTo(&W(), QPoint(0, 0)) * ratio, indicator->size() * ratio);
+  ASSERT_TRUE(shot.rect().contains(at));
+  int red = 0;
+  int white = 0;
+  for (int y = at.top(); y <= at.bottom(); ++y) {
+    for (int x = at.left(); x <= at.right(); ++x) {
+      const QColor c = shot.pixelColor(x, y);
+      red += c.red() > 150 && c.green() < 60 && c.blue() < 60 ? 1 : 0;
+      white += c.red() > 200 && c.green() > 200 && c.blue() > 200 ? 1 : 0;
+    }
+  }
+  const int area = at.width() * at.height();
+  EXPECT_GT(red, area / 2) << "red " << red << " of " << area;
+  EXPECT_GT(white, 20) << "no text drawn";
 }
 
 TEST_F(EndToEnd, FailoverSwitchesTheRedundantPair) {
