@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "util/ByteCount.h"
 #include "util/UtilityFunctions.h"
 
 namespace telmon {
@@ -25,6 +26,12 @@ CommandLine CommandLine::Parse(const QStringList& arguments) {
       cl.version = true;
     } else if (arg.startsWith(QLatin1String("--message-log"))) {
       cl.messageLogFile = value(QStringLiteral("--message-log"));
+    } else if (arg.startsWith(QLatin1String("--receive-buffer-cap"))) {
+      const QString text = value(QStringLiteral("--receive-buffer-cap"));
+      cl.receiveBufferCap = ParseByteCount(text);
+      if (cl.receiveBufferCap == 0 && cl.error.isEmpty()) {
+        cl.error = QStringLiteral("--receive-buffer-cap needs a byte count, not '%1'").arg(text);
+      }
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
       cl.screenshotDir = value(QStringLiteral("--screenshots"));
     } else if (arg.startsWith(QLatin1String("/DAHSID="), Qt::CaseInsensitive) ||
@@ -48,6 +55,9 @@ QString CommandLine::HelpText(const QString& programName) {
              "only)\n"
              "  --message-log FILE  append every row of the messages window to FILE\n"
              "  --screenshots DIR   save a PNG image of every page and dialog into DIR, then exit\n"
+             "  --receive-buffer-cap BYTES\n"
+             "                      unparsable text from the I/O server kept before skipping\n"
+             "                      to its next event (default 8M; K, M and G suffixes)\n"
              "  --help              show this text\n"
              "  --version           show the program's version\n"
              "\n"

@@ -16,7 +16,9 @@ struct CommandLine {
   bool version = false;
   QString messageLogFile;  // --message-log FILE
   QString screenshotDir;   // --screenshots DIR: capture every page and dialog, then exit
-  QString error;           // set when the arguments cannot be used
+  // --receive-buffer-cap BYTES: unparsable text from the I/O server kept before resynchronising
+  qint64 receiveBufferCap = qint64{8} * 1024 * 1024;
+  QString error;  // set when the arguments cannot be used
 
   static CommandLine Parse(const QStringList& arguments);
   static QString HelpText(const QString& programName);
