@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "util/ByteCount.h"
 #include "util/UtilityFunctions.h"
 
 namespace telmon {
@@ -54,6 +55,15 @@ CommandLine CommandLine::Parse(const QStringList& arguments) {
       cl.version = true;
     } else if (arg.startsWith(QLatin1String("--message-log"))) {
       value(QStringLiteral("--message-log"), &cl.messageLogFile);
+    } else if (arg.startsWith(QLatin1String("--receive-buffer-cap"))) {
+      // A cap that is not a byte count is named with the ignored arguments; the default stays.
+      QString text;
+      value(QStringLiteral("--receive-buffer-cap"), &text);
+      if (const qint64 cap = ParseByteCount(text); cap > 0) {
+        cl.receiveBufferCap = cap;
+      } else if (!text.isEmpty()) {
+        cl.ignored << QStringLiteral("--receive-buffer-cap=") + text;
+      }
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
       value(QStringLiteral("--screenshots"), &cl.screenshotDir);
     } else if (arg.startsWith(QLatin1String("/DAHSID="), Qt::CaseInsensitive) && !switchSeen) {
@@ -93,6 +103,9 @@ QString CommandLine::HelpText(const QString& programName) {
              "only)\n"
              "  --message-log FILE  append every row of the messages window to FILE\n"
              "  --screenshots DIR   save a PNG image of every page and dialog into DIR, then exit\n"
+             "  --receive-buffer-cap BYTES\n"
+             "                      unparsable text from the I/O server kept before skipping\n"
+             "                      to its next event (default 8M; K, M and G suffixes)\n"
              "  --help              show this text\n"
              "  --version           show the program's version\n"
              "\n"

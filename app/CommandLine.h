@@ -22,6 +22,8 @@ struct CommandLine {
   QString messageLogFile;  // --message-log FILE
   QString screenshotDir;   // --screenshots DIR: capture every page and dialog, then exit
   QStringList ignored;     // arguments the program does not use, in order
+  // --receive-buffer-cap BYTES: unparsable text from the I/O server kept before resynchronising
+  qint64 receiveBufferCap = qint64{8} * 1024 * 1024;
 
   static CommandLine Parse(const QStringList& arguments);
   static QString HelpText(const QString& programName);

@@ -49,6 +49,8 @@ frmMain::frmMain(const CommandLine& commandLine, MainServices services, QWidget*
   logModel_ = new MessageLogModel(services_.clock, *messageTypes_, nullptr, this);
   if (!commandLine_.messageLogFile.isEmpty()) {
     fileLog_ = new MessageFileLog(this);
+    fileLog_->SetRotation(
+        MessageFileLog::ParseRotation(qEnvironmentVariable("TELMON_MESSAGE_LOG_ROTATE")));
     if (fileLog_->Open(commandLine_.messageLogFile)) {
       fileLog_->Follow(*logModel_);
     } else {

@@ -277,6 +277,7 @@ void frmMain::SetupChannelManager() {
                                               channels_.get(), services_.clock, *this, *this);
   IosLinkSettings link;
   link.dahsId = settings_->DahsID();
+  link.receiveBufferCap = commandLine_.receiveBufferCap;
   link.lookupValue = [this](const QString& key, const QString& def) {
     return dbil_->LookupValue(key, def);
   };

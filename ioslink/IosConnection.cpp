@@ -206,7 +206,7 @@ void IosConnection::OnReadyRead() {
     const QByteArray chunk = socket_->readAll();
     bytesReceivedTotal_ += static_cast<std::uint64_t>(chunk.size());
     SetPanel(FormatByteCount(bytesReceivedTotal_));
-    const xml::XmlDocument doc = buffer_.Append(chunk);
+    xml::XmlDocument doc = buffer_.Append(chunk);
     if (!doc) {
       // The new chunk alone is shown, not the text kept from earlier arrivals.
       Report(MsgType::Error,
@@ -214,12 +214,30 @@ void IosConnection::OnReadyRead() {
                  TruncateForDisplay(QString::fromLatin1(chunk.left(ReceivedTextShown + 1)),
                                     ReceivedTextShown) +
                  QLatin1Char(')'));
-      return;
+      doc = ResynchroniseIfOverCap();
+      if (!doc) {
+        return;
+      }
     }
     DispatchEvents(doc, handlers_, sink_);
   } catch (...) {
     ReportCaught("TELM-0034");
   }
+}
+
+xml::XmlDocument IosConnection::ResynchroniseIfOverCap() {
+  std::optional<IosReceiveBuffer::Resync> resync =
+      buffer_.Resynchronise(settings_.receiveBufferCap);
+  if (!resync) {
+    return nullptr;
+  }
+  // One message per resynchronisation; the arrivals before it each had their TELM-0032.
+  Report(MsgType::Error,
+         QStringLiteral("TELM-9001: The I/O server's stream could not be parsed for %1 bytes; "
+                        "resynchronising at the next event (%2 bytes dropped).")
+             .arg(FormatByteCount(static_cast<std::uint64_t>(resync->unparsedBytes)),
+                  FormatByteCount(static_cast<std::uint64_t>(resync->droppedBytes))));
+  return std::move(resync->doc);
 }
 
 }  // namespace telmon

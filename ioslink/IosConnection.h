@@ -29,6 +29,10 @@ struct IosLinkSettings {
   std::function<QString(const QString& key, const QString& defaultValue)> lookupValue;
   // Name of the computer the IOS runs on; the local computer's name when not set.
   std::function<QString()> hostName;
+  // Pending unparsed text above this many bytes is resynchronised at the next event (0: never).
+  qsizetype receiveBufferCap = DefaultReceiveBufferCap;
+
+  static constexpr qsizetype DefaultReceiveBufferCap = qsizetype{8} * 1024 * 1024;
 };
 
 class IosConnection : public QObject, public ICommandSender {
@@ -74,6 +78,7 @@ class IosConnection : public QObject, public ICommandSender {
   void SetPanel(const QString& text);
   void Report(std::int32_t msgType, const QString& text);
   void ReportCaught(const char* code);
+  xml::XmlDocument ResynchroniseIfOverCap();
 
   IRaiseMsg& sink_;
   IosLinkSettings settings_;

@@ -26,7 +26,10 @@ xml::XmlDocument ParseLatin1Fragment(QByteArrayView latin1) {
 xml::XmlDocument IosReceiveBuffer::Append(const QByteArray& latin1) {
   pending_.append(latin1);
   scanner_.Feed(latin1.constData(), latin1.size());
+  return Parse();
+}
 
+xml::XmlDocument IosReceiveBuffer::Parse() {
   if (scanner_.CouldBeComplete()) {
     if (xml::XmlDocument doc = ParseLatin1Fragment(pending_)) {
       Clear();
@@ -50,6 +53,31 @@ xml::XmlDocument IosReceiveBuffer::Append(const QByteArray& latin1) {
     }
   }
   return nullptr;
+}
+
+std::optional<IosReceiveBuffer::Resync> IosReceiveBuffer::Resynchronise(qsizetype cap) {
+  if (cap <= 0 || pending_.size() <= cap) {
+    return std::nullopt;
+  }
+  static const QByteArray eventStart("<Event");
+  Resync resync;
+  resync.unparsedBytes = pending_.size();
+  const qsizetype from = std::max<qsizetype>(1, scanner_.FirstFailure().value_or(0));
+  qsizetype next = pending_.indexOf(eventStart, from);
+  if (next < 0) {
+    // Keep a tag that may be the start of the next event, cut by the arrival.
+    const qsizetype lastOpen = pending_.lastIndexOf('<');
+    next = lastOpen >= from && eventStart.startsWith(QByteArrayView(pending_).sliced(lastOpen))
+               ? lastOpen
+               : pending_.size();
+  }
+  QByteArray rest = pending_.sliced(next);
+  resync.droppedBytes = next;
+  Clear();
+  if (!rest.isEmpty()) {
+    resync.doc = Append(rest);
+  }
+  return resync;
 }
 
 void IosReceiveBuffer::Clear() {

@@ -39,6 +39,9 @@ void XmlFrameScanner::DropPrefix(qsizetype count) {
       lastSlashGt_.reset();
     }
   }
+  if (firstFailure_) {
+    *firstFailure_ -= count;
+  }
 }
 
 void XmlFrameScanner::Feed(const char* data, qsizetype size) {

@@ -35,6 +35,8 @@ class XmlFrameScanner {
   // The first `count` bytes were taken off the front of the text; they ended where the scanner
   // state is that of empty text, so only positions move.
   void DropPrefix(qsizetype count);
+  // Index of the first byte that no well-formed text can hold where it is, once one was fed.
+  std::optional<qsizetype> FirstFailure() const { return firstFailure_; }
 
  private:
   enum class Lex : std::uint8_t {
@@ -57,7 +59,10 @@ class XmlFrameScanner {
   void StepBang(char c);
   void OpenElement();
   void CloseElement();
-  void Poison() { poisoned_ = true; }
+  void Poison() {
+    poisoned_ = true;
+    firstFailure_ = fed_;
+  }
 
   Lex lex_ = Lex::Content;
   bool poisoned_ = false;
@@ -67,6 +72,7 @@ class XmlFrameScanner {
   QByteArray name_;  // name of the tag being read, or what follows "<!"
   std::vector<QByteArray> open_;
   std::optional<Mark> lastSlashGt_;
+  std::optional<qsizetype> firstFailure_;
 };
 
 }  // namespace telmon

@@ -164,12 +164,12 @@ bool InsertLookupsAndAccounts(QSqlDatabase& db, QString* error) {
                              error);
 }
 
-bool WriteDahsDatabase(const QDir& dir, int dahs, QString* error) {
+bool WriteDahsDatabase(const QDir& dir, int dahs, QString* error, const DemoScale& scale) {
   const QString config = QStringLiteral("sqlite:") + dir.filePath(ConfigFile(dahs));
   return SiteSchema::InitConnection(config, error) &&
          SiteSchema::InitConnection(QStringLiteral("sqlite:") + dir.filePath(RealtimeFile(dahs)),
                                     error) &&
-         WriteDemoDahsDatabase(config, dahs, error);
+         WriteDemoDahsDatabase(config, dahs, error, scale);
 }
 
 // A demo site is written from scratch: databases left from an earlier run go first.
@@ -192,7 +192,7 @@ bool RemoveEarlierSite(const QDir& dir, QString* error) {
 
 }  // namespace
 
-bool WriteDemoSite(const QString& dirPath, QString* error) {
+bool WriteDemoSite(const QString& dirPath, QString* error, const DemoScale& scale) {
   QString ignored;
   QString& why = error != nullptr ? *error : ignored;
   const QDir dir(dirPath);
@@ -204,7 +204,7 @@ bool WriteDemoSite(const QString& dirPath, QString* error) {
     return false;
   }
   for (int dahs = 1; dahs <= DemoDahsCount; ++dahs) {
-    if (!WriteDahsDatabase(dir, dahs, &why)) {
+    if (!WriteDahsDatabase(dir, dahs, &why, scale)) {
       why = QStringLiteral("demo database of DAHS %1: %2").arg(dahs).arg(why);
       return false;
     }
@@ -218,7 +218,8 @@ bool WriteDemoSite(const QString& dirPath, QString* error) {
   return true;
 }
 
-bool WriteDemoDahsDatabase(const QString& connectionString, int dahsId, QString* error) {
+bool WriteDemoDahsDatabase(const QString& connectionString, int dahsId, QString* error,
+                           const DemoScale& scale) {
   QString ignored;
   error = error != nullptr ? error : &ignored;
   SqlConnection connection(connectionString, OpenMode::ReadWrite);
@@ -229,7 +230,8 @@ bool WriteDemoDahsDatabase(const QString& connectionString, int dahsId, QString*
     }
     return false;
   }
-  if (!InsertLookupsAndAccounts(*db, error) || !InsertPlant(*db, DemoUnitConfig(dahsId), error)) {
+  if (!InsertLookupsAndAccounts(*db, error) ||
+      !InsertPlant(*db, ScaleUpDemoConfig(DemoUnitConfig(dahsId), scale), error)) {
     db->rollback();
     return false;
   }

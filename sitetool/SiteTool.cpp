@@ -20,6 +20,7 @@ constexpr int AccountsVersion = 2;
 struct Context {
   QStringList args;  // positional arguments after the command
   std::optional<QString> password;
+  iossim::DemoScale scale;
   QTextStream& out;
   QTextStream& err;
   const PasswordReader& readPassword;
@@ -152,7 +153,7 @@ int SetLookup(Context& c) {
 
 int Demo(Context& c) {
   QString error;
-  if (!iossim::WriteDemoSite(c.args[0], &error)) {
+  if (!iossim::WriteDemoSite(c.args[0], &error, c.scale)) {
     return Fail(c, error.isEmpty() ? QStringLiteral("can't write the demo site") : error);
   }
   c.out << "Wrote the demo site to " << c.args[0] << Qt::endl;
@@ -175,6 +176,29 @@ const Command Commands[] = {
     {"demo", 1, false, Demo},
 };
 
+// "--channels N" / "--blocks N" (or "=N"): the count, -1 when it is missing or unusable;
+// nothing when the argument is another one.
+std::optional<int> ScaleOption(const QStringList& arguments, qsizetype& i,
+                               iossim::DemoScale* scale) {
+  const QString& argument = arguments[i];
+  for (const auto& [name, field] : {std::pair{QStringLiteral("--channels"), &scale->channels},
+                                    std::pair{QStringLiteral("--blocks"), &scale->blocks}}) {
+    QString text;
+    if (argument == name && i + 1 < arguments.size()) {
+      text = arguments[++i];
+    } else if (argument.startsWith(name + QLatin1Char('='))) {
+      text = argument.mid(name.size() + 1);
+    } else if (argument != name) {
+      continue;
+    }
+    bool ok = false;
+    const int count = text.toInt(&ok);
+    *field = ok && count >= 0 && count <= 99999 ? count : -1;
+    return *field;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 QString Usage() {
@@ -188,6 +212,7 @@ QString Usage() {
       "  remove-user <conn> <account>         remove an account\n"
       "  set-lookup <conn> <site> <key> <value>  set a lookup value of a site\n"
       "  demo <dir>                           write a demo site (settings file and databases)\n"
+      "       [--channels N] [--blocks N]     with N channels and N blocks on each DAHS\n"
       "\n"
       "Options:\n"
       "  --password=<text>   the password for add-user and set-password; without it the\n"
@@ -202,13 +227,22 @@ int Run(const QStringList& arguments, QTextStream& out, QTextStream& err,
         const PasswordReader& readPassword) {
   QStringList positional;
   std::optional<QString> password;
-  for (const QString& argument : arguments) {
+  iossim::DemoScale scale;
+  bool scaled = false;
+  for (qsizetype i = 0; i < arguments.size(); ++i) {
+    const QString& argument = arguments[i];
     if (argument == QStringLiteral("-h") || argument == QStringLiteral("--help")) {
       out << Usage();
       return Done;
     }
     if (argument.startsWith(QStringLiteral("--password="))) {
       password = argument.mid(11);
+    } else if (const std::optional<int> count = ScaleOption(arguments, i, &scale); count) {
+      scaled = true;
+      if (*count < 0) {
+        err << "telmon-site: " << argument << " needs a count from 0 to 99999\n\n" << Usage();
+        return BadCommandLine;
+      }
     } else if (argument.startsWith(QStringLiteral("--"))) {
       err << "telmon-site: unknown option " << argument << "\n\n" << Usage();
       return BadCommandLine;
@@ -225,11 +259,12 @@ int Run(const QStringList& arguments, QTextStream& out, QTextStream& err,
     if (name != QLatin1String(command.name)) {
       continue;
     }
-    if (positional.size() != command.positional || (password && !command.takesPassword)) {
+    if (positional.size() != command.positional || (password && !command.takesPassword) ||
+        (scaled && command.run != Demo)) {
       err << "telmon-site: wrong arguments for " << name << "\n\n" << Usage();
       return BadCommandLine;
     }
-    Context context{positional, password, out, err, readPassword};
+    Context context{positional, password, scale, out, err, readPassword};
     return command.run(context);
   }
   err << "telmon-site: unknown command " << name << "\n\n" << Usage();

@@ -58,3 +58,26 @@ TEST(CommandLine, UnknownArgumentsAreIgnoredAndNamedOnce) {
   EXPECT_TRUE(CommandLine::Parse({"telmon", "--help"}).help);
   EXPECT_TRUE(CommandLine::Parse({"telmon", "--help"}).ignored.isEmpty());
 }
+
+TEST(CommandLine, ReceiveBufferCapTakesByteCountsWithBinarySuffixes) {
+  const struct {
+    QStringList args;
+    qint64 cap;
+    bool ignored;  // a cap that is no byte count keeps the default and is named
+  } cases[] = {
+      {{"telmon"}, qint64{8} << 20, false},
+      {{"telmon", "--receive-buffer-cap", "65536"}, 65536, false},
+      {{"telmon", "--receive-buffer-cap=64K"}, 65536, false},
+      {{"telmon", "--receive-buffer-cap=16m"}, qint64{16} << 20, false},
+      {{"telmon", "--receive-buffer-cap=1G"}, qint64{1} << 30, false},
+      {{"telmon", "--receive-buffer-cap=0"}, qint64{8} << 20, true},
+      {{"telmon", "--receive-buffer-cap=-5"}, qint64{8} << 20, true},
+      {{"telmon", "--receive-buffer-cap=lots"}, qint64{8} << 20, true},
+      {{"telmon", "--receive-buffer-cap=5000G"}, qint64{8} << 20, true},
+  };
+  for (const auto& c : cases) {
+    const auto cl = CommandLine::Parse(c.args);
+    EXPECT_EQ(cl.receiveBufferCap, c.cap) << c.args.join(' ').toStdString();
+    EXPECT_EQ(!cl.ignored.isEmpty(), c.ignored) << c.args.join(' ').toStdString();
+  }
+}

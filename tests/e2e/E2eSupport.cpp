@@ -53,8 +53,9 @@ auto WithDatabase(const QString& file, Work work) {
 
 }  // namespace
 
-bool DemoSite::Create(int port, QString* error, const QString& realtimeConnection) {
-  if (!iossim::WriteDemoSite(dir_.path(), error)) {
+bool DemoSite::Create(int port, QString* error, const QString& realtimeConnection,
+                      const iossim::DemoScale& scale) {
+  if (!iossim::WriteDemoSite(dir_.path(), error, scale)) {
     return false;
   }
   // Each test gets its own port; and no device is faulty, so that a clean plant reports every

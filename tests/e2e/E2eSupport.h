@@ -5,6 +5,7 @@
 // started against both.
 
 #include "app/frmMain.h"
+#include "iossim/DemoSiteScale.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "util/Clock.h"
 
@@ -26,7 +27,9 @@ int FreeLoopbackPort();
 class DemoSite {
  public:
   // `realtimeConnection` replaces DAHS 1's realtime database (for example a PostgreSQL one).
-  bool Create(int port, QString* error, const QString& realtimeConnection = QString());
+  // `scale` makes the plant bigger (iossim/DemoSiteScale.h).
+  bool Create(int port, QString* error, const QString& realtimeConnection = QString(),
+              const iossim::DemoScale& scale = {});
   QString Folder() const { return dir_.path(); }
   QString ConfigDatabase() const;
   // Runs one statement on DAHS 1's configuration database and returns the first value.

@@ -27,6 +27,8 @@ class IosDispatchTest : public ::testing::Test {
     IosLinkSettings s;
     s.lookupValue = [this](const QString&, const QString&) { return QString::number(ios_.Port()); };
     s.hostName = [] { return QStringLiteral("127.0.0.1"); };
+    // Above the biggest event sent here (20 MB), so that only the framing is at work.
+    s.receiveBufferCap = qsizetype{32} * 1024 * 1024;
     return s;
   }
 

@@ -4,6 +4,8 @@
 #include "tests/platform/SiteDatabaseFixture.h"
 
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 
 namespace telmon::test {
 namespace {
@@ -104,6 +106,52 @@ TEST(SiteTool, DemoSiteIsReadyForTheMonitor) {
   ASSERT_TRUE(dbil.SetSiteID(settings.siteId, settings.languageId, settings.connections));
   EXPECT_TRUE(dbil.TestConnectionsReadOnly()) << log.All().toStdString();
   EXPECT_TRUE(dbil.TestConnectionsReadWrite()) << log.All().toStdString();
+}
+
+TEST(SiteTool, BigDemoSiteSpreadsChannelsOverBlocksDevicesAndQueues) {
+  QTemporaryDir dir;
+  const Result demo = RunSiteTool({QStringLiteral("demo"), dir.path(), QStringLiteral("--channels"),
+                                   QStringLiteral("3000"), QStringLiteral("--blocks=60")});
+  ASSERT_EQ(demo.exitCode, 0) << demo.err.toStdString();
+  {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("big"));
+    db.setDatabaseName(dir.filePath(QStringLiteral("dahs1.sqlite")));
+    ASSERT_TRUE(db.open());
+    auto scalar = [&db](const char* sql) {
+      QSqlQuery q(db);
+      EXPECT_TRUE(q.exec(QString::fromLatin1(sql))) << sql;
+      return q.next() ? q.value(0).toLongLong() : -1;
+    };
+    const struct {
+      const char* sql;
+      qint64 expected;
+    } checks[] = {
+        {"SELECT COUNT(*) FROM H5IOCHANNEL WHERE dahsid = 1", 3000},
+        {"SELECT COUNT(*) FROM H5IOBLOCK WHERE dahsid = 1", 60},
+        {"SELECT COUNT(DISTINCT name) FROM H5IOCHANNEL WHERE dahsid = 1", 3000},
+        // Every extra block has channels, on a device of the demo and that device's queue.
+        {"SELECT COUNT(*) FROM H5IOBLOCK b WHERE dahsid = 1 AND blockid > 100000 AND NOT EXISTS "
+         "(SELECT 1 FROM H5IOCHANNEL c WHERE c.dahsid = 1 AND c.blockid = b.blockid)",
+         0},
+        {"SELECT COUNT(DISTINCT deviceid) FROM H5IOBLOCK WHERE dahsid = 1 AND blockid > 100000", 7},
+        {"SELECT COUNT(DISTINCT qname) FROM H5IOBLOCK WHERE dahsid = 1 AND blockid > 100000", 3},
+        {"SELECT COUNT(*) FROM H5IOCHANNEL WHERE dahsid = 1 AND channelid > 100000 AND "
+         "(scaling = '' OR scaling IS NULL)",
+         0},
+    };
+    for (const auto& check : checks) {
+      EXPECT_EQ(scalar(check.sql), check.expected) << check.sql;
+    }
+  }
+  QSqlDatabase::removeDatabase(QStringLiteral("big"));
+  for (const QStringList& args :
+       {QStringList{QStringLiteral("demo"), dir.path(), QStringLiteral("--channels")},
+        QStringList{QStringLiteral("demo"), dir.path(), QStringLiteral("--blocks=many")},
+        QStringList{QStringLiteral("demo"), dir.path(), QStringLiteral("--channels=100000")},
+        QStringList{QStringLiteral("init"), QStringLiteral("sqlite:x"),
+                    QStringLiteral("--blocks=5")}}) {
+    EXPECT_EQ(RunSiteTool(args).exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
+  }
 }
 
 }  // namespace

@@ -1,0 +1,240 @@
+// The monitor beside a misbehaving I/O server for minutes on end: every fault the simulator
+// has, the operator reconnecting after each close, watched channels ticking and command records
+// written all along. Memory stays bounded, the window keeps its timers, no record goes missing.
+// TELMON_SOAK_SECONDS sets the length (default 120); the figures are printed for the record.
+
+#include "app/MainMenus.h"
+#include "ioslink/IosConnection.h"
+#include "platform/H5DBIL.h"
+#include "platform/SiteSettingsReader.h"
+#include "tests/e2e/E2eSupport.h"
+#include "views/ChannelListviewManager.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <vector>
+
+using namespace telmon;
+using namespace telmon::e2e;
+
+namespace {
+
+long ResidentKiB() {
+  QFile status(QStringLiteral("/proc/self/status"));
+  if (!status.open(QIODevice::ReadOnly)) {
+    return 0;
+  }
+  for (const QByteArray& line : status.readAll().split('\n')) {
+    if (line.startsWith("VmRSS:")) {
+      return line.mid(6).trimmed().split(' ').value(0).toLong();
+    }
+  }
+  return 0;
+}
+
+// CPU time of the calling thread, in milliseconds.
+qint64 ThreadCpuMs() {
+  timespec ts{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+  return static_cast<qint64>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool MemoryIsMeaningful = false;  // the sanitizer keeps freed memory on purpose
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool MemoryIsMeaningful = false;
+#else
+constexpr bool MemoryIsMeaningful = true;
+#endif
+#else
+constexpr bool MemoryIsMeaningful = true;
+#endif
+
+// How late a 100 ms timer of the window runs. A beat is late by its own work when the window's
+// thread used more CPU time than the period in between: a busy machine that does not schedule
+// the process makes beats late too, but without that CPU time.
+class BeatWatch {
+ public:
+  static constexpr qint64 PeriodMs = 100;
+
+  void Start(QObject* context) {
+    wall_.start();
+    cpu_ = ThreadCpuMs();
+    QObject::connect(&timer_, &QTimer::timeout, context, [this] { Beat(); });
+    timer_.start(PeriodMs);
+  }
+  void Beat() {
+    const qint64 wallLate = wall_.restart() - PeriodMs;
+    const qint64 cpuNow = ThreadCpuMs();
+    const qint64 busyLate = std::min(wallLate, cpuNow - cpu_ - PeriodMs);
+    cpu_ = cpuNow;
+    late_.push_back(std::max<qint64>(wallLate, 0));
+    worstBusy_ = std::max(worstBusy_, busyLate);
+  }
+  qint64 Worst() const { return late_.empty() ? 0 : *std::max_element(late_.begin(), late_.end()); }
+  qint64 Percentile(double p) {
+    if (late_.empty()) {
+      return 0;
+    }
+    std::vector<qint64> sorted = late_;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted[static_cast<std::size_t>(p * static_cast<double>(sorted.size() - 1))];
+  }
+  qint64 CountOver(qint64 ms) const {
+    return std::count_if(late_.begin(), late_.end(), [ms](qint64 l) { return l > ms; });
+  }
+  qint64 WorstBusy() const { return worstBusy_; }
+  std::size_t Beats() const { return late_.size(); }
+
+ private:
+  QTimer timer_;
+  QElapsedTimer wall_;
+  qint64 cpu_ = 0;
+  std::vector<qint64> late_;
+  qint64 worstBusy_ = 0;
+};
+
+// Command records written through the system's database interface, as the program writes them.
+class RecordWriter {
+ public:
+  bool Open(const DemoSite& site) {
+    SiteSettingsReader reader;
+    if (!reader.Open(site.Folder()) || !reader.LoadDahs(1)) {
+      return false;
+    }
+    const DahsSettings& s = reader.Settings();
+    return dbil_.SetSiteID(s.siteId, s.languageId, s.connections);
+  }
+  void Write() {
+    const QString text =
+        QStringLiteral(R"(<Command action="WriteToChannel" ID="1001" Value="%1"/>)")
+            .arg(written_ + failed_ + 1);
+    if (dbil_.WriteMessageRecord(text, QStringLiteral("soak"), QString(), QStringLiteral("SOAK"))) {
+      ++written_;
+    } else {
+      ++failed_;
+    }
+  }
+  int Written() const { return written_; }
+  int Failed() const { return failed_; }
+
+ private:
+  H5DBIL dbil_;
+  int written_ = 0;
+  int failed_ = 0;
+};
+
+}  // namespace
+
+TEST(ChaosSoak, EveryFaultOfTheServerForMinutesLeavesTheMonitorBoundedAndAnswering) {
+  const int seconds = qEnvironmentVariableIsSet("TELMON_SOAK_SECONDS")
+                          ? qEnvironmentVariableIntValue("TELMON_SOAK_SECONDS")
+                          : 120;
+  const int port = FreeLoopbackPort();
+  DemoSite site;
+  QString error;
+  ASSERT_TRUE(site.Create(port, &error, QString(), {2000, 60})) << error.toStdString();
+  // The first connection is clean, for the full refresh the memory is measured against. Then
+  // two kinds of misbehaviour take turns, the other one after each close: a flood of whole
+  // events, and pieces of events with a pause after every write (which paces the server to a
+  // piece per millisecond). Both send garbage and unknown events now and then, and one device
+  // never answers.
+  const QStringList common = {"--event-rate", "5000", "--faulty-device", "6"};
+  const QStringList chaos = {"--send-garbage", "--send-unknown", "--chaos-ms", "700"};
+  const QStringList phases[] = {
+      common, common + chaos + QStringList{"--close-after", "4000000"},
+      common + chaos + QStringList{"--split-events", "--stall-ms", "1", "--close-after", "300000"}};
+  SimProcess sim;
+  ASSERT_TRUE(sim.Start(site, port, phases[0])) << sim.Output().toStdString();
+  Monitor monitor;
+  ASSERT_TRUE(monitor.Start(site));
+  ASSERT_TRUE(monitor.WaitForFullRefresh(site, 60000));
+  const long firstRefreshKiB = ResidentKiB();
+  frmMain& window = *monitor.window;
+  window.Channels()->AddLsvRowsForChannelIDList(
+      QStringLiteral("1001;1002;1003;1004;100001;100002;100003;101000"));
+
+  int ticks = 0;
+  QTimer tick;
+  QObject::connect(&tick, &QTimer::timeout, &window, [&] {
+    window.UpdateChannels();
+    ++ticks;
+  });
+  tick.start(2000);
+  RecordWriter records;
+  ASSERT_TRUE(records.Open(site));
+  QTimer recordTimer;
+  QObject::connect(&recordTimer, &QTimer::timeout, &window, [&] { records.Write(); });
+  recordTimer.start(250);
+  std::uint64_t bytes = 0;
+  std::uint64_t lastCount = 0;
+  QTimer byteTimer;
+  QObject::connect(&byteTimer, &QTimer::timeout, &window, [&] {
+    // The counter starts again at each connect; what came after its last reading is not seen.
+    const std::uint64_t count = window.Link()->BytesReceivedTotal();
+    bytes += count >= lastCount ? count - lastCount : count;
+    lastCount = count;
+  });
+  byteTimer.start(200);
+  BeatWatch beats;
+  beats.Start(&window);
+
+  long peakKiB = firstRefreshKiB;
+  QTimer memoryTimer;
+  QObject::connect(&memoryTimer, &QTimer::timeout, &window,
+                   [&] { peakKiB = std::max(peakKiB, ResidentKiB()); });
+  memoryTimer.start(1000);
+  QElapsedTimer run;
+  run.start();
+  // The operator reconnects from the File menu whenever the server has closed the link.
+  int reconnects = 0;
+  sim.Kill();  // the end of the clean start
+  for (int phase = 0;;) {
+    const qint64 left = std::max<qint64>(0, seconds * 1000 - run.elapsed());
+    if (!WaitFor([&] { return window.Link()->SocketState() == 0; }, static_cast<int>(left))) {
+      break;
+    }
+    phase = phase == 1 ? 2 : 1;
+    sim.Kill();
+    ASSERT_TRUE(sim.Start(site, port, phases[phase])) << sim.Output().toStdString();
+    window.Menus().mnuFile_ConnectToIOS->trigger();
+    ++reconnects;
+  }
+  recordTimer.stop();
+  const double elapsed = static_cast<double>(run.elapsed()) / 1000.0;
+
+  const qint64 inTable =
+      site.Scalar(QStringLiteral("SELECT COUNT(*) FROM H5IOCOMMAND WHERE extra1 = 'soak'"))
+          .toLongLong();
+  std::printf(
+      "chaos soak: %.0f s, about %.0f bytes/s received, %d reconnects, %d channel ticks, %d "
+      "command records (%d failed, %lld "
+      "in the table), RSS %ld KiB after the first full refresh, peak %ld KiB, timer lateness "
+      "worst %lld ms, 99th percentile %lld ms, %lld of %zu beats over 100 ms, worst while busy "
+      "%lld ms\n",
+      elapsed, static_cast<double>(bytes) / elapsed, reconnects, ticks, records.Written(),
+      records.Failed(), static_cast<long long>(inTable), firstRefreshKiB, peakKiB,
+      static_cast<long long>(beats.Worst()), static_cast<long long>(beats.Percentile(0.99)),
+      static_cast<long long>(beats.CountOver(100)), beats.Beats(),
+      static_cast<long long>(beats.WorstBusy()));
+  std::fflush(stdout);
+
+  EXPECT_TRUE(sim.Running());
+  EXPECT_GT(reconnects, 0) << "the server never closed the link";
+  EXPECT_GE(ticks, seconds / 2 - 2);
+  EXPECT_EQ(records.Failed(), 0);
+  EXPECT_EQ(inTable, records.Written()) << "command records went missing";
+  if (MemoryIsMeaningful) {
+    EXPECT_LE(peakKiB, 2 * firstRefreshKiB) << "memory more than doubled";
+  }
+  EXPECT_LE(beats.WorstBusy(), BeatWatch::PeriodMs) << "the window's own work held its timer up";
+  EXPECT_LT(beats.Worst(), 2000) << "the window stopped answering";
+}
