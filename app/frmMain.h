@@ -43,6 +43,9 @@ class SecurityPrivilegeGate;
 class SplashForm;
 class StatusPanels;
 class TabFrames;
+class QtWatchDialogs;
+class UnavailableChangeValueDialogs;
+class WatchOperations;
 struct MainMenus;
 
 struct MainServices {
@@ -98,6 +101,9 @@ class frmMain : public QMainWindow,
   ChannelListviewManager* Channels() const { return channels_.get(); }
   ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
+  Prompter& OperatorPrompter() const { return services_.prompter; }
+  WatchOperations* Watches() const { return watchOps_.get(); }
+  QtWatchDialogs* WatchDialogs() const { return watchDialogs_.get(); }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -128,6 +134,9 @@ class frmMain : public QMainWindow,
   void BuildFrame();
   void ConnectMenus();
   void ConnectChannelToolbar();
+  void ConnectWatchMenus();
+  void SetupWatchOperations();
+  void CopyDataToClipboard();
   void StartTimers();
   void OnClockTick();
   void OnEditModeChanged(bool on);
@@ -175,6 +184,9 @@ class frmMain : public QMainWindow,
   std::unique_ptr<ChannelUpdateTick> tick_;
   IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
+  std::unique_ptr<UnavailableChangeValueDialogs> valueDialogs_;
+  std::unique_ptr<QtWatchDialogs> watchDialogs_;
+  std::unique_ptr<WatchOperations> watchOps_;
 
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;
