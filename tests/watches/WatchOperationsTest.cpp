@@ -222,7 +222,8 @@ TEST_F(WatchOperationsTest, TagFileCasesAddressesOnlyCancelAndUnwritable) {
   ops.SaveChannelTagsToFile();
   const QStringList texts = prompter.Texts();
   ASSERT_FALSE(texts.isEmpty());
-  EXPECT_TRUE(texts.back().startsWith(QStringLiteral("TELM-0084: 75, "))) << texts.back().toStdString();
+  EXPECT_TRUE(texts.back().startsWith(QStringLiteral("TELM-0084: 75, ")))
+      << texts.back().toStdString();
 }
 
 TEST_F(WatchOperationsTest, CopyTextIsHeaderThenCrLfRowsWithTabs) {
