@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <algorithm>
+
 namespace telmon {
 
 namespace {
@@ -23,19 +25,42 @@ ChannelTagFileRead Failure(long number, const QString& description) {
   return result;
 }
 
-// The ID of each row tagged "C", in display order.
+bool AllDigits(QStringView text) {
+  return !text.isEmpty() &&
+         std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
+}
+
+// The ID of each channel row, in display order.
 QStringList ChannelIds(KeyedListModel& watches) {
   QStringList ids;
   for (int i = 0; i < watches.RowCount(); ++i) {
-    const QString tag = watches.Tag(watches.RowAt(i));
-    if (tag.startsWith(QLatin1Char('C'))) {
-      ids.push_back(tag.mid(1));
+    QString id;
+    if (WatchRowKindOf(watches.Tag(watches.RowAt(i)), &id) == WatchRowKind::Channel) {
+      ids.push_back(id);
     }
   }
   return ids;
 }
 
 }  // namespace
+
+WatchRowKind WatchRowKindOf(const QString& tag, QString* channelId) {
+  QString id;
+  WatchRowKind kind = WatchRowKind::Other;
+  if (tag.startsWith(QLatin1Char('C'))) {
+    kind = WatchRowKind::Channel;
+    id = tag.mid(1);
+  } else if (tag.startsWith(QLatin1Char('A'))) {
+    kind = WatchRowKind::Address;
+  } else if (tag.endsWith(QLatin1Char('C')) && AllDigits(QStringView(tag).chopped(1))) {
+    kind = WatchRowKind::Channel;
+    id = tag.chopped(1);
+  }
+  if (channelId != nullptr) {
+    *channelId = id;
+  }
+  return kind;
+}
 
 ChannelTagFileRead ReadChannelTagFile(const QString& path, std::int64_t maxBytes) {
   const QFileInfo info(path);

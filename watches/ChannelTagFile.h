@@ -12,6 +12,12 @@ namespace telmon {
 
 class KeyedListModel;
 
+// What a watch row is, by its tag: a channel for "C<id>" and for the channel's realtime point
+// "<id>C" (the form the watch view tags its rows with, so that the tick reads them), an
+// address for "A<address>", anything else otherwise. channelId receives the ID's text.
+enum class WatchRowKind { Channel, Address, Other };
+WatchRowKind WatchRowKindOf(const QString& tag, QString* channelId = nullptr);
+
 // Larger files are refused: even the largest watch list's tags are a small fraction of this,
 // and the typed-ID box would take seconds to lay out more.
 inline constexpr std::int64_t kMaxChannelTagFileBytes = 4 * 1024 * 1024;

@@ -27,8 +27,13 @@ class BusyPointer {
   IWatchDialogs& dialogs_;
 };
 
-bool IsChannelTag(const QString& tag) { return tag.startsWith(QLatin1Char('C')); }
-bool IsAddressTag(const QString& tag) { return tag.startsWith(QLatin1Char('A')); }
+bool IsChannelTag(const QString& tag) { return WatchRowKindOf(tag) == WatchRowKind::Channel; }
+bool IsAddressTag(const QString& tag) { return WatchRowKindOf(tag) == WatchRowKind::Address; }
+QString ChannelIdOf(const QString& tag) {
+  QString id;
+  WatchRowKindOf(tag, &id);
+  return id;
+}
 
 }  // namespace
 
@@ -89,7 +94,7 @@ void WatchOperations::ChangeValue(const WatchSelection& selection) {
     QStringList addresses;
     for (const QString& tag : selection.selectedTags) {
       if (IsChannelTag(tag)) {
-        channels.push_back(tag.mid(1));
+        channels.push_back(ChannelIdOf(tag));
       } else if (IsAddressTag(tag)) {
         addresses.push_back(tag);
       }
@@ -97,7 +102,7 @@ void WatchOperations::ChangeValue(const WatchSelection& selection) {
     if (!selection.multiSelect) {
       for (const QString& tag : selection.selectedTags) {
         if (IsChannelTag(tag)) {
-          services_.valueDialogs.ShowChangeChanValue(ToInt32(tag.mid(1)).value_or(0));
+          services_.valueDialogs.ShowChangeChanValue(ToInt32(ChannelIdOf(tag)).value_or(0));
         } else if (IsAddressTag(tag)) {
           ChangeAddressValue({tag});
         }

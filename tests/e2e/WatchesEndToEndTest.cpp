@@ -10,6 +10,7 @@
 #include "watches/ui/QtWatchDialogs.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QFile>
 #include <QLineEdit>
 #include <QListWidget>

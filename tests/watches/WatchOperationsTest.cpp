@@ -145,6 +145,9 @@ TEST_F(WatchOperationsTest, ChangeValueDecidesByTheSelection) {
       {"one address", true, {"A3"}, {}, {}},
       {"two addresses", true, {"A3", "A4"}, {}, {}},
       {"single mode, each channel", false, {"C12", "A3", "C7"}, {"one:12", "one:7"}, {}},
+      {"watch view's own tags", true, {"12C", "7C"}, {"many:\t12\t7"}, {}},
+      {"watch view's tag and address", true, {"12C", "A3"}, {}, {mixed}},
+      {"neither channel nor address", true, {"X1", "12"}, {}, {}},
   };
   for (const ChangeCase& c : cases) {
     values.opened.clear();
@@ -170,10 +173,10 @@ TEST_F(WatchOperationsTest, ChangeValueAsksForEditsAndStopsSilentlyWhenRefused) 
 TEST_F(WatchOperationsTest, RemoveTakesOnlyTheCurrentRowAndRemoveAllEmptiesFromTheTop) {
   ops.Remove();     // nothing selected
   ops.RemoveAll();  // empty list
-  AddRows({"C1", "A2", "C3", "C4"});
+  AddRows({"C1", "A2", "3C", "C4"});
   model.Select(model.RowAt(1));
   ops.Remove();
-  EXPECT_EQ(Tags(), (QStringList{"C1", "C3", "C4"}));
+  EXPECT_EQ(Tags(), (QStringList{"C1", "3C", "C4"}));
 
   std::vector<QStringList> seen;
   QObject::connect(
@@ -193,7 +196,7 @@ TEST_F(WatchOperationsTest, RemoveAllLeavesARowThatIsNeitherChannelNorAddress) {
 TEST_F(WatchOperationsTest, TagFileHoldsChannelIdsOnlyOnOneLine) {
   QTemporaryDir dir;
   const QString path = dir.filePath(QStringLiteral("tags.txt"));
-  AddRows({"C12", "A3", "C7"});
+  AddRows({"C12", "A3", "7C"});
   prompter.QueueSaveFile(path);
   ops.SaveChannelTagsToFile();
   QFile file(path);
