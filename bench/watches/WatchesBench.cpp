@@ -235,7 +235,7 @@ class RatioReporter final : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-      if (!run.skipped && run.iterations > 0) {
+      if (!run.error_occurred && run.iterations > 0) {
         times_[run.benchmark_name()] = run.GetAdjustedRealTime();
       }
     }
