@@ -170,7 +170,7 @@ void ChannelListviewManager::AddLsvRowsForBlockIDList(const std::vector<std::int
   AddRows(rows);
 }
 
-void ChannelListviewManager::AddLsvRowsForBlockIDList(const QVariant& blockIds) {
+void ChannelListviewManager::AddLsvRowsForBlockIDListValue(const QVariant& blockIds) {
   try {
     if (blockIds.typeId() != QMetaType::QVariantList) {
       throw TelmonError::TypeMismatch();

@@ -236,7 +236,7 @@ class RatioReporter final : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (!run.error_occurred && run.iterations > 0) {
-        times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
       }
     }
   }

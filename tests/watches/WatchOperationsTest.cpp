@@ -117,6 +117,11 @@ TEST_F(WatchOperationsTest, BlockChoiceIsRefusedByTheWatchViewWithoutRows) {
   EXPECT_TRUE(model.IsEmpty());
   EXPECT_EQ(sink.Texts(), QStringList{QStringLiteral("TELM-0054: 13, Type mismatch")});
   EXPECT_TRUE(prompter.Records().empty());
+  // A real list of block IDs takes the block path itself.
+  channels.AddLsvRowsForBlockIDListValue(QVariantList{3, 4});
+  EXPECT_EQ(
+      prompter.Texts(),
+      QStringList{QStringLiteral("The selected block(s) do not have any associated channels.")});
 }
 
 TEST_F(WatchOperationsTest, AddPlcAddressIsNotImplemented) {
