@@ -90,46 +90,47 @@ void WatchOperations::ChangeValue(const WatchSelection& selection) {
         return;
       }
     }
-    QStringList channels;
-    QStringList addresses;
+    if (selection.multiSelect) {
+      ChangeSeveral(selection.selectedTags);
+      return;
+    }
     for (const QString& tag : selection.selectedTags) {
       if (IsChannelTag(tag)) {
-        channels.push_back(ChannelIdOf(tag));
+        services_.valueDialogs.ShowChangeChanValue(ToInt32(ChannelIdOf(tag)).value_or(0));
       } else if (IsAddressTag(tag)) {
-        addresses.push_back(tag);
+        ChangeAddressValue({tag});
       }
     }
-    if (!selection.multiSelect) {
-      for (const QString& tag : selection.selectedTags) {
-        if (IsChannelTag(tag)) {
-          services_.valueDialogs.ShowChangeChanValue(ToInt32(ChannelIdOf(tag)).value_or(0));
-        } else if (IsAddressTag(tag)) {
-          ChangeAddressValue({tag});
-        }
-      }
-      return;
-    }
-    if (channels.isEmpty() && addresses.isEmpty()) {
-      return;
-    }
-    if (!channels.isEmpty() && !addresses.isEmpty()) {
-      services_.prompter.Show(QStringLiteral("Channels and addresses cannot be changed together."),
-                              services_.appTitle, PromptIcon::Exclamation);
-    } else if (channels.size() == 1) {
-      services_.valueDialogs.ShowChangeChanValue(ToInt32(channels.front()).value_or(0));
-    } else if (channels.size() > 1) {
-      QString list;
-      for (const QString& id : channels) {
-        list += QLatin1Char('\t') + id;
-      }
-      services_.valueDialogs.ShowChangeChanValues(list);
-    } else if (addresses.size() > 1) {
-      ChangeAddressValue(addresses);
-    }
-    // One address alone: nothing, deliberately without a message.
   } catch (...) {
     ShowFailure(QStringLiteral("TELM-0012: "));
   }
+}
+
+void WatchOperations::ChangeSeveral(const QStringList& selectedTags) {
+  QStringList channels;
+  QStringList addresses;
+  for (const QString& tag : selectedTags) {
+    if (IsChannelTag(tag)) {
+      channels.push_back(ChannelIdOf(tag));
+    } else if (IsAddressTag(tag)) {
+      addresses.push_back(tag);
+    }
+  }
+  if (!channels.isEmpty() && !addresses.isEmpty()) {
+    services_.prompter.Show(QStringLiteral("Channels and addresses cannot be changed together."),
+                            services_.appTitle, PromptIcon::Exclamation);
+  } else if (channels.size() == 1) {
+    services_.valueDialogs.ShowChangeChanValue(ToInt32(channels.front()).value_or(0));
+  } else if (channels.size() > 1) {
+    QString list;
+    for (const QString& id : channels) {
+      list += QLatin1Char('\t') + id;
+    }
+    services_.valueDialogs.ShowChangeChanValues(list);
+  } else if (addresses.size() > 1) {
+    ChangeAddressValue(addresses);
+  }
+  // Nothing selected, or one address alone: nothing, deliberately without a message.
 }
 
 void WatchOperations::ChangeAddressValue(const QStringList& /*addressTags*/) {}

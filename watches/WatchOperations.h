@@ -65,6 +65,7 @@ class WatchOperations {
   KeyedListModel& Watches() const;
   void ShowFailure(const QString& prefix);
   void AddChosen(const AddChannelChoice& choice);
+  void ChangeSeveral(const QStringList& selectedTags);
 
   WatchServices services_;
   ChannelListviewManager& channels_;

@@ -59,24 +59,12 @@ frmAddChannelWatch::frmAddChannelWatch(AddChannelWatchSources sources, QWidget* 
   }
   fraAdd_ = {BuildChannelsFrame(), BuildChannelIdsFrame(), BuildBlocksFrame()};
 
-  auto* cmdOK = new QPushButton(QStringLiteral("OK"), this);
-  cmdOK->setObjectName(QStringLiteral("cmdOK"));
-  cmdOK->setDefault(true);
-  auto* cmdCancel = new QPushButton(QStringLiteral("&Cancel"), this);
-  cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-  connect(cmdOK, &QPushButton::clicked, this, &frmAddChannelWatch::cmdOK_Click);
-  connect(cmdCancel, &QPushButton::clicked, this, &frmAddChannelWatch::cmdCancel_Click);
-
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch(1);
-  buttons->addWidget(cmdOK);
-  buttons->addWidget(cmdCancel);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(TabStripAdd_);
   for (QWidget* frame : fraAdd_) {
     layout->addWidget(frame, 1);
   }
-  layout->addLayout(buttons);
+  layout->addLayout(BuildButtons());
   resize(460, 420);
 
   try {
@@ -88,6 +76,21 @@ frmAddChannelWatch::frmAddChannelWatch(AddChannelWatchSources sources, QWidget* 
   connect(TabStripAdd_, &QTabBar::currentChanged, this, &frmAddChannelWatch::OnTabChanged);
   OnTabChanged(TabStripAdd_->currentIndex());
   OnExtendedSelectChanged();
+}
+
+QLayout* frmAddChannelWatch::BuildButtons() {
+  auto* cmdOK = new QPushButton(QStringLiteral("OK"), this);
+  cmdOK->setObjectName(QStringLiteral("cmdOK"));
+  cmdOK->setDefault(true);
+  auto* cmdCancel = new QPushButton(QStringLiteral("&Cancel"), this);
+  cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+  connect(cmdOK, &QPushButton::clicked, this, &frmAddChannelWatch::cmdOK_Click);
+  connect(cmdCancel, &QPushButton::clicked, this, &frmAddChannelWatch::cmdCancel_Click);
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch(1);
+  buttons->addWidget(cmdOK);
+  buttons->addWidget(cmdCancel);
+  return buttons;
 }
 
 QWidget* frmAddChannelWatch::BuildChannelsFrame() {

@@ -13,6 +13,7 @@
 #include <array>
 
 class QCheckBox;
+class QLayout;
 class QLineEdit;
 class QListWidget;
 class QListWidgetItem;
@@ -67,6 +68,7 @@ class frmAddChannelWatch : public QDialog {
   void reject() override;
 
  private:
+  QLayout* BuildButtons();
   QWidget* BuildChannelsFrame();
   QWidget* BuildChannelIdsFrame();
   QWidget* BuildBlocksFrame();
