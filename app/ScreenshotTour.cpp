@@ -5,15 +5,27 @@
 #include "app/frmMain.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
+#include "views/KeyedListModel.h"
+#include "watches/WatchListStore.h"
+#include "watches/ui/QtWatchDialogs.h"
+#include "watches/ui/frmWatchLists.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPixmap>
 #include <QRegularExpression>
 #include <QScreen>
+#include <QSettings>
 #include <QTabBar>
+#include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
+#include <QTreeWidget>
+
+#include <array>
 
 namespace telmon {
 
@@ -65,7 +77,50 @@ void ScreenshotTour::Shoot() {
   credentials.show();
   Save(&credentials, QStringLiteral("credentials"));
   credentials.close();
+  ShootWatchDialogs();
   window_.CloseByProgram();
+}
+
+// The add-channel dialog on its list and typed-ID tabs, and the watch-lists dialog over a
+// throw-away store with two saved lists, so that the operator's own store is never touched.
+void ScreenshotTour::ShootWatchDialogs() {
+  QtWatchDialogs* dialogs = window_.WatchDialogs();
+  if (dialogs == nullptr || window_.ChannelsModel() == nullptr) {
+    return;
+  }
+  frmAddChannelWatch& add = dialogs->AddChannelWatch();
+  add.FillChannelLists();
+  add.FillBlockList();
+  add.TabStripAdd()->setCurrentIndex(0);
+  for (int i = 0; i < std::min(3, add.lstChannels()->count()); ++i) {
+    add.lstChannels()->item(i)->setSelected(true);
+  }
+  add.show();
+  Save(&add, QStringLiteral("add-channel-watch"));
+  add.TabStripAdd()->setCurrentIndex(1);
+  add.txtChanIDs()->setText(QStringLiteral("1001, 1003-1005, u002"));
+  Save(&add, QStringLiteral("add-channel-watch-ids"));
+  add.txtChanIDs()->clear();
+  add.TabStripAdd()->setCurrentIndex(0);
+  add.cmdCancel_Click();
+
+  QTemporaryDir dir;
+  QSettings settings(dir.filePath(QStringLiteral("TELM.conf")), QSettings::IniFormat);
+  WatchListStore store(settings);
+  const QString when = WatchLists::DateText(QDateTime::currentDateTime());
+  const std::array<const char*, 2> names = {"Stack 1 gases", "Opacity check"};
+  for (int slot = 1; slot <= 2; ++slot) {
+    store.Write(WatchListStore::ValueName("List|", slot), QStringLiteral("1001;1002;1003;"));
+    store.Write(WatchListStore::ValueName("List|Desc", slot),
+                QLatin1String(names.at(static_cast<std::size_t>(slot - 1))));
+    store.Write(WatchListStore::ValueName("List|Date", slot), when);
+  }
+  WatchLists lists(store, window_.OperatorPrompter(), QStringLiteral("Telmon"));
+  frmWatchLists watchLists(lists, *window_.ChannelsModel(), &window_);
+  watchLists.show();
+  watchLists.lsvWatchLists()->setCurrentItem(watchLists.lsvWatchLists()->topLevelItem(0));
+  Save(&watchLists, QStringLiteral("watch-lists"));
+  watchLists.close();
 }
 
 }  // namespace telmon

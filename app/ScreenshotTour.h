@@ -21,6 +21,7 @@ class ScreenshotTour : public QObject {
 
  private:
   void Shoot();
+  void ShootWatchDialogs();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

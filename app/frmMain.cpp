@@ -26,6 +26,9 @@
 #include "views/KeyedListModel.h"
 #include "views/QueueListviewManager.h"
 #include "views/ui/ChannelsPage.h"
+#include "watches/UnavailableChangeValueDialogs.h"
+#include "watches/WatchOperations.h"
+#include "watches/ui/QtWatchDialogs.h"
 
 #include <QAction>
 #include <QApplication>
@@ -95,8 +98,6 @@ void frmMain::ConnectMenus() {
   connect(m.mnuFile_ConnectToIOS, &QAction::triggered, this, &frmMain::ConnectToIOS);
   connect(m.mnuFile_DisconnectFromIOS, &QAction::triggered, this, &frmMain::DisconnectFromIOS);
   connect(m.mnuFile_RefreshAllLists, &QAction::triggered, this, &frmMain::RefreshAllLists);
-  connect(m.mnuFile_ReadAllData, &QAction::triggered, this,
-          [this] { SendCommand(IosCommands::RefreshAllData()); });
   connect(m.mnuFile_PrintScreen, &QAction::triggered, this, &frmMain::PrintScreen);
   connect(m.mnuFile_Exit, &QAction::triggered, this, &frmMain::CloseByProgram);
   connect(m.mnuEdit_AllowEdits, &QAction::triggered, this, [this] {
@@ -106,11 +107,7 @@ void frmMain::ConnectMenus() {
       edit_->Toggle();
     }
   });
-  for (QAction* a :
-       {m.mnuWatches_CopyWatchInfo, m.mnuWatches_Add, m.mnuWatches_AddAddr, m.mnuWatches_Change,
-        m.mnuWatches_Remove, m.mnuWatches_RemoveAll, m.mnuFile_List}) {
-    connect(a, &QAction::triggered, this, [this, a] { NotAvailable(a->text()); });
-  }
+  ConnectWatchMenus();
   connect(m.mnuView_Messages, &QAction::triggered, this, &frmMain::ShowMessagesWindow);
   connect(m.mnuView_About, &QAction::triggered, this,
           [this] { ShowAboutBox(this, QString::fromLatin1(ProgramTitle)); });
@@ -130,7 +127,11 @@ void frmMain::ConnectChannelToolbar() {
   connect(page, &ChannelsPage::ChangeValueClicked, m.mnuWatches_Change, &QAction::trigger);
   connect(page, &ChannelsPage::RefreshBlocksClicked, m.mnuFile_ReadAllData, &QAction::trigger);
   connect(page, &ChannelsPage::MessagesClicked, m.mnuView_Messages, &QAction::trigger);
-  connect(page, &ChannelsPage::SaveIOListClicked, m.mnuFile_List, &QAction::trigger);
+  connect(page, &ChannelsPage::SaveIOListClicked, this, [this] {
+    if (watchOps_) {
+      watchOps_->SaveChannelTagsToFile();
+    }
+  });
   OnEditModeChanged(EditsAllowed());
 }
 

@@ -44,6 +44,9 @@ class SecurityPrivilegeGate;
 class SplashForm;
 class StatusPanels;
 class TabFrames;
+class QtWatchDialogs;
+class UnavailableChangeValueDialogs;
+class WatchOperations;
 struct MainMenus;
 
 struct MainServices {
@@ -99,6 +102,9 @@ class frmMain : public QMainWindow,
   ChannelListviewManager* Channels() const { return channels_.get(); }
   ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
+  Prompter& OperatorPrompter() const { return services_.prompter; }
+  WatchOperations* Watches() const { return watchOps_.get(); }
+  QtWatchDialogs* WatchDialogs() const { return watchDialogs_.get(); }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -131,6 +137,9 @@ class frmMain : public QMainWindow,
   static QSettings PlacementRegistry();
   void ConnectMenus();
   void ConnectChannelToolbar();
+  void ConnectWatchMenus();
+  void SetupWatchOperations();
+  void CopyDataToClipboard();
   void StartTimers();
   void OnClockTick();
   void OnEditModeChanged(bool on);
@@ -179,6 +188,9 @@ class frmMain : public QMainWindow,
   std::unique_ptr<ChannelUpdateTick> tick_;
   IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
+  std::unique_ptr<UnavailableChangeValueDialogs> valueDialogs_;
+  std::unique_ptr<QtWatchDialogs> watchDialogs_;
+  std::unique_ptr<WatchOperations> watchOps_;
 
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;

@@ -273,6 +273,7 @@ void frmMain::SetupChannelManager() {
   channelsPage_ = new ChannelsPage(*channelsModel_);
   tabs_->AddPage(QStringLiteral("Channels/Addresses"), QStringLiteral("Channels"), channelsPage_);
   ConnectChannelToolbar();
+  SetupWatchOperations();
   tick_ = std::make_unique<ChannelUpdateTick>(*dbil_, settings_->SqlConnectionString_Realtime(),
                                               channels_.get(), services_.clock, *this, *this);
   IosLinkSettings link;

@@ -170,6 +170,25 @@ void ChannelListviewManager::AddLsvRowsForBlockIDList(const std::vector<std::int
   AddRows(rows);
 }
 
+void ChannelListviewManager::AddLsvRowsForBlockIDListValue(const QVariant& blockIds) {
+  try {
+    if (blockIds.typeId() != QMetaType::QVariantList) {
+      throw TelmonError::TypeMismatch();
+    }
+    std::vector<std::int32_t> ids;
+    for (const QVariant& id : blockIds.toList()) {
+      bool ok = false;
+      ids.push_back(id.toInt(&ok));
+      if (!ok) {
+        throw TelmonError::TypeMismatch();
+      }
+    }
+    AddLsvRowsForBlockIDList(ids);
+  } catch (...) {
+    Report("TELM-0054");
+  }
+}
+
 QString ChannelListviewManager::ValueText(const CurrentValueItem& item) {
   if (!item.numericValue && item.textValue.isEmpty()) {
     return QStringLiteral("(null)");

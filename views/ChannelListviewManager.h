@@ -12,6 +12,7 @@
 #include "views/KeyedListModel.h"
 
 #include <QString>
+#include <QVariant>
 
 #include <cstdint>
 #include <vector>
@@ -55,6 +56,10 @@ class ChannelListviewManager {
   void AddLsvRowsForChannelIDList(const QString& channelIdList);
   // Adds a row for every configured channel of the given blocks; block 0 never matches.
   void AddLsvRowsForBlockIDList(const std::vector<std::int32_t>& blockIds);
+  // The same for a loosely typed argument: a list of block IDs is added as above; anything
+  // else (the add-channel dialog's joined text, for one) is a type mismatch, reported as
+  // TELM-0054 with no row added.
+  void AddLsvRowsForBlockIDListValue(const QVariant& blockIds);
 
   KeyedListModel* Lsv() const { return lsv_; }
 

@@ -20,6 +20,9 @@ class ChannelsPage : public QWidget {
 
   KeyedListView* lsvChannels() const { return lsvChannels_; }
   QToolBar* toolbarChannels() const { return toolbarChannels_; }
+  // The selected rows' tags in list order; the list allows several rows to be selected.
+  QStringList SelectedTags() const;
+  bool MultiSelect() const;
   // The button with the key ("1DecPlace", "AddWatch", ...); null for an unknown key.
   QAction* Button(const QString& key) const;
 

@@ -1,0 +1,65 @@
+// The main window's part of the watch list: the Channels/Addresses menu, Edit > Copy and
+// File > Read All Data routed to the watch operations, which exist once the channel page does.
+
+#include "app/EditModeController.h"
+#include "app/MainMenus.h"
+#include "app/TabFrames.h"
+#include "app/frmMain.h"
+#include "views/ChannelListviewManager.h"
+#include "views/ui/ChannelsPage.h"
+#include "watches/UnavailableChangeValueDialogs.h"
+#include "watches/WatchOperations.h"
+#include "watches/ui/QtWatchDialogs.h"
+
+#include <QAction>
+#include <QTabBar>
+
+namespace telmon {
+
+void frmMain::ConnectWatchMenus() {
+  const MainMenus& m = *menus_;
+  const auto route = [this](QAction* action, void (WatchOperations::*operation)()) {
+    connect(action, &QAction::triggered, this, [this, operation] {
+      if (watchOps_) {
+        (watchOps_.get()->*operation)();
+      }
+    });
+  };
+  route(m.mnuWatches_Add, &WatchOperations::AddChannel);
+  route(m.mnuWatches_AddAddr, &WatchOperations::AddPlcAddress);
+  route(m.mnuWatches_Remove, &WatchOperations::Remove);
+  route(m.mnuWatches_RemoveAll, &WatchOperations::RemoveAll);
+  route(m.mnuFile_List, &WatchOperations::LoadSaveChannelList);
+  route(m.mnuFile_ReadAllData, &WatchOperations::ReadAllData);
+  connect(m.mnuWatches_Change, &QAction::triggered, this, [this] {
+    if (watchOps_ && channelsPage_ != nullptr) {
+      watchOps_->ChangeValue(
+          WatchSelection{channelsPage_->MultiSelect(), channelsPage_->SelectedTags()});
+    }
+  });
+  connect(m.mnuWatches_CopyWatchInfo, &QAction::triggered, this, &frmMain::CopyDataToClipboard);
+}
+
+void frmMain::SetupWatchOperations() {
+  const QString title = QString::fromLatin1(ProgramTitle);
+  valueDialogs_ = std::make_unique<UnavailableChangeValueDialogs>(services_.prompter, title);
+  AddChannelWatchSources sources;
+  sources.configs = configs_.get();
+  sources.blocks = blocks_.get();
+  sources.blocksModel = blocksModel_;
+  sources.prompter = &services_.prompter;
+  sources.appTitle = title;
+  watchDialogs_ = std::make_unique<QtWatchDialogs>(*this, sources, *channelsModel_);
+  watchOps_ = std::make_unique<WatchOperations>(
+      WatchServices{services_.prompter, *this, *edit_, *valueDialogs_, *watchDialogs_, title},
+      *channels_);
+}
+
+void frmMain::CopyDataToClipboard() {
+  const QTabBar* strip = tabs_->tabstripTELM();
+  const QString key = strip->tabData(strip->currentIndex()).toString();
+  WatchOperations::CopyDataToClipboard(
+      key, CopyableLists{devicesModel_, queuesModel_, blocksModel_, channelsModel_});
+}
+
+}  // namespace telmon

@@ -1,0 +1,271 @@
+// The add-channel dialog's lists and the typed-range path, each against a baseline measured
+// in the same run:
+// - filling both channel lists with 32,767 records, against building the same entry texts;
+// - the "Show all channels" toggle on 30,000 channels in 2,000 blocks (every tenth block HDR,
+//   every tenth disabled), against building the 30,000 entry texts;
+// - 5,000 watches added from typed ranges and the next channel tick, against the bare
+//   realtime read of the same 5,000 IOIDs.
+// After the run, each case's time is printed as a ratio to its baseline.
+
+#include "platform/H5DBIL.h"
+#include "platform/SiteSchema.h"
+#include "platform/SqlConnection.h"
+#include "util/Clock.h"
+#include "util/UtilityXMLDOMFunctions.h"
+#include "views/BlockListviewManager.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelListviewManager.h"
+#include "views/ChannelUpdateTick.h"
+#include "watches/AddChannelWatchLogic.h"
+#include "watches/ui/frmAddChannelWatch.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+namespace telmon {
+namespace {
+
+class NullSink final : public IRaiseMsg {
+ public:
+  void RaiseMsg(std::int32_t, const QString&) override {}
+};
+class NullSender final : public ICommandSender {
+ public:
+  void SendCommand(const QString&) override {}
+};
+// Says Yes to every question and keeps quiet.
+class YesPrompter final : public Prompter {
+ public:
+  PromptAnswer Ask(const PromptQuestion&) override { return PromptAnswer::Yes; }
+  std::optional<QString> InputText(const QString&, const QString&, const QString&) override {
+    return std::nullopt;
+  }
+  std::optional<QString> SaveFileName(const FileDialogRequest&) override { return std::nullopt; }
+  std::optional<QString> OpenFileName(const FileDialogRequest&) override { return std::nullopt; }
+  std::optional<Credentials> AskCredentials(const QString&, const QString&) override {
+    return std::nullopt;
+  }
+  void Beep() override {}
+};
+struct NoPanels final : IChannelTickPanels {
+  void SetChannelUpdateTime(const QString&) override {}
+  void SetAllRefreshTime(const QString&) override {}
+  void SetAllRefreshToolTip(const QString&) override {}
+  void SetNotPollingVisible(bool) override {}
+  void BeginBusy() override {}
+  void EndBusy() override {}
+};
+
+// A configuration of `channels` channels spread evenly over `blocks` blocks, with the Blocks
+// page knowing every tenth block as HDR and every tenth (offset by five) as disabled.
+struct Site {
+  NullSink sink;
+  NullSender sender;
+  KeyedListModel blocksModel;
+  BlockListviewManager blocks;
+  ChannelConfigInfoManager configs;
+
+  Site(int channels, int blockCount) {
+    blocks.Setup(sink, sender, blocksModel);
+    QString xml = QStringLiteral("<Events>");
+    for (int b = 1; b <= blockCount; ++b) {
+      xml += QStringLiteral(
+                 "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"B%1\" "
+                 "IsHDRBlock=\"%2\" Disabled=\"%3\"/>")
+                 .arg(b)
+                 .arg(b % 10 == 0 ? "True" : "False")
+                 .arg(b % 10 == 5 ? "True" : "False");
+    }
+    const int perBlock = std::max(1, channels / std::max(1, blockCount));
+    for (int c = 1; c <= channels; ++c) {
+      xml += QStringLiteral(
+                 "<Event eventtype=\"ChannelConfigUpdate\" ID=\"%1\" Name=\" Stack "
+                 "%1 NOx \" DeviceID=\"1\" BlockID=\"%2\"/>")
+                 .arg(c)
+                 .arg(blockCount > 0 ? (c - 1) / perBlock + 1 : 0);
+    }
+    xml += QStringLiteral("</Events>");
+    xml::XmlDocument doc = xml::ParseXmlFragment(nullptr, xml);
+    for (const xml::XmlElement& e : xml::SelectNodes(doc, "//Event")) {
+      if (xml::GetAttributeText(e, "eventtype") == QLatin1String("BlockUpdate")) {
+        blocks.UpdateOneItemInLsv(e);
+      } else {
+        configs.UpdateConfigInfo(e);
+      }
+    }
+  }
+};
+
+// The entry texts alone, as the lists show them: the work every fill has to do.
+void BuildEntryTexts(const ChannelConfigInfoManager& configs, benchmark::State& state) {
+  std::vector<QString> texts;
+  texts.reserve(configs.Count());
+  for (const auto& record : configs.NewEnum()) {
+    QString id = record->Key;
+    id.remove(QLatin1Char('C'));
+    texts.push_back(id + QStringLiteral(": ") + TrimBlanks(record->Name));
+  }
+  benchmark::DoNotOptimize(texts.data());
+  state.counters["entries"] = static_cast<double>(texts.size());
+}
+
+void BM_EntryTexts32767(benchmark::State& state) {
+  Site site(32767, 0);
+  for (auto _ : state) {
+    BuildEntryTexts(site.configs, state);
+  }
+}
+
+void BM_FillChannelLists32767(benchmark::State& state) {
+  Site site(32767, 0);
+  YesPrompter prompter;
+  frmAddChannelWatch dialog({&site.configs, &site.blocks, &site.blocksModel, &prompter, "T"});
+  dialog.chkShowAllChannels()->setChecked(true);
+  for (auto _ : state) {
+    dialog.FillChannelLists();
+  }
+}
+
+void BM_EntryTexts30000(benchmark::State& state) {
+  Site site(30000, 2000);
+  for (auto _ : state) {
+    BuildEntryTexts(site.configs, state);
+  }
+}
+
+void BM_ShowAllToggle30000In2000Blocks(benchmark::State& state) {
+  Site site(30000, 2000);
+  YesPrompter prompter;
+  frmAddChannelWatch dialog({&site.configs, &site.blocks, &site.blocksModel, &prompter, "T"});
+  for (auto _ : state) {
+    dialog.chkShowAllChannels()->toggle();
+  }
+}
+
+constexpr int kWatched = 5000;
+
+struct RealtimeSite {
+  QTemporaryDir dir;
+  QString connection;
+  RealtimeSite() {
+    connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
+    SqlConnection sql(connection, OpenMode::Create);
+    QSqlDatabase* db = sql.Database(nullptr);
+    if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
+      return;
+    }
+    QSqlQuery insert(*db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
+    for (int i = 1; i <= kWatched; ++i) {
+      insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
+      insert.bindValue(1, QDateTime::currentDateTime());
+      insert.bindValue(2, i * 0.5);
+      insert.exec();
+    }
+    insert.finish();
+    db->commit();
+  }
+};
+
+// Ten typed ranges, half of them descending, naming channels 1 to 5,000.
+const QString kTypedRanges = QStringLiteral(
+    "1-500, 1000-501, 1001-1500, 2000-1501, 2001-2500, 3000-2501, 3001-3500, 4000-3501, "
+    "4001-4500, 5000-4501");
+
+void BM_RealtimeRead5000(benchmark::State& state) {
+  RealtimeSite site;
+  H5DBIL dbil;
+  KeyedListModel model;
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  YesPrompter prompter;
+  channels.AddLsvRowsForChannelIDList(*TypedIdsToIdList(kTypedRanges, prompter, "T"));
+  const QString list = channels.GetListOfIOIDsInLsv();
+  for (auto _ : state) {
+    auto values = dbil.ReadCurrentValues(site.connection, QDateTime(), list);
+    if (!values || values->size() != kWatched) {
+      state.SkipWithError("read failed");
+    }
+  }
+}
+
+void BM_TypedRanges5000AndTick(benchmark::State& state) {
+  RealtimeSite site;
+  H5DBIL dbil;
+  KeyedListModel model;
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  YesPrompter prompter;
+  SystemClock clock;
+  NoPanels panels;
+  NullSink sink;
+  ChannelUpdateTick tick(dbil, site.connection, &channels, clock, panels, sink);
+  for (auto _ : state) {
+    const std::optional<QString> ids = TypedIdsToIdList(kTypedRanges, prompter, "T");
+    channels.AddLsvRowsForChannelIDList(*ids);
+    tick.Run();
+    state.PauseTiming();
+    if (model.RowCount() != kWatched) {
+      state.SkipWithError("rows missing");
+    }
+    model.ClearRows();
+    state.ResumeTiming();
+  }
+}
+
+BENCHMARK(BM_EntryTexts32767)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_FillChannelLists32767)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EntryTexts30000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ShowAllToggle30000In2000Blocks)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_RealtimeRead5000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_TypedRanges5000AndTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Prints the usual table and remembers each case's real time per iteration.
+class RatioReporter final : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (!run.error_occurred && run.iterations > 0) {
+        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
+      }
+    }
+  }
+  void PrintRatio(const char* name, const char* baseline) const {
+    const auto a = times_.find(name);
+    const auto b = times_.find(baseline);
+    if (a != times_.end() && b != times_.end() && b->second > 0) {
+      std::printf("ratio %s / %s = %.2f\n", name, baseline, a->second / b->second);
+    }
+  }
+
+ private:
+  std::map<std::string, double> times_;
+};
+
+}  // namespace
+}  // namespace telmon
+
+int main(int argc, char** argv) {
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+  QApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  telmon::RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintRatio("BM_FillChannelLists32767", "BM_EntryTexts32767");
+  reporter.PrintRatio("BM_ShowAllToggle30000In2000Blocks", "BM_EntryTexts30000");
+  reporter.PrintRatio("BM_TypedRanges5000AndTick", "BM_RealtimeRead5000");
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,262 @@
+// The two watch dialogs on the offscreen platform, and the clipboard: what the operator
+// clicks, what comes back, and what stays for the next use.
+
+#include "platform/testing/ScriptedPrompter.h"
+#include "tests/util/QStringPrinter.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/BlockListviewManager.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "watches/WatchOperations.h"
+#include "watches/ui/frmAddChannelWatch.h"
+#include "watches/ui/frmWatchLists.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QFile>
+#include <QGuiApplication>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QTabBar>
+#include <QTemporaryDir>
+#include <QTreeWidget>
+
+#include <gtest/gtest.h>
+
+namespace telmon {
+namespace {
+
+class AddChannelWatchTest : public ::testing::Test {
+ protected:
+  AddChannelWatchTest() {
+    blocks.Setup(sink, peer, blocksModel);
+    test::ParsedEvents events(QStringLiteral(
+        "<Events><Event eventtype=\"BlockUpdate\" BlockID=\"4\" BlockName=\"Stack\"/>"
+        "<Event eventtype=\"BlockUpdate\" BlockID=\"9\" BlockName=\"Hdr\" IsHDRBlock=\"True\"/>"
+        "<Event eventtype=\"ChannelConfigUpdate\" ID=\"11\" Name=\"NOx\" DeviceID=\"1\" "
+        "BlockID=\"4\"/>"
+        "<Event eventtype=\"ChannelConfigUpdate\" ID=\"12\" Name=\"SO2 \" DeviceID=\"1\" "
+        "BlockID=\"4\"/>"
+        "<Event eventtype=\"ChannelConfigUpdate\" ID=\"13\" Name=\"Hist\" DeviceID=\"1\" "
+        "BlockID=\"9\"/></Events>"));
+    blocks.UpdateOneItemInLsv(events[0]);
+    blocks.UpdateOneItemInLsv(events[1]);
+    for (std::size_t i = 2; i < 5; ++i) {
+      configs.UpdateConfigInfo(events[i]);
+    }
+  }
+  AddChannelWatchSources Sources() {
+    return AddChannelWatchSources{&configs, &blocks, &blocksModel, &prompter, "Telmon"};
+  }
+
+  test::CollectingSink sink;
+  test::LoopbackPeer peer;
+  ScriptedPrompter prompter;
+  KeyedListModel blocksModel;
+  BlockListviewManager blocks;
+  ChannelConfigInfoManager configs;
+};
+
+TEST_F(AddChannelWatchTest, TabsFramesAndListsAsLoaded) {
+  frmAddChannelWatch dialog(Sources());
+  EXPECT_EQ(dialog.windowTitle(), "Add Channel Watch");
+  QTabBar* tabs = dialog.TabStripAdd();
+  ASSERT_EQ(tabs->count(), 3);
+  EXPECT_EQ(tabs->tabText(0), "Channel List");
+  EXPECT_EQ(tabs->tabData(1).toString(), "ChannelIDs");
+  EXPECT_EQ(tabs->tabText(2), "Block List");
+  ASSERT_EQ(dialog.lstChannels()->count(), 2);  // the HDR block's channel is hidden
+  EXPECT_EQ(dialog.lstChannels()->item(1)->text(), "12: SO2");
+  EXPECT_EQ(dialog.lstChannels()->item(1)->data(Qt::UserRole).toInt(), 12);
+  EXPECT_EQ(dialog.chkShowAllChannels()->toolTip(),
+            "Shows CGA/linearity, HDR, and disabled channels");
+  dialog.chkShowAllChannels()->setChecked(true);
+  EXPECT_EQ(dialog.lstChannels()->count(), 3);
+  EXPECT_EQ(dialog.lstChannelsEx()->count(), 3);
+  EXPECT_EQ(dialog.lstBlocks()->count(), 2);
+  EXPECT_EQ(dialog.lstBlocks()->item(0)->text(), "4: Stack");
+  dialog.chkUseExtendedSelect()->setChecked(true);
+  EXPECT_TRUE(dialog.lstChannels()->isHidden());
+  EXPECT_FALSE(dialog.lstChannelsEx()->isHidden());
+}
+
+TEST_F(AddChannelWatchTest, OkWithNothingSelectedBeepsAndStaysOpen) {
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  for (int tab : {0, 2}) {
+    dialog.TabStripAdd()->setCurrentIndex(tab);
+    dialog.cmdOK_Click();
+    EXPECT_TRUE(dialog.isVisible());
+    EXPECT_FALSE(dialog.OK());
+  }
+  EXPECT_EQ(prompter.BeepCount(), 2);
+}
+
+TEST_F(AddChannelWatchTest, SelectionBecomesTheIdListAndIsCleared) {
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  dialog.lstChannels()->item(1)->setSelected(true);
+  dialog.lstChannels()->item(0)->setSelected(true);
+  dialog.cmdOK_Click();
+  EXPECT_TRUE(dialog.OK());
+  EXPECT_FALSE(dialog.Blocks());
+  EXPECT_EQ(dialog.IDList(), "11;12");
+  EXPECT_TRUE(dialog.lstChannels()->selectedItems().isEmpty());
+  EXPECT_FALSE(dialog.isVisible());
+
+  dialog.show();
+  dialog.TabStripAdd()->setCurrentIndex(2);
+  dialog.lstBlocks()->item(1)->setSelected(true);
+  dialog.cmdOK_Click();
+  EXPECT_TRUE(dialog.Blocks());
+  EXPECT_EQ(dialog.IDList(), "9");
+}
+
+TEST_F(AddChannelWatchTest, TypedIdsAndCancelKeepTheDialogsState) {
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  dialog.TabStripAdd()->setCurrentIndex(1);
+  dialog.txtChanIDs()->setText(QStringLiteral("10910-10912, u7"));
+  dialog.cmdOK_Click();
+  EXPECT_EQ(dialog.IDList(), "10910;10911;10912;17;27;37;47;57;67;77;87;97");
+
+  dialog.show();
+  dialog.txtChanIDs()->setText(QStringLiteral("5-"));
+  dialog.cmdOK_Click();
+  EXPECT_TRUE(dialog.isVisible());
+  EXPECT_EQ(prompter.Texts().back(), "'5-' is not valid.");
+
+  dialog.TabStripAdd()->setCurrentIndex(0);
+  dialog.lstChannels()->item(0)->setSelected(true);
+  dialog.cmdCancel_Click();
+  EXPECT_FALSE(dialog.OK());
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_TRUE(dialog.lstChannels()->selectedItems().isEmpty());
+  EXPECT_EQ(dialog.txtChanIDs()->text(), "5-");
+  EXPECT_EQ(dialog.TabStripAdd()->currentIndex(), 0);
+}
+
+TEST_F(AddChannelWatchTest, LoadingTagFilesReplacesTheTextOrReports) {
+  QTemporaryDir dir;
+  const QString saved = dir.filePath(QStringLiteral("tags.txt"));
+  QFile file(saved);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write("12,7");
+  file.close();
+  frmAddChannelWatch dialog(Sources());
+  dialog.txtChanIDs()->setText(QStringLiteral("old"));
+  prompter.QueueOpenFile(dir.filePath(QStringLiteral("missing.txt")));
+  dialog.cmdLoadChannelIDs_Click();
+  EXPECT_EQ(dialog.txtChanIDs()->text(), "old");
+  prompter.QueueOpenFile(saved);
+  dialog.cmdLoadChannelIDs_Click();
+  EXPECT_EQ(dialog.txtChanIDs()->text(), "12,7");
+  prompter.QueueOpenFile(dir.path());
+  dialog.cmdLoadChannelIDs_Click();
+  EXPECT_EQ(prompter.Texts().back(), "TELM-0083: 75, Path/File access error");
+  EXPECT_EQ(dialog.txtChanIDs()->text(), "12,7");
+  const FileDialogRequest& request = prompter.Records().front().request;
+  EXPECT_EQ(request.title, "Open Channel Tag File");
+  EXPECT_EQ(request.filter, "All files (*.*)|*.*");
+  EXPECT_EQ(request.defaultExtension, "txt");
+}
+
+TEST_F(AddChannelWatchTest, OneIdPerLineFileFailsOnOk) {
+  QTemporaryDir dir;
+  const QString lines = dir.filePath(QStringLiteral("lines.txt"));
+  QFile file(lines);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write("12\r\n7");
+  file.close();
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  dialog.TabStripAdd()->setCurrentIndex(1);
+  prompter.QueueOpenFile(lines);
+  dialog.cmdLoadChannelIDs_Click();
+  dialog.cmdOK_Click();
+  EXPECT_TRUE(dialog.isVisible());
+  ASSERT_FALSE(prompter.Texts().isEmpty());
+  EXPECT_TRUE(prompter.Texts().back().endsWith(QStringLiteral("' is not valid.")));
+}
+
+TEST_F(AddChannelWatchTest, MoreThan32767ChannelsAreCutWithOneWarning) {
+  ChannelConfigInfoManager many;
+  QString xml = QStringLiteral("<Events>");
+  for (int id = 1; id <= 32768; ++id) {
+    xml += QStringLiteral("<Event ID=\"%1\" Name=\"c\" DeviceID=\"1\"/>").arg(id);
+  }
+  test::ParsedEvents events(xml + QStringLiteral("</Events>"));
+  for (const xml::XmlElement& e : events.All()) {
+    many.UpdateConfigInfo(e);
+  }
+  AddChannelWatchSources sources = Sources();
+  sources.configs = &many;
+  frmAddChannelWatch dialog(sources);
+  EXPECT_EQ(dialog.lstChannels()->count(), 32767);
+  EXPECT_EQ(
+      prompter.Texts(),
+      QStringList{QStringLiteral("TELM-0043: The listbox only shows the first 32,767 channels.")});
+}
+
+class WatchListsDialogTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, home.path());
+    settings = OpenWatchListSettings();
+    store = std::make_unique<WatchListStore>(*settings);
+    lists = std::make_unique<WatchLists>(*store, prompter, QStringLiteral("Telmon"));
+  }
+  QTemporaryDir home;
+  ScriptedPrompter prompter;
+  KeyedListModel watches;
+  std::unique_ptr<QSettings> settings;
+  std::unique_ptr<WatchListStore> store;
+  std::unique_ptr<WatchLists> lists;
+};
+
+TEST_F(WatchListsDialogTest, SaveIntoAnEmptySlotNamesItAndStartsRenaming) {
+  watches.InsertRowsAt(0, {{"12C", "12C", "C12", 0}});
+  frmWatchLists dialog(*lists, watches);
+  dialog.show();
+  QTreeWidget* lsv = dialog.lsvWatchLists();
+  ASSERT_EQ(lsv->topLevelItemCount(), 10);
+  EXPECT_EQ(lsv->headerItem()->text(0), "List Name");
+  EXPECT_EQ(lsv->headerItem()->text(1), "Last Changed");
+  EXPECT_EQ(lsv->topLevelItem(2)->text(0), "<empty>");
+  EXPECT_FALSE(lsv->topLevelItem(2)->flags() & Qt::ItemIsEditable);
+  lsv->setCurrentItem(lsv->topLevelItem(2));
+  dialog.cmdSave_Click();
+  EXPECT_EQ(lsv->topLevelItem(2)->text(0), "List3");
+  EXPECT_TRUE(lsv->topLevelItem(2)->flags() & Qt::ItemIsEditable);
+  EXPECT_NE(lsv->viewport()->findChild<QLineEdit*>(), nullptr);  // the name is being edited
+  EXPECT_EQ(settings->value(QStringLiteral("List3")).toString(), "12;");
+
+  lsv->topLevelItem(2)->setText(0, QString());  // an edit ending empty stores nothing
+  EXPECT_EQ(settings->value(QStringLiteral("List3Desc")).toString(), "List3");
+  EXPECT_EQ(lsv->topLevelItem(2)->text(0), "List3");
+  lsv->topLevelItem(2)->setText(0, QStringLiteral("Morning"));
+  EXPECT_EQ(settings->value(QStringLiteral("List3Desc")).toString(), "Morning");
+
+  dialog.cmdClear_Click();
+  EXPECT_EQ(lsv->topLevelItem(2)->text(0), "<empty>");
+  EXPECT_EQ(lsv->topLevelItem(2)->text(1), QString());
+}
+
+TEST(WatchClipboard, CopyPutsTheTextOnTheClipboardOnlyWhenThereIsOne) {
+  QClipboard* clipboard = QGuiApplication::clipboard();
+  clipboard->setText(QStringLiteral("before"));
+  KeyedListModel devices;
+  devices.AddColumn(ListColumn{QStringLiteral("ID"), 100, Qt::AlignLeft, {}});
+  devices.AddColumn(ListColumn{QStringLiteral("Name"), 100, Qt::AlignLeft, {}});
+  const CopyableLists lists{&devices, nullptr, nullptr, nullptr};
+  WatchOperations::CopyDataToClipboard(QStringLiteral("Devices"), lists);
+  EXPECT_EQ(clipboard->text(), "before");
+  devices.SetSubItem(devices.AddRow(QStringLiteral("3K"), QStringLiteral("3")), 1,
+                     QStringLiteral("PLC 3"));
+  WatchOperations::CopyDataToClipboard(QString(), lists);  // the Bulk Writes page has no key
+  EXPECT_EQ(clipboard->text(), "before");
+  WatchOperations::CopyDataToClipboard(QStringLiteral("Devices"), lists);
+  EXPECT_EQ(clipboard->text(), "ID\tName\r\n3\tPLC 3");
+}
+
+}  // namespace
+}  // namespace telmon
