@@ -96,10 +96,12 @@ void ChangeChanValueModel::SetPeriodText(const QString& text) {
   Q_EMIT Changed();
 }
 
-QString ChangeChanValueModel::ForceCommand(const Value& value) const {
+QString ChangeChanValueModel::ForceCommand(const Value& entered) const {
   if (!waveEnabled_) {
     return {};
   }
+  // Blank text forces an empty value, as Null does.
+  const Value value = IsValueGiven(entered) ? entered : Value::Null();
   if (option_ == FixedOption) {
     return IosCommands::ForceChannelValue(channelId_, value);
   }

@@ -59,7 +59,7 @@ class ChangeChanValueModel : public QObject {
  private:
   void ApplyChannel(std::int32_t channelId);
   void WaveBoxChanged();
-  QString ForceCommand(const Value& value) const;
+  QString ForceCommand(const Value& entered) const;
 
   ChangeValueServices services_;
   std::int32_t channelId_ = 0;
