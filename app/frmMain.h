@@ -23,6 +23,8 @@ class QTimer;
 namespace telmon {
 
 class BlockListviewManager;
+class BulkWritesPage;
+class ChangeValueDialogs;
 class ChannelValueWriter;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
@@ -105,6 +107,8 @@ class frmMain : public QMainWindow,
   ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
+  ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
+  BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -168,6 +172,9 @@ class frmMain : public QMainWindow,
   std::unique_ptr<IOSSelectedDahs> settings_;
   H5DBIL* dbil_ = nullptr;
   std::unique_ptr<ChannelValueWriter> valueWriter_;
+  // The value dialogs the change-value operation opens.
+  std::unique_ptr<ChangeValueDialogs> changeValueDialogs_;
+  BulkWritesPage* bulkWritesPage_ = nullptr;
   std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
   EditModeController* edit_ = nullptr;
   KeyedListModel* devicesModel_ = nullptr;

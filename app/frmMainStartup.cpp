@@ -26,6 +26,8 @@
 #include "views/ui/DevicesPage.h"
 #include "views/ui/QueuesPage.h"
 #include "watches/ChannelValueWriter.h"
+#include "watches/ui/BulkWritesPage.h"
+#include "watches/ui/ChangeValueDialogs.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -281,9 +283,13 @@ void frmMain::SetupChannelManager() {
 }
 
 void frmMain::AddRemainingPages() {
-  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(),
-                 NotePage(QStringLiteral("Bulk mode-code writes and the calibration HDR tools are "
-                                         "not available in this version.")));
+  bulkWritesPage_ = new BulkWritesPage({*configs_, *valueWriter_, *edit_, *this, services_.prompter,
+                                        QString::fromLatin1(ProgramTitle)});
+  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
+  changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
+      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter,
+                          QString::fromLatin1(ProgramTitle)},
+      this);
   tabs_->AddPage(
       QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
       NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));
