@@ -109,6 +109,7 @@ class frmMain : public QMainWindow,
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
   ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
+  Prompter& Prompts() { return services_.prompter; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
