@@ -5,9 +5,13 @@
 #include "app/frmMain.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
+#include "views/ChannelConfigInfoManager.h"
 #include "views/KeyedListModel.h"
+#include "watches/ChannelValueWriter.h"
 #include "watches/WatchListStore.h"
 #include "watches/ui/QtWatchDialogs.h"
+#include "watches/ui/frmChangeChanValue.h"
+#include "watches/ui/frmChangeChanValues.h"
 #include "watches/ui/frmWatchLists.h"
 
 #include <QCoreApplication>
@@ -78,6 +82,7 @@ void ScreenshotTour::Shoot() {
   Save(&credentials, QStringLiteral("credentials"));
   credentials.close();
   ShootWatchDialogs();
+  ShootValueDialogs();
   window_.CloseByProgram();
 }
 
@@ -121,6 +126,32 @@ void ScreenshotTour::ShootWatchDialogs() {
   watchLists.lsvWatchLists()->setCurrentItem(watchLists.lsvWatchLists()->topLevelItem(0));
   Save(&watchLists, QStringLiteral("watch-lists"));
   watchLists.close();
+}
+
+void ScreenshotTour::ShootValueDialogs() {
+  if (window_.ValueWriter() == nullptr) {
+    return;
+  }
+  // A wave channel shows every control of the one-channel dialog enabled.
+  std::int32_t waveChannel = 0;
+  for (const auto& record : window_.ChannelConfigs().NewEnum()) {
+    if (record->DataSource == QStringLiteral("TriangleWave")) {
+      waveChannel = record->Key.chopped(1).toInt();
+      break;
+    }
+  }
+  const ChangeValueServices services{window_.ChannelConfigs(), *window_.ValueWriter(), window_,
+                                     window_.Prompts(), QStringLiteral("Telmon")};
+  frmChangeChanValue one(services, &window_);
+  one.SetChannelID(waveChannel);
+  one.show();
+  Save(&one, QStringLiteral("change-channel-value"));
+  one.close();
+  frmChangeChanValues several(services, &window_);
+  several.SetChannelIDList(QStringLiteral("\t1001\t1002"));
+  several.show();
+  Save(&several, QStringLiteral("change-channel-values"));
+  several.close();
 }
 
 }  // namespace telmon

@@ -22,6 +22,7 @@ class ScreenshotTour : public QObject {
  private:
   void Shoot();
   void ShootWatchDialogs();
+  void ShootValueDialogs();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

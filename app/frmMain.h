@@ -10,6 +10,7 @@
 #include "ioslink/IosEventHandlers.h"
 #include "util/IRaiseMsg.h"
 #include "util/UtilityFunctions.h"
+#include "util/Value.h"
 #include "views/ChannelUpdateTick.h"
 
 #include <QMainWindow>
@@ -23,6 +24,9 @@ class QTimer;
 namespace telmon {
 
 class BlockListviewManager;
+class BulkWritesPage;
+class ChangeValueDialogs;
+class ChannelValueWriter;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
 class ChannelsPage;
@@ -45,7 +49,6 @@ class SplashForm;
 class StatusPanels;
 class TabFrames;
 class QtWatchDialogs;
-class UnavailableChangeValueDialogs;
 class WatchOperations;
 struct MainMenus;
 
@@ -77,6 +80,10 @@ class frmMain : public QMainWindow,
 
   void RaiseMsg(std::int32_t msgType, const QString& text) override;
   void SendCommand(const QString& command) override;
+  // The one way channel values are written: a command record for the I/O server (TELM-0036 on
+  // failure). False before the database interface is set up.
+  bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
+                               const Value& value);
   bool EditsAllowed() const;
   bool AskWhetherUserWantsToEnableEditing();
 
@@ -105,6 +112,10 @@ class frmMain : public QMainWindow,
   Prompter& OperatorPrompter() const { return services_.prompter; }
   WatchOperations* Watches() const { return watchOps_.get(); }
   QtWatchDialogs* WatchDialogs() const { return watchDialogs_.get(); }
+  ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
+  ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
+  BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
+  Prompter& Prompts() { return services_.prompter; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -173,6 +184,10 @@ class frmMain : public QMainWindow,
   MessageFileLog* fileLog_ = nullptr;
   std::unique_ptr<IOSSelectedDahs> settings_;
   H5DBIL* dbil_ = nullptr;
+  std::unique_ptr<ChannelValueWriter> valueWriter_;
+  // The value dialogs the change-value operation opens.
+  std::unique_ptr<ChangeValueDialogs> changeValueDialogs_;
+  BulkWritesPage* bulkWritesPage_ = nullptr;
   std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
   EditModeController* edit_ = nullptr;
   KeyedListModel* devicesModel_ = nullptr;
@@ -188,7 +203,6 @@ class frmMain : public QMainWindow,
   std::unique_ptr<ChannelUpdateTick> tick_;
   IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
-  std::unique_ptr<UnavailableChangeValueDialogs> valueDialogs_;
   std::unique_ptr<QtWatchDialogs> watchDialogs_;
   std::unique_ptr<WatchOperations> watchOps_;
 

@@ -26,6 +26,9 @@
 #include "views/ui/ChannelsPage.h"
 #include "views/ui/DevicesPage.h"
 #include "views/ui/QueuesPage.h"
+#include "watches/ChannelValueWriter.h"
+#include "watches/ui/BulkWritesPage.h"
+#include "watches/ui/ChangeValueDialogs.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -108,6 +111,7 @@ bool frmMain::Startup(SplashForm* splash) {
        [&] {
          dbil_ = new H5DBIL(this);
          connect(dbil_, &H5DBIL::Message, this, &frmMain::RaiseMsg);
+         valueWriter_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
          return true;
        }},
       {QStringLiteral("setup DBIL SiteID"),
@@ -292,9 +296,9 @@ void frmMain::SetupChannelManager() {
 }
 
 void frmMain::AddRemainingPages() {
-  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(),
-                 NotePage(QStringLiteral("Bulk mode-code writes and the calibration HDR tools are "
-                                         "not available in this version.")));
+  bulkWritesPage_ = new BulkWritesPage({*configs_, *valueWriter_, *edit_, *this, services_.prompter,
+                                        QString::fromLatin1(ProgramTitle)});
+  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
   tabs_->AddPage(
       QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
       NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));

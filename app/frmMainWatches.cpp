@@ -7,8 +7,8 @@
 #include "app/frmMain.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ui/ChannelsPage.h"
-#include "watches/UnavailableChangeValueDialogs.h"
 #include "watches/WatchOperations.h"
+#include "watches/ui/ChangeValueDialogs.h"
 #include "watches/ui/QtWatchDialogs.h"
 
 #include <QAction>
@@ -42,7 +42,8 @@ void frmMain::ConnectWatchMenus() {
 
 void frmMain::SetupWatchOperations() {
   const QString title = QString::fromLatin1(ProgramTitle);
-  valueDialogs_ = std::make_unique<UnavailableChangeValueDialogs>(services_.prompter, title);
+  changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
+      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter, title}, this);
   AddChannelWatchSources sources;
   sources.configs = configs_.get();
   sources.blocks = blocks_.get();
@@ -51,7 +52,7 @@ void frmMain::SetupWatchOperations() {
   sources.appTitle = title;
   watchDialogs_ = std::make_unique<QtWatchDialogs>(*this, sources, *channelsModel_);
   watchOps_ = std::make_unique<WatchOperations>(
-      WatchServices{services_.prompter, *this, *edit_, *valueDialogs_, *watchDialogs_, title},
+      WatchServices{services_.prompter, *this, *edit_, *changeValueDialogs_, *watchDialogs_, title},
       *channels_);
 }
 

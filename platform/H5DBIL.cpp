@@ -11,6 +11,7 @@
 #include <QSqlQuery>
 #include <QStringList>
 
+#include <algorithm>
 #include <map>
 #include <utility>
 #include <vector>
@@ -158,7 +159,7 @@ struct H5DBIL::Impl {
 
   std::optional<CurrentValues> Read(Link& link, const QDateTime& asOf, const QStringList& ioids,
                                     QString* error);
-  bool Write(Link& link, const QStringList& values, QString* error);
+  bool Write(Link& link, const std::vector<MessageRecord>& records, QString* error);
 };
 
 std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asOf,
@@ -211,7 +212,56 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   return values;
 }
 
-bool H5DBIL::Impl::Write(Link& link, const QStringList& values, QString* error) {
+namespace {
+
+// Rows per INSERT statement when several records go together: one round trip carries many
+// records, and 6 placeholders a row stay far below every driver's parameter limit.
+constexpr std::size_t RowsPerStatement = 100;
+
+QString InsertSql(std::size_t rows) {
+  QString sql = QStringLiteral(
+      "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
+      " VALUES ");
+  for (std::size_t i = 0; i < rows; ++i) {
+    sql += i == 0 ? QStringLiteral("(?, ?, ?, ?, ?, ?)") : QStringLiteral(", (?, ?, ?, ?, ?, ?)");
+  }
+  return sql;
+}
+
+// An empty text is stored as such, never as NULL.
+QString NotNull(const QString& value) { return value.isNull() ? QStringLiteral("") : value; }
+
+// Inserts records [begin, end) with one statement; the statement is prepared on first use.
+bool InsertRows(QSqlDatabase& db, std::unique_ptr<QSqlQuery>& statement, const QString& siteId,
+                const std::vector<MessageRecord>& records, std::size_t begin, std::size_t end,
+                QString* error) {
+  if (!statement) {
+    statement = std::make_unique<QSqlQuery>(db);
+    if (!statement->prepare(InsertSql(end - begin))) {
+      *error = SqlErrorText(statement->lastError());
+      return false;
+    }
+  }
+  const QDateTime now = QDateTime::currentDateTime();
+  int p = 0;
+  for (std::size_t i = begin; i < end; ++i) {
+    statement->bindValue(p++, NotNull(siteId));
+    statement->bindValue(p++, NotNull(records[i].commandText));
+    statement->bindValue(p++, NotNull(records[i].extra1));
+    statement->bindValue(p++, NotNull(records[i].extra2));
+    statement->bindValue(p++, NotNull(records[i].callerCode));
+    statement->bindValue(p++, now);
+  }
+  if (!statement->exec()) {
+    *error = SqlErrorText(statement->lastError());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, QString* error) {
   QSqlDatabase* db = link.connection->Database(error);
   if (db == nullptr) {
     return false;
@@ -220,26 +270,20 @@ bool H5DBIL::Impl::Write(Link& link, const QStringList& values, QString* error) 
     *error = SqlErrorText(db->lastError());
     return false;
   }
-  QSqlQuery insert(*db);
-  const bool ok =
-      insert.prepare(QStringLiteral(
-          "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
-          " VALUES (?, ?, ?, ?, ?, ?)")) &&
-      [&] {
-        for (int i = 0; i < values.size(); ++i) {
-          // An empty text is stored as such, never as NULL.
-          insert.bindValue(i, values[i].isNull() ? QStringLiteral("") : values[i]);
-        }
-        insert.bindValue(static_cast<int>(values.size()), QDateTime::currentDateTime());
-        return insert.exec();
-      }();
+  std::unique_ptr<QSqlQuery> full;  // RowsPerStatement rows
+  std::unique_ptr<QSqlQuery> rest;  // the remainder
+  bool ok = true;
+  for (std::size_t begin = 0; ok && begin < records.size(); begin += RowsPerStatement) {
+    const std::size_t end = std::min(records.size(), begin + RowsPerStatement);
+    ok = InsertRows(*db, end - begin == RowsPerStatement ? full : rest, siteId, records, begin, end,
+                    error);
+  }
+  full.reset();
+  rest.reset();
   if (!ok) {
-    *error = SqlErrorText(insert.lastError());
-    insert.finish();
     db->rollback();
     return false;
   }
-  insert.finish();
   if (!db->commit()) {
     *error = SqlErrorText(db->lastError());
     db->rollback();
@@ -381,10 +425,10 @@ std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection
 bool H5DBIL::WriteMessageRecord(const QString& commandText, const QString& extra1,
                                 const QString& extra2, const QString& callerCode) {
   const QString& connection = impl_->connections.config;
-  const QStringList values = {impl_->siteId, commandText, extra1, extra2, callerCode};
+  const std::vector<MessageRecord> records = {{commandText, extra1, extra2, callerCode}};
   QString error;
   Link* link = impl_->LinkFor(connection, &error);
-  if (link != nullptr && impl_->Write(*link, values, &error)) {
+  if (link != nullptr && impl_->Write(*link, records, &error)) {
     return true;
   }
   // A record is never written twice: a failed write is reported, and a dropped connection is
@@ -394,6 +438,20 @@ bool H5DBIL::WriteMessageRecord(const QString& commandText, const QString& extra
   }
   impl_->Report(QStringLiteral("can't write the command record (%1): %2")
                     .arg(MaskConnectionString(connection), error));
+  return false;
+}
+
+bool H5DBIL::WriteMessageRecords(const std::vector<MessageRecord>& records, QString* error) {
+  Link* link = impl_->LinkFor(impl_->connections.config, error);
+  if (link == nullptr) {
+    return false;
+  }
+  if (impl_->Write(*link, records, error)) {
+    return true;
+  }
+  if (!link->connection->IsAlive()) {
+    link->Reset();
+  }
   return false;
 }
 
