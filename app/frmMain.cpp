@@ -24,6 +24,7 @@
 #include "views/KeyedListModel.h"
 #include "views/QueueListviewManager.h"
 #include "views/ui/ChannelsPage.h"
+#include "watches/ChannelValueWriter.h"
 
 #include <QAction>
 #include <QApplication>
@@ -184,6 +185,12 @@ void frmMain::SendCommand(const QString& command) {
   if (link_ != nullptr) {
     link_->SendCommand(command);
   }
+}
+
+bool frmMain::WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
+                                      const Value& value) {
+  return valueWriter_ != nullptr &&
+         valueWriter_->WriteChannelValueRecord(callerCode, channelId, value);
 }
 
 bool frmMain::EditsAllowed() const { return edit_ != nullptr && edit_->EditsAllowed(); }

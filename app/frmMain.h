@@ -10,6 +10,7 @@
 #include "ioslink/IosEventHandlers.h"
 #include "util/IRaiseMsg.h"
 #include "util/UtilityFunctions.h"
+#include "util/Value.h"
 #include "views/ChannelUpdateTick.h"
 
 #include <QMainWindow>
@@ -22,6 +23,7 @@ class QTimer;
 namespace telmon {
 
 class BlockListviewManager;
+class ChannelValueWriter;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
 class ChannelsPage;
@@ -73,6 +75,10 @@ class frmMain : public QMainWindow,
 
   void RaiseMsg(std::int32_t msgType, const QString& text) override;
   void SendCommand(const QString& command) override;
+  // The one way channel values are written: a command record for the I/O server (TELM-0036 on
+  // failure). False before the database interface is set up.
+  bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
+                               const Value& value);
   bool EditsAllowed() const;
   bool AskWhetherUserWantsToEnableEditing();
 
@@ -98,6 +104,7 @@ class frmMain : public QMainWindow,
   ChannelListviewManager* Channels() const { return channels_.get(); }
   ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
+  ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -160,6 +167,7 @@ class frmMain : public QMainWindow,
   MessageFileLog* fileLog_ = nullptr;
   std::unique_ptr<IOSSelectedDahs> settings_;
   H5DBIL* dbil_ = nullptr;
+  std::unique_ptr<ChannelValueWriter> valueWriter_;
   std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
   EditModeController* edit_ = nullptr;
   KeyedListModel* devicesModel_ = nullptr;

@@ -25,6 +25,7 @@
 #include "views/ui/ChannelsPage.h"
 #include "views/ui/DevicesPage.h"
 #include "views/ui/QueuesPage.h"
+#include "watches/ChannelValueWriter.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -97,6 +98,7 @@ bool frmMain::Startup(SplashForm* splash) {
        [&] {
          dbil_ = new H5DBIL(this);
          connect(dbil_, &H5DBIL::Message, this, &frmMain::RaiseMsg);
+         valueWriter_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
          return true;
        }},
       {QStringLiteral("setup DBIL SiteID"),

@@ -26,6 +26,46 @@ QString Build(const char* action, std::initializer_list<Attribute> attributes, c
 
 QString Id(std::int32_t id) { return QString::number(id); }
 
+// Markup characters as entities and line breaks and TABs as character references, so that the
+// parser's attribute normalization gives back the same text.
+QString EscapedAttribute(const QString& text) {
+  QString out;
+  out.reserve(text.size());
+  for (const QChar c : text) {
+    switch (c.unicode()) {
+      case '&':
+        out += QStringLiteral("&amp;");
+        break;
+      case '<':
+        out += QStringLiteral("&lt;");
+        break;
+      case '>':
+        out += QStringLiteral("&gt;");
+        break;
+      case '"':
+        out += QStringLiteral("&quot;");
+        break;
+      case '\t':
+        out += QStringLiteral("&#9;");
+        break;
+      case '\n':
+        out += QStringLiteral("&#10;");
+        break;
+      case '\r':
+        out += QStringLiteral("&#13;");
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+// Numbers, null and dates as given; only typed text is escaped.
+QString ValueAttribute(const Value& value, const QString& rendered) {
+  return value.kind() == Value::Kind::Text ? EscapedAttribute(rendered) : rendered;
+}
+
 // True is -1 in the system's integer form; the flag is its absolute value.
 QString Flag(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
 
@@ -90,7 +130,7 @@ QString SetRID(std::int32_t milliseconds) {
 QString ForceChannelValue(std::int32_t channelId, const Value& value) {
   return Build(Action::ForceChannelValue,
                {{"id", Id(channelId)},
-                {"value", value.ToText()},
+                {"value", ValueAttribute(value, value.ToText())},
                 {"DataSource", QLatin1String(DataSource::ForcedValue)}},
                SpacedEnd);
 }
@@ -100,7 +140,7 @@ QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
                               const Decimal& oscillationPeriod) {
   return Build(Action::ForceChannelValue,
                {{"id", Id(channelId)},
-                {"value", value.ToText()},
+                {"value", ValueAttribute(value, value.ToText())},
                 {"DataSource", QLatin1String(DataSource::TriangleWave)},
                 {"OscillationMin", oscillationMin.ToText()},
                 {"OscillationMax", oscillationMax.ToText()},
@@ -109,8 +149,31 @@ QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
 }
 
 QString WriteToChannel(std::int32_t channelId, const Value& value) {
-  return Build(Action::WriteToChannel,
-               {{"id", Id(channelId)}, {"value", xml::VariantToXmlText(value)}}, SpacedEnd);
+  return Build(
+      Action::WriteToChannel,
+      {{"id", Id(channelId)}, {"value", ValueAttribute(value, xml::VariantToXmlText(value))}},
+      SpacedEnd);
+}
+
+bool CanCarryInAttribute(const QString& text) {
+  for (qsizetype i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i].unicode();
+    if (c < 0x20 && c != '\t' && c != '\n' && c != '\r') {
+      return false;
+    }
+    if (c == 0xFFFE || c == 0xFFFF) {
+      return false;
+    }
+    if (QChar::isHighSurrogate(c)) {
+      if (i + 1 >= text.size() || !text[i + 1].isLowSurrogate()) {
+        return false;
+      }
+      ++i;
+    } else if (QChar::isLowSurrogate(c)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace telmon::IosCommands

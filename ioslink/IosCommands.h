@@ -108,14 +108,20 @@ QString SetURP(std::int32_t priority);
 QString SetRID(std::int32_t milliseconds);
 
 // The value as its plain text: null as an empty attribute, integers in decimal, decimals in
-// plain notation, text as typed (never escaped; callers pass no double quotes).
+// plain notation, text as typed. Typed text is the one thing that may hold markup, so a text
+// value alone has its markup characters and line breaks written as references; the server
+// reads back exactly what was typed.
 QString ForceChannelValue(std::int32_t channelId, const Value& value);
 QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
                               const Decimal& oscillationMin, const Decimal& oscillationMax,
                               const Decimal& oscillationPeriod);
 
 // The command stored in the site database's command table to change a channel's value; the
-// value is rendered as attribute text (null as an empty attribute).
+// value is rendered as attribute text (null as an empty attribute; text escaped as above).
 QString WriteToChannel(std::int32_t channelId, const Value& value);
+
+// False when the text holds a character that no XML document can carry (control characters
+// other than TAB, LF and CR, unpaired surrogates, U+FFFE and U+FFFF).
+bool CanCarryInAttribute(const QString& text);
 
 }  // namespace telmon::IosCommands

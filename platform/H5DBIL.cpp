@@ -158,7 +158,7 @@ struct H5DBIL::Impl {
 
   std::optional<CurrentValues> Read(Link& link, const QDateTime& asOf, const QStringList& ioids,
                                     QString* error);
-  bool Write(Link& link, const QStringList& values, QString* error);
+  bool Write(Link& link, const std::vector<MessageRecord>& records, QString* error);
 };
 
 std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asOf,
@@ -211,7 +211,7 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   return values;
 }
 
-bool H5DBIL::Impl::Write(Link& link, const QStringList& values, QString* error) {
+bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, QString* error) {
   QSqlDatabase* db = link.connection->Database(error);
   if (db == nullptr) {
     return false;
@@ -221,18 +221,22 @@ bool H5DBIL::Impl::Write(Link& link, const QStringList& values, QString* error) 
     return false;
   }
   QSqlQuery insert(*db);
-  const bool ok =
-      insert.prepare(QStringLiteral(
-          "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
-          " VALUES (?, ?, ?, ?, ?, ?)")) &&
-      [&] {
-        for (int i = 0; i < values.size(); ++i) {
-          // An empty text is stored as such, never as NULL.
-          insert.bindValue(i, values[i].isNull() ? QStringLiteral("") : values[i]);
-        }
-        insert.bindValue(static_cast<int>(values.size()), QDateTime::currentDateTime());
-        return insert.exec();
-      }();
+  bool ok = insert.prepare(QStringLiteral(
+      "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
+      " VALUES (?, ?, ?, ?, ?, ?)"));
+  // An empty text is stored as such, never as NULL.
+  const auto text = [](const QString& value) {
+    return value.isNull() ? QStringLiteral("") : value;
+  };
+  for (auto record = records.begin(); ok && record != records.end(); ++record) {
+    insert.bindValue(0, text(siteId));
+    insert.bindValue(1, text(record->commandText));
+    insert.bindValue(2, text(record->extra1));
+    insert.bindValue(3, text(record->extra2));
+    insert.bindValue(4, text(record->callerCode));
+    insert.bindValue(5, QDateTime::currentDateTime());
+    ok = insert.exec();
+  }
   if (!ok) {
     *error = SqlErrorText(insert.lastError());
     insert.finish();
@@ -381,10 +385,10 @@ std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection
 bool H5DBIL::WriteMessageRecord(const QString& commandText, const QString& extra1,
                                 const QString& extra2, const QString& callerCode) {
   const QString& connection = impl_->connections.config;
-  const QStringList values = {impl_->siteId, commandText, extra1, extra2, callerCode};
+  const std::vector<MessageRecord> records = {{commandText, extra1, extra2, callerCode}};
   QString error;
   Link* link = impl_->LinkFor(connection, &error);
-  if (link != nullptr && impl_->Write(*link, values, &error)) {
+  if (link != nullptr && impl_->Write(*link, records, &error)) {
     return true;
   }
   // A record is never written twice: a failed write is reported, and a dropped connection is
@@ -394,6 +398,20 @@ bool H5DBIL::WriteMessageRecord(const QString& commandText, const QString& extra
   }
   impl_->Report(QStringLiteral("can't write the command record (%1): %2")
                     .arg(MaskConnectionString(connection), error));
+  return false;
+}
+
+bool H5DBIL::WriteMessageRecords(const std::vector<MessageRecord>& records, QString* error) {
+  Link* link = impl_->LinkFor(impl_->connections.config, error);
+  if (link == nullptr) {
+    return false;
+  }
+  if (impl_->Write(*link, records, error)) {
+    return true;
+  }
+  if (!link->connection->IsAlive()) {
+    link->Reset();
+  }
   return false;
 }
 

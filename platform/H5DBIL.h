@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace telmon {
 
@@ -25,6 +26,14 @@ struct ConnectionStrings {
 };
 
 // One realtime point as the current-value read returns it.
+// One command record's texts, as WriteMessageRecord takes them.
+struct MessageRecord {
+  QString commandText;
+  QString extra1;
+  QString extra2;
+  QString callerCode;
+};
+
 struct CurrentValueItem {
   QString ioid;
   QDateTime timestamp;
@@ -59,6 +68,10 @@ class H5DBIL : public QObject {
   // One command record in H5IOCOMMAND for the site, in a transaction.
   bool WriteMessageRecord(const QString& commandText, const QString& extra1, const QString& extra2,
                           const QString& callerCode);
+  // Several command records in one transaction: all of them committed (true), or none (the
+  // transaction is rolled back, `error` says why, and nothing is reported, so that the caller
+  // can fall back to single records and report those).
+  bool WriteMessageRecords(const std::vector<MessageRecord>& records, QString* error);
 
  Q_SIGNALS:
   void Message(std::int32_t msgType, const QString& text);

@@ -9,8 +9,14 @@
 #include <QString>
 
 #include <cstdint>
+#include <vector>
 
 namespace telmon {
+
+struct ChannelValue {
+  std::int32_t channelId = 0;
+  Value value;
+};
 
 class IChannelValueWriter {
  public:
@@ -20,6 +26,18 @@ class IChannelValueWriter {
   // true once the record is committed.
   virtual bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
                                        const Value& value) = 0;
+
+  // The same for many channels with one caller code, in order: one result per item, each record
+  // written once or reported once. Implementations may group records into transactions.
+  virtual std::vector<bool> WriteChannelValueRecords(const QString& callerCode,
+                                                     const std::vector<ChannelValue>& items) {
+    std::vector<bool> written;
+    written.reserve(items.size());
+    for (const ChannelValue& item : items) {
+      written.push_back(WriteChannelValueRecord(callerCode, item.channelId, item.value));
+    }
+    return written;
+  }
 };
 
 }  // namespace telmon

@@ -1,0 +1,29 @@
+#pragma once
+
+// What the value dialogs and the bulk writes need of the main window.
+
+#include <QString>
+
+namespace telmon {
+
+class ChannelConfigInfoManager;
+class IChannelValueWriter;
+class ICommandSender;
+class IEditGate;
+class IRaiseMsg;
+class Prompter;
+
+struct ChangeValueServices {
+  const ChannelConfigInfoManager& configs;
+  IChannelValueWriter& writer;
+  ICommandSender& sender;
+  Prompter& prompter;
+  // Caption of the message boxes: the program's title.
+  QString title;
+};
+
+// "<code><number>, <description>" in a message box with an exclamation icon, for the exception
+// being handled; call inside a catch.
+void ReportFailure(Prompter& prompter, const QString& title, const QString& codePrefix);
+
+}  // namespace telmon

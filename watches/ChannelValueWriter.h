@@ -1,0 +1,41 @@
+#pragma once
+
+// Channel values written as "WriteToChannel" command records through the site database's
+// command-record operation. A failed record is reported once (TELM-0036) and nothing is retried.
+//
+// Many records at once go in transactions of up to BatchSize records: a transaction that fails
+// is rolled back as a whole, so none of its records is stored, and its records are then written
+// one transaction each. Every record thus ends up stored exactly once or reported exactly once,
+// and a single bad record costs only its own batch the speed of the grouped path.
+
+#include "util/IRaiseMsg.h"
+#include "watches/IChannelValueWriter.h"
+
+namespace telmon {
+
+class H5DBIL;
+
+class ChannelValueWriter final : public IChannelValueWriter {
+ public:
+  static constexpr std::size_t BatchSize = 1000;
+
+  ChannelValueWriter(H5DBIL& dbil, IRaiseMsg& sink);
+
+  bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
+                               const Value& value) override;
+  std::vector<bool> WriteChannelValueRecords(const QString& callerCode,
+                                             const std::vector<ChannelValue>& items) override;
+
+  // "TELM-0036: Could not write msg record to change channel value (<id>=<value>)".
+  static QString FailureText(std::int32_t channelId, const Value& value);
+
+ private:
+  // Items [begin, end) that have a value, grouped; the results go into `written`.
+  void WriteBatch(const QString& callerCode, const std::vector<ChannelValue>& items,
+                  std::size_t begin, std::size_t end, std::vector<bool>& written);
+
+  H5DBIL& dbil_;
+  IRaiseMsg& sink_;
+};
+
+}  // namespace telmon
