@@ -61,29 +61,35 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
   if (!spans) {
     return std::nullopt;
   }
+  // The values are written in groups of records rather than one transaction each; a failed
+  // record is reported by the writer itself and the channel still counts.
+  const QString callerCode = QLatin1String(CalHdrCallerCode);
+  std::vector<ChannelValue> values;
   try {
     CalHdrInjectionTimes times;  // group numbering restarts with every write
     CalHdrChannelContext context{*spans, times, RoundDownToPeriod(Now(services.clock), 86400)};
-    int count = 0;
     for (const auto& channel : channels) {
       if (!IsCalHistoryAddress(channel->Address) || AddressPrefix(channel->Address).isEmpty()) {
         continue;
       }
       const QString value = CalHdrChannelValue(channel->Name, channel->Address, context);
-      if (value.isEmpty()) {
-        continue;
+      if (!value.isEmpty()) {
+        values.push_back({ChannelId(*channel), Value(value)});
       }
-      // A failed record is reported by the writer itself; the channel still counts.
-      services.writer.WriteChannelValueRecord(QLatin1String(CalHdrCallerCode), ChannelId(*channel),
-                                              Value(value));
-      ++count;
     }
-    const QString done = QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(count);
+    services.writer.WriteChannelValueRecords(callerCode, values);
+    const QString done =
+        QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(values.size());
     services.sink.RaiseMsg(MsgType::Progress, done);
     services.prompter.Show(done, services.appTitle, PromptIcon::Information);
-    return count;
+    return static_cast<int>(values.size());
   } catch (...) {
-    ReportCaught(services.sink, "TELM-0066");
+    // The channels met before the failure are written, as they would have been one by one.
+    const ErrorInfo error = CurrentErrorInfo();
+    services.writer.WriteChannelValueRecords(callerCode, values);
+    services.sink.RaiseMsg(
+        MsgType::Error,
+        QStringLiteral("TELM-0066: %1, %2").arg(error.number).arg(error.description));
     return std::nullopt;
   }
 }

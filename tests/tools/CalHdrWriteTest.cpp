@@ -3,6 +3,7 @@
 #include "tests/tools/ToolsTestSupport.h"
 #include "tools/CalHdrWrite.h"
 #include "util/Clock.h"
+#include "watches/ChannelValueWriter.h"
 
 namespace telmon::test {
 namespace {
@@ -72,7 +73,7 @@ class CalHdrWrite : public ::testing::TestWithParam<Backend> {
   std::unique_ptr<ScratchDatabase> db_;
   H5DBIL dbil_;
   Sink sink_;
-  RecordWriter writer_{dbil_, sink_};
+  ChannelValueWriter writer_{dbil_, sink_};
   EditGate gate_;
   ScriptedPrompter prompter_;
   ManualClock clock_;  // 14 March 2024
@@ -162,7 +163,7 @@ TEST(CalHdrWriteVanishedDatabase, EachFailedRecordIsReportedAndStillCounted) {
   const QString c = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("gone/site.db"));
   ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("PLANT1"), QString(), {c, c, c, c, c}));
   Sink sink;
-  RecordWriter writer(dbil, sink);
+  ChannelValueWriter writer(dbil, sink);
   EditGate gate;
   ScriptedPrompter prompter;
   ManualClock clock;

@@ -1,8 +1,7 @@
 #pragma once
 
 // Test support for the settings page and the cal HDR tools: a message sink, an edit gate
-// answering as told, channel configurations built from rows, and a channel writer that puts
-// real "WriteToChannel" records into a real site database through the database interface.
+// answering as told, channel configurations built from rows.
 
 #include "platform/H5DBIL.h"
 #include "tests/util/QStringPrinter.h"
@@ -11,7 +10,6 @@
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/IEditGate.h"
-#include "watches/IChannelValueWriter.h"
 
 #include <QStringList>
 
@@ -69,34 +67,5 @@ inline ChannelConfigInfoManager::Records Channels(const std::vector<ChannelRow>&
   }
   return records;
 }
-
-// The channel writer the program uses, reduced to its record path: one "WriteToChannel"
-// command record per value, written through the real database interface.
-class RecordWriter final : public IChannelValueWriter {
- public:
-  RecordWriter(H5DBIL& dbil, IRaiseMsg& sink) : dbil_(dbil), sink_(sink) {}
-  bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
-                               const Value& value) override {
-    const QString text = xml::VariantToXmlText(value);
-    ++calls;
-    if (dbil_.WriteMessageRecord(
-            QStringLiteral("<Command action=\"WriteToChannel\" id=\"%1\" value=\"%2\" />")
-                .arg(channelId)
-                .arg(text),
-            QString(), QString(), callerCode)) {
-      return true;
-    }
-    sink_.RaiseMsg(4, QStringLiteral("TELM-0036: Could not write msg record to change channel "
-                                     "value (%1=%2)")
-                          .arg(channelId)
-                          .arg(text));
-    return false;
-  }
-  int calls = 0;
-
- private:
-  H5DBIL& dbil_;
-  IRaiseMsg& sink_;
-};
 
 }  // namespace telmon::test
