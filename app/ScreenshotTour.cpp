@@ -5,6 +5,7 @@
 #include "app/frmMain.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
+#include "tools/ui/CalHdrFrame.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -33,11 +34,18 @@ void ScreenshotTour::Shoot() {
   QDir().mkpath(folder_);
   TabFrames& tabs = window_.Tabs();
   window_.UpdateChannels();
+  CalHdrFrame* calHdr = window_.CalHdr();
+  if (calHdr != nullptr) {
+    calHdr->LoadList();  // the cal HDR frame as the operator sees it after "Load List"
+  }
   for (int i = 0; i < tabs.tabstripTELM()->count(); ++i) {
     tabs.SelectTab(i);
     QString name = tabs.tabstripTELM()->tabText(i).toLower();
     name.replace(QRegularExpression(QStringLiteral("[^a-z0-9]+")), QStringLiteral("-"));
     Save(&window_, QStringLiteral("%1-%2").arg(i + 1).arg(name));
+    if (calHdr != nullptr && calHdr->isVisible()) {
+      Save(calHdr, QStringLiteral("cal-hdr-frame"));
+    }
   }
   tabs.SelectTab(0);
   frmProblems& problems = window_.Problems();

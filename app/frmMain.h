@@ -23,6 +23,7 @@ class QTimer;
 namespace telmon {
 
 class BlockListviewManager;
+class CalHdrFrame;
 class ChannelValueWriter;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
@@ -34,6 +35,7 @@ class frmProblems;
 class H5DBIL;
 class IClock;
 class IOSSelectedDahs;
+class IOSSettingsPage;
 class IosConnection;
 class KeyedListModel;
 class MessageFileLog;
@@ -104,6 +106,8 @@ class frmMain : public QMainWindow,
   ChannelListviewManager* Channels() const { return channels_.get(); }
   ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
+  IOSSettingsPage* SettingsPage() const { return settingsPage_; }
+  CalHdrFrame* CalHdr() const { return calHdr_; }
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
@@ -183,6 +187,8 @@ class frmMain : public QMainWindow,
   std::unique_ptr<ChannelUpdateTick> tick_;
   IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
+  IOSSettingsPage* settingsPage_ = nullptr;
+  CalHdrFrame* calHdr_ = nullptr;
 
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;

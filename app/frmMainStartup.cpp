@@ -13,6 +13,8 @@
 #include "messages/frmProblems.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
+#include "tools/ui/CalHdrFrame.h"
+#include "tools/ui/IOSSettingsPage.h"
 #include "util/Clock.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
@@ -281,18 +283,23 @@ void frmMain::SetupChannelManager() {
 }
 
 void frmMain::AddRemainingPages() {
-  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(),
-                 NotePage(QStringLiteral("Bulk mode-code writes and the calibration HDR tools are "
-                                         "not available in this version.")));
+  QWidget* bulkWrites =
+      NotePage(QStringLiteral("Bulk mode-code writes are not available in this version."));
+  calHdr_ = new CalHdrFrame(*configs_,
+                            {*edit_, *valueWriter_, *this, services_.prompter, services_.clock,
+                             QString::fromLatin1(ProgramTitle)},
+                            bulkWrites);
+  bulkWrites->layout()->addWidget(calHdr_);
+  qobject_cast<QVBoxLayout*>(bulkWrites->layout())->addStretch();
+  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWrites);
   tabs_->AddPage(
       QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
       NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));
   tabs_->AddPage(QStringLiteral("I/O Audits (IOS5 only)"), QString(),
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));
-  tabs_->AddPage(QStringLiteral("IOS Settings"), QString(),
-                 NotePage(QStringLiteral("The I/O server settings page is not available in this "
-                                         "version.")));
+  settingsPage_ = new IOSSettingsPage(*this, *this);
+  tabs_->AddPage(QStringLiteral("IOS Settings"), QString(), settingsPage_);
 }
 
 void frmMain::Finalize(SplashForm* /*splash*/) {
