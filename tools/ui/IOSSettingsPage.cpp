@@ -12,6 +12,8 @@ namespace telmon {
 
 namespace {
 
+constexpr int BoxWidth = 90;
+
 QGroupBox* Frame(const char* name, const QString& title) {
   auto* frame = new QGroupBox(title);
   frame->setObjectName(QLatin1String(name));
@@ -87,6 +89,7 @@ QWidget* IOSSettingsPage::BuildURPFrame() {
   auto* grid = new QGridLayout(frame);
   txtUnscheduledRequestPriority_ = new QLineEdit;
   txtUnscheduledRequestPriority_->setObjectName(QStringLiteral("txtUnscheduledRequestPriority"));
+  txtUnscheduledRequestPriority_->setMaximumWidth(BoxWidth);
   lblURPStorageNotice_ =
       Label(QStringLiteral("This setting is stored in the ConfigDB."), "lblURPStorageNotice");
   lblURPStorageNotice_->setVisible(false);
@@ -101,8 +104,9 @@ QWidget* IOSSettingsPage::BuildURPFrame() {
           "This setting indicates how many \"scheduled\" I/O requests are serviced for every "
           "\"unscheduled\" request, when both kinds of requests are pending. Affects "
           "communications during HDR. Default=1.")),
-      1, 0, 1, 4);
-  grid->addWidget(lblURPStorageNotice_, 2, 0, 1, 4);
+      1, 0, 1, 5);
+  grid->addWidget(lblURPStorageNotice_, 2, 0, 1, 5);
+  grid->setColumnStretch(4, 1);
   return frame;
 }
 
@@ -112,13 +116,14 @@ QWidget* IOSSettingsPage::BuildRIDFrame() {
   auto* grid = new QGridLayout(frame);
   txtRequestInitiationDelay_ = new QLineEdit;
   txtRequestInitiationDelay_->setObjectName(QStringLiteral("txtRequestInitiationDelay"));
+  txtRequestInitiationDelay_->setMaximumWidth(BoxWidth);
   connect(txtRequestInitiationDelay_, &QLineEdit::textChanged, this,
           [this](const QString& text) { logic_.OnRIDTextChanged(text); });
   grid->addWidget(Label(QStringLiteral("Request Initiation Delay (msec):")), 0, 0);
   grid->addWidget(txtRequestInitiationDelay_, 0, 1);
-  grid->addWidget(HelpLabel(QStringLiteral(
-                      "Delay before each I/O request is serviced. Min=10 msec. Default=0.")),
-                  1, 0, 1, 2);
+  grid->addWidget(
+      Label(QStringLiteral("Delay before each I/O request is serviced. Min=10 msec. Default=0.")),
+      1, 0, 1, 2);
   grid->addWidget(Label(QStringLiteral("This setting is in-memory only."), "lblRIDStorageNotice"),
                   2, 0, 1, 2);
   grid->setColumnStretch(2, 1);
