@@ -11,7 +11,22 @@ namespace telmon {
 
 namespace {
 
-Decimal Constant(const char* text) { return *Decimal::Parse(QLatin1String(text)); }
+// The factors of the rules, read from their decimal text once.
+struct Factors {
+  Decimal flowDrift = Read("0.06");
+  Decimal drift = Read("0.05");
+  Decimal fixedDrift = Read("0.5");
+  Decimal flowRefGas = Read("0.55");
+  Decimal air = Read("20.9");
+  Decimal refGas = Read("0.9");
+  Decimal dailyDrift = Read("0.001");
+  static Decimal Read(const char* text) { return *Decimal::Parse(QLatin1String(text)); }
+};
+
+const Factors& Factor() {
+  static const Factors factors;
+  return factors;
+}
 
 [[noreturn]] void ThrowOverflow() { throw TelmonError(ErrorNumber::Overflow, "Overflow"); }
 
@@ -178,15 +193,15 @@ std::optional<Decimal> CalHdrDriftLimit(const QString& name, const std::optional
     return std::nullopt;
   }
   if (Has(name, "FLOW", Qt::CaseInsensitive)) {
-    return Checked(*span * Constant("0.06"));
+    return Checked(*span * Factor().flowDrift);
   }
   if (Has(name, "SO2") || !Has(name, "O2")) {
-    const Decimal limit = Checked(*span * Constant("0.05"));
+    const Decimal limit = Checked(*span * Factor().drift);
     const bool floored = withFloor && (Has(name, "NOx", Qt::CaseInsensitive) ||
                                        Has(name, "SO2", Qt::CaseInsensitive));
     return floored && limit < Decimal(5) ? Decimal(5) : limit;
   }
-  return Constant("0.5");  // oxygen and CO2 channels
+  return Factor().fixedDrift;  // oxygen and CO2 channels
 }
 
 std::optional<Decimal> CalHdrSpanRefGas(const QString& name, const std::optional<Decimal>& span) {
@@ -194,12 +209,12 @@ std::optional<Decimal> CalHdrSpanRefGas(const QString& name, const std::optional
     return std::nullopt;
   }
   if (Has(name, "FLOW", Qt::CaseInsensitive)) {
-    return Checked(*span * Constant("0.55"));
+    return Checked(*span * Factor().flowRefGas);
   }
   if (Has(name, "O2") && !Has(name, "SO2") && !Has(name, "CO2")) {
-    return Constant("20.9");  // air
+    return Factor().air;  // air
   }
-  return Checked(*span * Constant("0.9"));
+  return Checked(*span * Factor().refGas);
 }
 
 Decimal CalHdrZeroAverage(const std::optional<Decimal>& span, std::int32_t day) {
@@ -207,7 +222,7 @@ Decimal CalHdrZeroAverage(const std::optional<Decimal>& span, std::int32_t day) 
     return {};
   }
   const Decimal days(static_cast<std::int64_t>(day) + 1);
-  return Checked(Checked(*span * Constant("-0.001")) * days);
+  return Checked(Checked(*span * -Factor().dailyDrift) * days);
 }
 
 std::optional<Decimal> CalHdrSpanAverage(const QString& name, const std::optional<Decimal>& span,
@@ -217,7 +232,7 @@ std::optional<Decimal> CalHdrSpanAverage(const QString& name, const std::optiona
     return refGas;
   }
   const Decimal days(static_cast<std::int64_t>(day) + 1);
-  return Checked(*refGas + Checked(Checked(*span * Constant("0.001")) * days));
+  return Checked(*refGas + Checked(Checked(*span * Factor().dailyDrift) * days));
 }
 
 QDateTime CalHdrInjectionTime(const QDateTime& todayMidnight, std::int32_t day,
