@@ -6,6 +6,7 @@
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
 #include "tools/ui/CalHdrFrame.h"
+#include "tools/ui/IOSSettingsPage.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -45,6 +46,9 @@ void ScreenshotTour::Shoot() {
     Save(&window_, QStringLiteral("%1-%2").arg(i + 1).arg(name));
     if (calHdr != nullptr && calHdr->isVisible()) {
       Save(calHdr, QStringLiteral("cal-hdr-frame"));
+    }
+    if (window_.SettingsPage() != nullptr && window_.SettingsPage()->isVisible()) {
+      Save(window_.SettingsPage(), QStringLiteral("ios-settings-page"));
     }
   }
   tabs.SelectTab(0);

@@ -123,9 +123,9 @@ QWidget* IOSSettingsPage::BuildRIDFrame() {
   grid->addWidget(txtRequestInitiationDelay_, 0, 1);
   grid->addWidget(
       Label(QStringLiteral("Delay before each I/O request is serviced. Min=10 msec. Default=0.")),
-      1, 0, 1, 2);
+      1, 0, 1, 3);
   grid->addWidget(Label(QStringLiteral("This setting is in-memory only."), "lblRIDStorageNotice"),
-                  2, 0, 1, 2);
+                  2, 0, 1, 3);
   grid->setColumnStretch(2, 1);
   return frame;
 }
