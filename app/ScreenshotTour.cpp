@@ -5,6 +5,8 @@
 #include "app/frmMain.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
+#include "tools/ui/CalHdrFrame.h"
+#include "tools/ui/IOSSettingsPage.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/KeyedListModel.h"
 #include "watches/ChannelValueWriter.h"
@@ -50,11 +52,21 @@ void ScreenshotTour::Shoot() {
   QDir().mkpath(folder_);
   TabFrames& tabs = window_.Tabs();
   window_.UpdateChannels();
+  CalHdrFrame* calHdr = window_.CalHdr();
+  if (calHdr != nullptr) {
+    calHdr->LoadList();  // the cal HDR frame as the operator sees it after "Load List"
+  }
   for (int i = 0; i < tabs.tabstripTELM()->count(); ++i) {
     tabs.SelectTab(i);
     QString name = tabs.tabstripTELM()->tabText(i).toLower();
     name.replace(QRegularExpression(QStringLiteral("[^a-z0-9]+")), QStringLiteral("-"));
     Save(&window_, QStringLiteral("%1-%2").arg(i + 1).arg(name));
+    if (calHdr != nullptr && calHdr->isVisible()) {
+      Save(calHdr, QStringLiteral("cal-hdr-frame"));
+    }
+    if (window_.SettingsPage() != nullptr && window_.SettingsPage()->isVisible()) {
+      Save(window_.SettingsPage(), QStringLiteral("ios-settings-page"));
+    }
   }
   tabs.SelectTab(0);
   if (!qEnvironmentVariableIsEmpty("TELMON_SCREENSHOT_SCREEN") && window_.screen() != nullptr) {

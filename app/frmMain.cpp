@@ -17,6 +17,7 @@
 #include "platform/Prompter.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "platform/ui/WindowUtilitiesUi.h"
+#include "tools/ui/IOSSettingsPage.h"
 #include "util/Clock.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
@@ -282,8 +283,11 @@ void frmMain::OnBlockUpdate(xml::XmlElement event) { blocks_->UpdateOneItemInLsv
 void frmMain::OnChannelConfigFullUpdate() { configs_->ClearAllConfigInfo(); }
 void frmMain::OnChannelConfigUpdate(xml::XmlElement event) { configs_->UpdateConfigInfo(event); }
 void frmMain::OnChannelConfigBurstEnd() { channels_->UpdateLsvWithChannelConfigInfo(); }
-// The settings page that shows these is not part of this version; the event is accepted.
-void frmMain::OnIOSSettingsUpdate(xml::XmlElement /*event*/) {}
+void frmMain::OnIOSSettingsUpdate(xml::XmlElement event) {
+  if (settingsPage_ != nullptr) {
+    settingsPage_->OnIOSSettingsUpdate(event);
+  }
+}
 void frmMain::OnMessageEvent(std::int32_t msgType, const QString& text) {
   logModel_->AddMsg(msgType, text);
 }

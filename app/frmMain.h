@@ -26,6 +26,7 @@ namespace telmon {
 class BlockListviewManager;
 class BulkWritesPage;
 class ChangeValueDialogs;
+class CalHdrFrame;
 class ChannelValueWriter;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
@@ -37,6 +38,7 @@ class frmProblems;
 class H5DBIL;
 class IClock;
 class IOSSelectedDahs;
+class IOSSettingsPage;
 class IosConnection;
 class KeyedListModel;
 class MessageFileLog;
@@ -112,6 +114,8 @@ class frmMain : public QMainWindow,
   Prompter& OperatorPrompter() const { return services_.prompter; }
   WatchOperations* Watches() const { return watchOps_.get(); }
   QtWatchDialogs* WatchDialogs() const { return watchDialogs_.get(); }
+  IOSSettingsPage* SettingsPage() const { return settingsPage_; }
+  CalHdrFrame* CalHdr() const { return calHdr_; }
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
   ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
@@ -205,6 +209,8 @@ class frmMain : public QMainWindow,
   ChannelsPage* channelsPage_ = nullptr;
   std::unique_ptr<QtWatchDialogs> watchDialogs_;
   std::unique_ptr<WatchOperations> watchOps_;
+  IOSSettingsPage* settingsPage_ = nullptr;
+  CalHdrFrame* calHdr_ = nullptr;
 
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;

@@ -14,6 +14,8 @@
 #include "messages/frmProblems.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
+#include "tools/ui/CalHdrFrame.h"
+#include "tools/ui/IOSSettingsPage.h"
 #include "util/Clock.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
@@ -298,6 +300,11 @@ void frmMain::SetupChannelManager() {
 void frmMain::AddRemainingPages() {
   bulkWritesPage_ = new BulkWritesPage({*configs_, *valueWriter_, *edit_, *this, services_.prompter,
                                         QString::fromLatin1(ProgramTitle)});
+  calHdr_ = new CalHdrFrame(*configs_,
+                            {*edit_, *valueWriter_, *this, services_.prompter, services_.clock,
+                             QString::fromLatin1(ProgramTitle)},
+                            bulkWritesPage_);
+  bulkWritesPage_->AddFrame(calHdr_);
   tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
   tabs_->AddPage(
       QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
@@ -305,9 +312,8 @@ void frmMain::AddRemainingPages() {
   tabs_->AddPage(QStringLiteral("I/O Audits (IOS5 only)"), QString(),
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));
-  tabs_->AddPage(QStringLiteral("IOS Settings"), QString(),
-                 NotePage(QStringLiteral("The I/O server settings page is not available in this "
-                                         "version.")));
+  settingsPage_ = new IOSSettingsPage(*this, *this);
+  tabs_->AddPage(QStringLiteral("IOS Settings"), QString(), settingsPage_);
 }
 
 void frmMain::Finalize(SplashForm* /*splash*/) {

@@ -1,5 +1,7 @@
 #include "iossim/DemoSitePlant.h"
 
+#include <QStringList>
+
 #include <array>
 
 namespace telmon::iossim {
@@ -39,6 +41,21 @@ constexpr std::array<const char*, 10> CalKeywords{{
 }};
 constexpr int CalDays = 3;
 
+// Every keyword the cal HDR write fills, for the controller that keeps the long address form.
+constexpr std::array<const char*, 25> CalValueKeywords{{
+    "ZEROFAILLOW60",    "ZEROFAILHIGH60",   "SPANFAILLOW60",    "SPANFAILHIGH60",
+    "FAILOOC60",        "FAIL5DAYOOC60",    "ZEROFAILLOW75",    "ZEROFAILHIGH75",
+    "SPANFAILLOW75",    "SPANFAILHIGH75",   "MANUAL",           "FAILDAYSCOUNT60",
+    "ZEROREFGAS",       "ONLINE",           "INSTSPAN60",       "INSTSPAN75",
+    "DRIFTLIMIT60",     "ZERODRIFTLIMIT60", "SPANDRIFTLIMIT60", "DRIFTLIMIT75",
+    "ZERODRIFTLIMIT75", "SPANDRIFTLIMIT75", "SPANREFGAS",       "ZEROAVG",
+    "SPANAVG",
+}};
+constexpr std::array<const char*, 4> CalStages{
+    {"ZEROINJECTIONSTART", "ZEROINJECTIONEND", "SPANINJECTIONSTART", "SPANINJECTIONEND"}};
+constexpr std::array<const char*, 7> CalTimeParts{
+    {"YEAR", "MONTH", "DAY", "HOUR", "MINUTE", "YYYYMMDD", "HHMMSS"}};
+
 // Builds one DAHS's plant; IDs are offset per DAHS so that the two units never look alike.
 class UnitBuilder {
  public:
@@ -58,6 +75,8 @@ class UnitBuilder {
   void MeasuredChannels();
   void ModeCodeChannels();
   void CalHistoryChannels();
+  void CemsInfoCalChannels();
+  void CemsInfoCalAnalyzer(const char* name, const char* tag, int days);
   void ForceableChannels();
   void ModeCodeEdgeChannels();
   void AddDevice(int n, const char* name, const char* driver, const char* plcType,
@@ -82,6 +101,7 @@ SimConfig UnitBuilder::Build() {
   CalHistoryChannels();
   ForceableChannels();
   ModeCodeEdgeChannels();
+  CemsInfoCalChannels();
   return config_;
 }
 
@@ -269,6 +289,40 @@ void UnitBuilder::CalHistoryChannels() {
                        .arg(QLatin1String(keyword)),
                    ChannelKind::CalHdr, 0, QString());
       }
+    }
+  }
+}
+
+// Controller B keeps its calibration history in the long form, with every keyword: the low
+// ranges and the flow monitor, and one channel whose day number lost its closing bracket.
+void UnitBuilder::CemsInfoCalChannels() {
+  CemsInfoCalAnalyzer("NOx/L", "NOXL", 2);
+  CemsInfoCalAnalyzer("CO/L", "COL", 2);
+  CemsInfoCalAnalyzer("Flow", "FLOW", 1);
+  AddChannel(QStringLiteral("Stack NOx/L Cal Day 1 ZEROAVG (bad address)"), 3, 8,
+             QStringLiteral("CemsInfoHistoryCal.%1.NOXL.Days[1.ZEROAVG").arg(unit_),
+             ChannelKind::CalHdr, 0, QString());
+}
+
+void UnitBuilder::CemsInfoCalAnalyzer(const char* name, const char* tag, int days) {
+  QStringList keywords;
+  for (const char* keyword : CalValueKeywords) keywords << QLatin1String(keyword);
+  for (std::size_t i = 0; i < 5; ++i) {
+    keywords << QLatin1String(CalTimeParts[i]);  // "YEAR" to "MINUTE" alone
+  }
+  for (const char* stage : CalStages) {
+    for (const char* part : CalTimeParts) keywords << QLatin1String(stage) + QLatin1String(part);
+  }
+  for (int day = 0; day < days; ++day) {
+    for (const QString& keyword : keywords) {
+      AddChannel(
+          QStringLiteral("Stack %1 Cal Day %2 %3").arg(QLatin1String(name)).arg(day).arg(keyword),
+          3, 8,
+          QStringLiteral("CemsInfoHistoryCal.%1.%2.Days[%3].%4")
+              .arg(unit_, QLatin1String(tag))
+              .arg(day)
+              .arg(keyword),
+          ChannelKind::CalHdr, 0, QString());
     }
   }
 }

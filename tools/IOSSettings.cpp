@@ -1,0 +1,143 @@
+#include "tools/IOSSettings.h"
+
+#include "ioslink/ICommandSender.h"
+#include "util/ErrorInfo.h"
+#include "util/IRaiseMsg.h"
+#include "util/TextConversionFunctions.h"
+
+#include <limits>
+
+namespace telmon {
+
+namespace {
+
+[[noreturn]] void ThrowOverflow() { throw TelmonError(ErrorNumber::Overflow, "Overflow"); }
+
+// The integer value of a numeric box, or empty for text that is not a number.
+std::optional<std::int64_t> BoxInteger(const QString& text) {
+  if (!IsNumeric(text)) {
+    return std::nullopt;
+  }
+  const auto value = ToInt32(text);
+  if (!value) {
+    ThrowOverflow();
+  }
+  return *value;
+}
+
+std::int32_t Fit(std::int64_t value) {
+  if (value > std::numeric_limits<std::int32_t>::max()) {
+    ThrowOverflow();
+  }
+  return static_cast<std::int32_t>(value);
+}
+
+}  // namespace
+
+QString IOSSettingsCommands::SetURP(std::int64_t value) {
+  return QStringLiteral(R"(<Command action="SetURP" value="%1"/>)").arg(value);
+}
+
+QString IOSSettingsCommands::SetRID(std::int64_t value) {
+  return QStringLiteral(R"(<Command action="SetRID" value="%1"/>)").arg(value);
+}
+
+QString LogLevelDisplayText(const QString& level) {
+  if (level == QLatin1String("-1")) return QStringLiteral("-1 - None");
+  if (level == QLatin1String("0")) return QStringLiteral("0 - Normal");
+  if (level == QLatin1String("1")) return QStringLiteral("1 - All (UserDB)");
+  if (level == QLatin1String("2")) return QStringLiteral("2 - All");
+  return level;
+}
+
+std::int32_t IncreasedURP(const QString& boxText) {
+  const auto n = BoxInteger(boxText);
+  if (!n) {
+    return 1;
+  }
+  return Fit(*n > 0 ? *n + 1 : *n);
+}
+
+std::int32_t DecreasedURP(const QString& boxText) {
+  const auto n = BoxInteger(boxText);
+  if (!n) {
+    return 1;
+  }
+  return Fit(*n > 1 ? *n - 1 : *n);
+}
+
+template <typename Action>
+void IOSSettingsLogic::Trap(const char* code, Action&& action) {
+  try {
+    action();
+  } catch (...) {
+    const ErrorInfo error = CurrentErrorInfo();
+    sink_.RaiseMsg(MsgType::Error, QStringLiteral("%1: Error %2, %3")
+                                       .arg(QLatin1String(code))
+                                       .arg(error.number)
+                                       .arg(error.description));
+  }
+}
+
+void IOSSettingsLogic::Send(const char* code, const char* command) {
+  Trap(code, [&] { sender_.SendCommand(QLatin1String(command)); });
+}
+
+void IOSSettingsLogic::OnRefreshSettings() { Send("TELM-0014", IOSSettingsCommands::GetSettings); }
+
+void IOSSettingsLogic::OnSettingsEvent(xml::XmlElement event) {
+  Trap("TELM-0015", [&] { ApplySettings(event); });
+}
+
+void IOSSettingsLogic::ApplySettings(xml::XmlElement event) {
+  view_.SetLogLevelText(LogLevelDisplayText(xml::GetAttributeText(event, "LogLevel")));
+  if (xml::HasAttribute(event, "IsLogActive")) {
+    const auto active = ToBoolean(xml::GetAttributeText(event, "IsLogActive"));
+    if (!active) {
+      throw TelmonError::TypeMismatch();
+    }
+    view_.SetLogIsActiveText(*active ? QStringLiteral("YES") : QStringLiteral("NO"));
+  }
+  if (const QString urp = xml::GetAttributeText(event, "URP"); !urp.isEmpty()) {
+    view_.SetURPText(urp);
+  }
+  // A new box text is a change like a keystroke: the value goes back to the server.
+  if (const QString rid = xml::GetAttributeText(event, "RID"); !rid.isEmpty()) {
+    view_.SetRIDText(rid);
+  }
+}
+
+void IOSSettingsLogic::OnSetLogLevelNone() { Send("TELM-0016", IOSSettingsCommands::LogLevelNone); }
+
+void IOSSettingsLogic::OnSetLogLevelAll() { Send("TELM-0017", IOSSettingsCommands::LogLevelAll); }
+
+void IOSSettingsLogic::OnSetLogLevelNormal() {
+  Send("TELM-0018", IOSSettingsCommands::LogLevelNormal);
+}
+
+void IOSSettingsLogic::OnStartStopRestartLog() { Send("TELM-0019", IOSSettingsCommands::ResetLog); }
+
+void IOSSettingsLogic::OnIncreaseURP() {
+  Trap("TELM-0020", [&] { SendURP(IncreasedURP(view_.URPText())); });
+}
+
+void IOSSettingsLogic::OnDecreaseURP() {
+  Trap("TELM-0021", [&] { SendURP(DecreasedURP(view_.URPText())); });
+}
+
+void IOSSettingsLogic::SendURP(std::int32_t value) {
+  Trap("TELM-0022", [&] {
+    sender_.SendCommand(IOSSettingsCommands::SetURP(value));
+    view_.ShowURPStorageNotice();
+  });
+}
+
+void IOSSettingsLogic::OnRIDTextChanged(const QString& text) {
+  Trap("TELM-0023", [&] {
+    if (const auto rid = BoxInteger(text)) {
+      sender_.SendCommand(IOSSettingsCommands::SetRID(*rid));
+    }
+  });
+}
+
+}  // namespace telmon
