@@ -7,6 +7,7 @@
 #include "app/frmMain.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ui/ChannelsPage.h"
+#include "watches/ChannelValueWriter.h"
 #include "watches/WatchOperations.h"
 #include "watches/ui/ChangeValueDialogs.h"
 #include "watches/ui/QtWatchDialogs.h"
