@@ -278,8 +278,13 @@ bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, 
     ok = InsertRows(*db, end - begin == RowsPerStatement ? full : rest, siteId, records, begin, end,
                     error);
   }
-  full.reset();
-  rest.reset();
+  for (const auto* statement : {&full, &rest}) {
+    if (*statement) {
+      (*statement)->finish();
+    }
+  }
+  // The statements are released after the transaction ends: an aborted PostgreSQL
+  // transaction refuses even their deallocation.
   if (!ok) {
     db->rollback();
     return false;
