@@ -7,6 +7,10 @@
 #include "platform/ui/CredentialsDialog.h"
 #include "tools/ui/CalHdrFrame.h"
 #include "tools/ui/IOSSettingsPage.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "watches/ChannelValueWriter.h"
+#include "watches/ui/frmChangeChanValue.h"
+#include "watches/ui/frmChangeChanValues.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -70,7 +74,34 @@ void ScreenshotTour::Shoot() {
   credentials.show();
   Save(&credentials, QStringLiteral("credentials"));
   credentials.close();
+  ShootValueDialogs();
   window_.CloseByProgram();
+}
+
+void ScreenshotTour::ShootValueDialogs() {
+  if (window_.ValueWriter() == nullptr) {
+    return;
+  }
+  // A wave channel shows every control of the one-channel dialog enabled.
+  std::int32_t waveChannel = 0;
+  for (const auto& record : window_.ChannelConfigs().NewEnum()) {
+    if (record->DataSource == QStringLiteral("TriangleWave")) {
+      waveChannel = record->Key.chopped(1).toInt();
+      break;
+    }
+  }
+  const ChangeValueServices services{window_.ChannelConfigs(), *window_.ValueWriter(), window_,
+                                     window_.Prompts(), QStringLiteral("Telmon")};
+  frmChangeChanValue one(services, &window_);
+  one.SetChannelID(waveChannel);
+  one.show();
+  Save(&one, QStringLiteral("change-channel-value"));
+  one.close();
+  frmChangeChanValues several(services, &window_);
+  several.SetChannelIDList(QStringLiteral("\t1001\t1002"));
+  several.show();
+  Save(&several, QStringLiteral("change-channel-values"));
+  several.close();
 }
 
 }  // namespace telmon

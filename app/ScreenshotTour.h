@@ -19,6 +19,7 @@ class ScreenshotTour : public QObject {
 
  private:
   void Shoot();
+  void ShootValueDialogs();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

@@ -26,6 +26,7 @@
 #include "views/QueueListviewManager.h"
 #include "views/ui/ChannelsPage.h"
 #include "watches/ChannelValueWriter.h"
+#include "watches/ui/ChangeValueDialogs.h"
 
 #include <QAction>
 #include <QApplication>

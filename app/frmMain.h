@@ -23,6 +23,8 @@ class QTimer;
 namespace telmon {
 
 class BlockListviewManager;
+class BulkWritesPage;
+class ChangeValueDialogs;
 class CalHdrFrame;
 class ChannelValueWriter;
 class ChannelConfigInfoManager;
@@ -109,6 +111,9 @@ class frmMain : public QMainWindow,
   IOSSettingsPage* SettingsPage() const { return settingsPage_; }
   CalHdrFrame* CalHdr() const { return calHdr_; }
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
+  ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
+  BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
+  Prompter& Prompts() { return services_.prompter; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -172,6 +177,9 @@ class frmMain : public QMainWindow,
   std::unique_ptr<IOSSelectedDahs> settings_;
   H5DBIL* dbil_ = nullptr;
   std::unique_ptr<ChannelValueWriter> valueWriter_;
+  // The value dialogs the change-value operation opens.
+  std::unique_ptr<ChangeValueDialogs> changeValueDialogs_;
+  BulkWritesPage* bulkWritesPage_ = nullptr;
   std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
   EditModeController* edit_ = nullptr;
   KeyedListModel* devicesModel_ = nullptr;

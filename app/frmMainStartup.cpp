@@ -28,6 +28,8 @@
 #include "views/ui/DevicesPage.h"
 #include "views/ui/QueuesPage.h"
 #include "watches/ChannelValueWriter.h"
+#include "watches/ui/BulkWritesPage.h"
+#include "watches/ui/ChangeValueDialogs.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -283,15 +285,16 @@ void frmMain::SetupChannelManager() {
 }
 
 void frmMain::AddRemainingPages() {
-  QWidget* bulkWrites =
-      NotePage(QStringLiteral("Bulk mode-code writes are not available in this version."));
-  calHdr_ = new CalHdrFrame(*configs_,
-                            {*edit_, *valueWriter_, *this, services_.prompter, services_.clock,
-                             QString::fromLatin1(ProgramTitle)},
-                            bulkWrites);
-  bulkWrites->layout()->addWidget(calHdr_);
-  qobject_cast<QVBoxLayout*>(bulkWrites->layout())->addStretch();
-  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWrites);
+  bulkWritesPage_ = new BulkWritesPage({*configs_, *valueWriter_, *edit_, *this, services_.prompter,
+                                        QString::fromLatin1(ProgramTitle)});
+  calHdr_ = new CalHdrFrame(*configs_, {*edit_, *valueWriter_, *this, services_.prompter,
+                                        services_.clock, QString::fromLatin1(ProgramTitle)});
+  bulkWritesPage_->AddFrame(calHdr_);
+  tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
+  changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
+      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter,
+                          QString::fromLatin1(ProgramTitle)},
+      this);
   tabs_->AddPage(
       QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
       NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));

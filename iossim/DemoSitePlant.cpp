@@ -78,6 +78,7 @@ class UnitBuilder {
   void CemsInfoCalChannels();
   void CemsInfoCalAnalyzer(const char* name, const char* tag, int days);
   void ForceableChannels();
+  void ModeCodeEdgeChannels();
   void AddDevice(int n, const char* name, const char* driver, const char* plcType,
                  const QString& connection, const char* port, int watchdog);
   void AddBlock(int n, int device, const char* queue, const QString& name, const char* type,
@@ -99,6 +100,7 @@ SimConfig UnitBuilder::Build() {
   ModeCodeChannels();
   CalHistoryChannels();
   ForceableChannels();
+  ModeCodeEdgeChannels();
   CemsInfoCalChannels();
   return config_;
 }
@@ -341,6 +343,26 @@ void UnitBuilder::ForceableChannels() {
     c.oscillationMin = QStringLiteral("0");
     c.oscillationMax = QString::number(100 * i);
     c.oscillationPeriod = QString::number(30 * i);
+  }
+}
+
+// Added last so that the IDs of the channels above stay as they are. They show the edges of the
+// bulk mode-code writes' channel choice: a lower-case register suffix (included, since the
+// suffix is compared upper-cased) and the exact-case "O2" word ("so2 conc" is no analyzer
+// channel, "SO2 conc" is one and gets 11, an O2 channel gets 12).
+void UnitBuilder::ModeCodeEdgeChannels() {
+  struct Mc {
+    const char* name;
+    const char* address;
+  };
+  static constexpr std::array<Mc, 3> Edges{{
+      {"so2 conc mc60", "mode.%1.so2conc.mc60"},
+      {"SO2 conc MC75", "MODE.%1.SO2CONC.MC75"},
+      {"O2 dry mc60", "mode.%1.o2dry.mc60"},
+  }};
+  for (const Mc& mc : Edges) {
+    AddChannel(QLatin1String(mc.name), 2, 5, QString::fromLatin1(mc.address).arg(unit_.toLower()),
+               ChannelKind::ModeCode, 99, QString());
   }
 }
 

@@ -11,6 +11,7 @@
 #include <QSqlQuery>
 #include <QStringList>
 
+#include <algorithm>
 #include <map>
 #include <utility>
 #include <vector>
@@ -211,6 +212,55 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   return values;
 }
 
+namespace {
+
+// Rows per INSERT statement when several records go together: one round trip carries many
+// records, and 6 placeholders a row stay far below every driver's parameter limit.
+constexpr std::size_t RowsPerStatement = 100;
+
+QString InsertSql(std::size_t rows) {
+  QString sql = QStringLiteral(
+      "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
+      " VALUES ");
+  for (std::size_t i = 0; i < rows; ++i) {
+    sql += i == 0 ? QStringLiteral("(?, ?, ?, ?, ?, ?)") : QStringLiteral(", (?, ?, ?, ?, ?, ?)");
+  }
+  return sql;
+}
+
+// An empty text is stored as such, never as NULL.
+QString NotNull(const QString& value) { return value.isNull() ? QStringLiteral("") : value; }
+
+// Inserts records [begin, end) with one statement; the statement is prepared on first use.
+bool InsertRows(QSqlDatabase& db, std::unique_ptr<QSqlQuery>& statement, const QString& siteId,
+                const std::vector<MessageRecord>& records, std::size_t begin, std::size_t end,
+                QString* error) {
+  if (!statement) {
+    statement = std::make_unique<QSqlQuery>(db);
+    if (!statement->prepare(InsertSql(end - begin))) {
+      *error = SqlErrorText(statement->lastError());
+      return false;
+    }
+  }
+  const QDateTime now = QDateTime::currentDateTime();
+  int p = 0;
+  for (std::size_t i = begin; i < end; ++i) {
+    statement->bindValue(p++, NotNull(siteId));
+    statement->bindValue(p++, NotNull(records[i].commandText));
+    statement->bindValue(p++, NotNull(records[i].extra1));
+    statement->bindValue(p++, NotNull(records[i].extra2));
+    statement->bindValue(p++, NotNull(records[i].callerCode));
+    statement->bindValue(p++, now);
+  }
+  if (!statement->exec()) {
+    *error = SqlErrorText(statement->lastError());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, QString* error) {
   QSqlDatabase* db = link.connection->Database(error);
   if (db == nullptr) {
@@ -220,30 +270,20 @@ bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, 
     *error = SqlErrorText(db->lastError());
     return false;
   }
-  QSqlQuery insert(*db);
-  bool ok = insert.prepare(QStringLiteral(
-      "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
-      " VALUES (?, ?, ?, ?, ?, ?)"));
-  // An empty text is stored as such, never as NULL.
-  const auto text = [](const QString& value) {
-    return value.isNull() ? QStringLiteral("") : value;
-  };
-  for (auto record = records.begin(); ok && record != records.end(); ++record) {
-    insert.bindValue(0, text(siteId));
-    insert.bindValue(1, text(record->commandText));
-    insert.bindValue(2, text(record->extra1));
-    insert.bindValue(3, text(record->extra2));
-    insert.bindValue(4, text(record->callerCode));
-    insert.bindValue(5, QDateTime::currentDateTime());
-    ok = insert.exec();
+  std::unique_ptr<QSqlQuery> full;  // RowsPerStatement rows
+  std::unique_ptr<QSqlQuery> rest;  // the remainder
+  bool ok = true;
+  for (std::size_t begin = 0; ok && begin < records.size(); begin += RowsPerStatement) {
+    const std::size_t end = std::min(records.size(), begin + RowsPerStatement);
+    ok = InsertRows(*db, end - begin == RowsPerStatement ? full : rest, siteId, records, begin, end,
+                    error);
   }
+  full.reset();
+  rest.reset();
   if (!ok) {
-    *error = SqlErrorText(insert.lastError());
-    insert.finish();
     db->rollback();
     return false;
   }
-  insert.finish();
   if (!db->commit()) {
     *error = SqlErrorText(db->lastError());
     db->rollback();

@@ -17,7 +17,7 @@ class H5DBIL;
 
 class ChannelValueWriter final : public IChannelValueWriter {
  public:
-  static constexpr std::size_t BatchSize = 1000;
+  static constexpr std::size_t BatchSize = 5000;
 
   ChannelValueWriter(H5DBIL& dbil, IRaiseMsg& sink);
 

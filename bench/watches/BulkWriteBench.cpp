@@ -1,0 +1,272 @@
+// The bulk mode-code write to 20,000 MC channels against a bare batch of the same inserts (one
+// prepared INSERT in one transaction), on an SQLite file and (when TELMON_TEST_PG is set) on
+// the PostgreSQL test server. Each benchmark runs ten writes; the resident memory before the
+// second and after the last shows whether repeats leave anything behind. The ratio of the two
+// rates is printed at the end.
+
+#include "ioslink/IosCommands.h"
+#include "platform/H5DBIL.h"
+#include "platform/Prompter.h"
+#include "platform/SiteSchema.h"
+#include "platform/SqlConnection.h"
+#include "util/IRaiseMsg.h"
+#include "util/UtilityXMLDOMFunctions.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/IEditGate.h"
+#include "watches/BulkModeCodeWrites.h"
+#include "watches/ChannelValueWriter.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QUuid>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+
+namespace {
+
+constexpr int Channels = 20000;
+constexpr int Repeats = 10;
+
+long ResidentKiB() {
+  QFile status(QStringLiteral("/proc/self/status"));
+  if (!status.open(QIODevice::ReadOnly)) {
+    return 0;
+  }
+  for (const QByteArray& line : status.readAll().split('\n')) {
+    if (line.startsWith("VmRSS:")) {
+      return line.mid(6).trimmed().split(' ').value(0).toLong();
+    }
+  }
+  return 0;
+}
+
+QString Server() {
+  return QStringLiteral("postgresql://%1@%2:%3/")
+      .arg(qEnvironmentVariable("PGUSER"), qEnvironmentVariable("PGHOST"),
+           qEnvironmentVariable("PGPORT"));
+}
+
+bool Admin(const QString& sql) {
+  telmon::SqlConnection admin(Server() + QStringLiteral("postgres"), telmon::OpenMode::ReadWrite);
+  QSqlDatabase* db = admin.Database(nullptr);
+  return db != nullptr && QSqlQuery(*db).exec(sql);
+}
+
+bool InitSchema(const QString& connection) {
+  telmon::SqlConnection link(connection, telmon::OpenMode::Create);
+  QSqlDatabase* db = link.Database(nullptr);
+  return db != nullptr && telmon::SiteSchema::Init(*db, nullptr);
+}
+
+void ClearCommands(const QString& connection) {
+  telmon::SqlConnection link(connection, telmon::OpenMode::ReadWrite);
+  QSqlDatabase* db = link.Database(nullptr);
+  if (db != nullptr) {
+    QSqlQuery(*db).exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
+  }
+}
+
+struct Sites {
+  QTemporaryDir dir;
+  QString sqlite;
+  QString postgresql;
+  QString pgName;
+  telmon::ChannelConfigInfoManager configs;
+
+  Sites() {
+    sqlite = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("bench.db"));
+    InitSchema(sqlite);
+    if (qEnvironmentVariableIsSet("TELMON_TEST_PG")) {
+      pgName = QStringLiteral("telmon_b_") + QUuid::createUuid().toString(QUuid::Id128).left(12);
+      if (Admin(QStringLiteral("CREATE DATABASE %1").arg(pgName))) {
+        postgresql = Server() + pgName;
+        InitSchema(postgresql);
+      }
+    }
+    QString events;
+    for (int id = 1; id <= Channels; ++id) {
+      events += QStringLiteral(R"(<Event eventtype="ChannelConfigUpdate" ID="%1" Name="Stack )"
+                               R"(NOx MC" DeviceID="1" Address="MODE.U1.M%1.MC60" />)")
+                    .arg(id);
+    }
+    const telmon::xml::XmlDocument doc = telmon::xml::ParseXmlFragment(nullptr, events);
+    for (telmon::xml::XmlElement e : telmon::xml::SelectNodes(doc, "//Event")) {
+      configs.UpdateConfigInfo(e);
+    }
+  }
+  ~Sites() {
+    if (!pgName.isEmpty()) {
+      Admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(pgName));
+    }
+  }
+};
+
+Sites* TheSites = nullptr;
+
+const QString& Connection(const benchmark::State& state) {
+  return state.range(0) == 0 ? TheSites->sqlite : TheSites->postgresql;
+}
+
+struct QuietSink final : telmon::IRaiseMsg {
+  int errors = 0;
+  void RaiseMsg(std::int32_t type, const QString&) override { errors += type == 4 ? 1 : 0; }
+};
+
+struct Editing final : telmon::IEditGate {
+  bool EditsAllowed() const override { return true; }
+  bool AskWhetherUserWantsToEnableEditing() override { return true; }
+};
+
+struct NoPrompts final : telmon::Prompter {
+  int asked = 0;
+  telmon::PromptAnswer Ask(const telmon::PromptQuestion&) override {
+    ++asked;
+    return telmon::PromptAnswer::Ok;
+  }
+  std::optional<QString> InputText(const QString&, const QString&, const QString&) override {
+    return std::nullopt;
+  }
+  std::optional<QString> SaveFileName(const telmon::FileDialogRequest&) override {
+    return std::nullopt;
+  }
+  std::optional<QString> OpenFileName(const telmon::FileDialogRequest&) override {
+    return std::nullopt;
+  }
+  std::optional<telmon::Credentials> AskCredentials(const QString&, const QString&) override {
+    return std::nullopt;
+  }
+  void Beep() override {}
+};
+
+// Memory is read after the first write (caches and connections are warm) and after the last.
+void Finish(benchmark::State& state, long afterFirst) {
+  state.SetItemsProcessed(state.iterations() * Channels);
+  const long last = ResidentKiB();
+  state.counters["rss_KiB"] = static_cast<double>(last);
+  state.counters["rss_growth_KiB"] = static_cast<double>(last - afterFirst);
+}
+
+// The least a program can do: the same records' texts, built beforehand, inserted by one
+// prepared statement in one transaction.
+void BM_BareBatchInsert(benchmark::State& state) {
+  const QString& connection = Connection(state);
+  if (connection.isEmpty()) {
+    state.SkipWithError("no PostgreSQL server (TELMON_TEST_PG unset)");
+    return;
+  }
+  QStringList texts;
+  for (int id = 1; id <= Channels; ++id) {
+    texts.append(telmon::IosCommands::WriteToChannel(id, telmon::Value(13)));
+  }
+  telmon::SqlConnection link(connection, telmon::OpenMode::ReadWrite);
+  QSqlDatabase* db = link.Database(nullptr);
+  long afterFirst = 0;
+  for (auto _ : state) {
+    db->transaction();
+    QSqlQuery insert(*db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO H5IOCOMMAND (siteid, commandtext, extra1, extra2, callercode, createdat)"
+        " VALUES (?, ?, ?, ?, ?, ?)"));
+    for (const QString& text : texts) {
+      insert.bindValue(0, QStringLiteral("S"));
+      insert.bindValue(1, text);
+      insert.bindValue(2, QStringLiteral(""));
+      insert.bindValue(3, QStringLiteral(""));
+      insert.bindValue(4, QStringLiteral("TELM-0075"));
+      insert.bindValue(5, QDateTime::currentDateTime());
+      if (!insert.exec()) {
+        state.SkipWithError("the bare insert failed");
+        return;
+      }
+    }
+    insert.finish();
+    db->commit();
+    state.PauseTiming();
+    ClearCommands(connection);
+    afterFirst = afterFirst == 0 ? ResidentKiB() : afterFirst;
+    state.ResumeTiming();
+  }
+  Finish(state, afterFirst);
+}
+
+// The "MC 13" button of the Bulk Writes page: the channel choice, the records' texts and the
+// grouped writes with their per-record results.
+void BM_BulkModeCodeWrite(benchmark::State& state) {
+  const QString& connection = Connection(state);
+  if (connection.isEmpty()) {
+    state.SkipWithError("no PostgreSQL server (TELMON_TEST_PG unset)");
+    return;
+  }
+  telmon::H5DBIL dbil;
+  dbil.SetSiteID(QStringLiteral("S"), QString(), {connection, {}, {}, {}, connection});
+  QuietSink sink;
+  telmon::ChannelValueWriter writer(dbil, sink);
+  Editing gate;
+  NoPrompts prompter;
+  telmon::BulkModeCodeWrites page({TheSites->configs, writer, gate, sink, prompter, {}});
+  long afterFirst = 0;
+  for (auto _ : state) {
+    page.cmdWrite13ToAllMCChannels();
+    state.PauseTiming();
+    ClearCommands(connection);
+    afterFirst = afterFirst == 0 ? ResidentKiB() : afterFirst;
+    state.ResumeTiming();
+  }
+  if (sink.errors != 0 || prompter.asked != 0) {
+    state.SkipWithError("the bulk write reported failures");
+    return;
+  }
+  Finish(state, afterFirst);
+}
+
+void Backends(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"pg"})->Arg(0)->Arg(1)->Iterations(Repeats)->UseRealTime()->Unit(
+      benchmark::kMillisecond);
+}
+
+BENCHMARK(BM_BareBatchInsert)->Apply(Backends);
+BENCHMARK(BM_BulkModeCodeWrite)->Apply(Backends);
+
+// Prints each run as usual and keeps its rate, for the ratios at the end.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      const auto rate = run.counters.find("items_per_second");
+      if (!run.error_occurred && rate != run.counters.end()) {
+        rates[run.benchmark_name()] = rate->second.value;
+      }
+    }
+  }
+  std::map<std::string, double> rates;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  Sites sites;
+  TheSites = &sites;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  for (const char* backend : {"pg:0", "pg:1"}) {
+    const std::string suffix = std::string("/") + backend + "/iterations:10/real_time";
+    const auto bare = reporter.rates.find("BM_BareBatchInsert" + suffix);
+    const auto bulk = reporter.rates.find("BM_BulkModeCodeWrite" + suffix);
+    if (bare != reporter.rates.end() && bulk != reporter.rates.end() && bare->second > 0) {
+      std::printf("%s: bulk write %.0f records/s, bare batch %.0f records/s, ratio %.2f\n",
+                  backend[3] == '0' ? "SQLite" : "PostgreSQL", bulk->second, bare->second,
+                  bulk->second / bare->second);
+    }
+  }
+  benchmark::Shutdown();
+  TheSites = nullptr;
+  return 0;
+}
