@@ -227,7 +227,7 @@ Decimal CalHdrZeroAverage(const std::optional<Decimal>& span, std::int32_t day) 
 
 std::optional<Decimal> CalHdrSpanAverage(const QString& name, const std::optional<Decimal>& span,
                                          std::int32_t day) {
-  const std::optional<Decimal> refGas = CalHdrSpanRefGas(name, span);
+  std::optional<Decimal> refGas = CalHdrSpanRefGas(name, span);
   if (!refGas || !span || day < 0) {
     return refGas;
   }

@@ -81,16 +81,6 @@ TEST_F(CalHdrFrameTest, LoadListThenWriteFillsTheChannels) {
   EXPECT_EQ(sink_.Texts(), QStringList{"Wrote data to 6 cal HDR channels [TELM-0064]"});
 }
 
-TEST_F(CalHdrFrameTest, LoadListClearsWhatWasTypedBefore) {
-  for (std::size_t i = 0; i < CalHdrRowCount; ++i) {
-    frame_.PrefixBox(i)->setText(QStringLiteral("typed"));
-    frame_.SpanBox(i)->setText(QStringLiteral("7"));
-  }
-  frame_.LoadList();
-  EXPECT_EQ(frame_.PrefixBox(3)->text(), QString());
-  EXPECT_EQ(frame_.SpanBox(15)->text(), QString());
-}
-
 TEST_F(CalHdrFrameTest, CaptionsAndToolTips) {
   EXPECT_EQ(frame_.objectName(), "fraCalHDR");
   EXPECT_EQ(frame_.findChild<QLabel*>("lblCalHDRFrameTitle")->text(), "Populate Cal HDR Channels");
