@@ -282,6 +282,12 @@ QString GetAttributeText(XmlElement element, const char* name) {
   if (attr == nullptr) {
     return {};
   }
+  // Nearly every value is one text node, read in place; the list pages read a dozen or more
+  // attributes of every event, so the copy the general path makes shows.
+  const xmlNode* only = attr->children;
+  if (only != nullptr && only->next == nullptr && only->type == XML_TEXT_NODE) {
+    return FromXmlChars(only->content);
+  }
   return NodeStringValue(reinterpret_cast<const xmlNode*>(attr));
 }
 

@@ -29,6 +29,7 @@ void ChannelListviewManager::Setup(const ChannelPageServices& services, KeyedLis
   services_ = services;
   lsv_ = &lsv;
   iconIndex_ = smallIconIndex;
+  texts_.Clear();  // the formats may have changed
   InitializeLsv();
 }
 
@@ -78,9 +79,11 @@ void ChannelListviewManager::UpdateLsv(const CurrentValues& values) {
       if (row == nullptr) {
         continue;  // a server-wide point, or a row removed since the read
       }
-      lsv_->SetSubItem(row, ColValue, ValueText(item));
-      lsv_->SetSubItem(row, ColTStamp, DefaultDateTimeText(item.timestamp, services_.formats));
+      const ChannelValueTexts::Texts& texts = texts_.For(item, services_.formats);
+      lsv_->SetSubItem(row, ColValue, texts.value);
+      lsv_->SetSubItem(row, ColTStamp, texts.stamp);
     }
+    texts_.EndOfRead(values.size());
   } catch (...) {
     Report("TELM-0052");
   }

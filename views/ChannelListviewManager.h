@@ -9,6 +9,7 @@
 #include "util/IRaiseMsg.h"
 #include "util/UtilityFunctions.h"
 #include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelValueTexts.h"
 #include "views/KeyedListModel.h"
 
 #include <QString>
@@ -82,6 +83,7 @@ class ChannelListviewManager {
   ChannelPageServices services_;
   KeyedListModel* lsv_ = nullptr;
   int iconIndex_ = -1;
+  ChannelValueTexts texts_;
 };
 
 }  // namespace telmon

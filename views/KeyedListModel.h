@@ -15,6 +15,7 @@
 #include "util/ColorRef.h"
 
 #include <QAbstractTableModel>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QPalette>
 #include <QString>
@@ -128,9 +129,12 @@ class KeyedListModel : public QAbstractTableModel {
    private:
     KeyedListModel& model_;
   };
-  // With coalescing on, changes made outside a batch are gathered until control returns to
-  // the event loop, so each socket arrival repaints once without the caller opening a batch.
-  void SetCoalescing(bool on) { coalescing_ = on; }
+  // With coalescing on, changes made outside a batch are gathered and announced together:
+  // when control returns to the event loop after a quiet spell, and then at most once every
+  // `intervalMs`. A shown list then repaints a few times a second however fast the IOS sends,
+  // instead of once per socket arrival; the rows themselves always hold the latest values.
+  static constexpr int DefaultCoalescingMs = 100;
+  void SetCoalescing(bool on, int intervalMs = DefaultCoalescingMs);
   // Announces everything a batch holds back, leaving the batch open.
   void Flush();
 
@@ -169,6 +173,8 @@ class KeyedListModel : public QAbstractTableModel {
   RowRef selected_ = nullptr;
   bool sorted_ = false;
   bool coalescing_ = false;
+  int coalescingMs_ = 0;
+  QElapsedTimer lastImplicitEnd_;
   bool implicitBatch_ = false;
   int batchDepth_ = 0;
   std::vector<RowRef> dirtyRows_;

@@ -3,6 +3,7 @@
 #include "views/KeyedListModelRow.h"
 
 #include <QMetaObject>
+#include <QTimer>
 
 #include <algorithm>
 #include <iterator>
@@ -12,6 +13,8 @@ namespace telmon {
 namespace {
 // Beyond this many separate runs of new rows, one reset is cheaper than the inserts.
 constexpr std::size_t kMaxInsertRuns = 32;
+// Beyond this many changed rows, one signal over their span is cheaper than one per run.
+constexpr std::size_t kMaxChangeSignals = 64;
 }  // namespace
 
 void KeyedListModel::BeginBatch() { ++batchDepth_; }
@@ -50,18 +53,30 @@ void KeyedListModel::Changed(RowRef row, int firstColumn, int lastColumn) {
   row->dirtyRight = std::max(row->dirtyRight, lastColumn);
 }
 
+void KeyedListModel::SetCoalescing(bool on, int intervalMs) {
+  coalescing_ = on;
+  coalescingMs_ = std::max(intervalMs, 0);
+}
+
 void KeyedListModel::OpenImplicitBatch() {
   if (!coalescing_ || implicitBatch_) {
     return;
   }
   implicitBatch_ = true;
   ++batchDepth_;
-  QMetaObject::invokeMethod(this, &KeyedListModel::CloseImplicitBatch, Qt::QueuedConnection);
+  const qint64 since = lastImplicitEnd_.isValid() ? lastImplicitEnd_.elapsed() : coalescingMs_;
+  const auto wait = static_cast<int>(std::clamp<qint64>(coalescingMs_ - since, 0, coalescingMs_));
+  if (wait == 0) {
+    QMetaObject::invokeMethod(this, &KeyedListModel::CloseImplicitBatch, Qt::QueuedConnection);
+  } else {
+    QTimer::singleShot(wait, this, &KeyedListModel::CloseImplicitBatch);
+  }
 }
 
 void KeyedListModel::CloseImplicitBatch() {
   if (implicitBatch_) {
     implicitBatch_ = false;
+    lastImplicitEnd_.start();
     EndBatch();
   }
 }
@@ -84,6 +99,14 @@ void KeyedListModel::EmitDirty() {
   }
   if (rows.size() * 2 >= rows_.size()) {
     Q_EMIT dataChanged(index(0, left), index(rowCount() - 1, right));
+    return;
+  }
+  if (rows.size() > kMaxChangeSignals) {
+    // One signal over the changed span: a view looks each signal's rows up one by one, and
+    // repaints only the part of the span it shows anyway.
+    const auto [first, last] = std::minmax_element(
+        rows.begin(), rows.end(), [](RowRef a, RowRef b) { return a->position < b->position; });
+    Q_EMIT dataChanged(index((*first)->position, left), index((*last)->position, right));
     return;
   }
   EmitDirtyRuns(rows);

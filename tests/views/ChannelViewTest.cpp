@@ -195,6 +195,44 @@ TEST_F(ChannelPage, ValuesAndConfigurationRefresh) {
   EXPECT_TRUE(sink_.messages.empty());
 }
 
+// Texts are kept from tick to tick; each change of value, text or time stamp (the same instant
+// in another time spec included) shows, and a row added again is filled again.
+TEST_F(ChannelPage, RepeatedTicksShowEveryChange) {
+  manager_.AddLsvRowsForChannelIDList("5");
+  const QDateTime local(QDate(2024, 3, 14), QTime(14, 5, 9));
+  const QDateTime utc = local.toUTC();
+  struct Tick {
+    std::optional<double> numeric;
+    QString text;
+    QDateTime stamp;
+    const char* value;
+  };
+  const Tick ticks[] = {
+      {12.5, {}, local, "12.5"},
+      {12.5, {}, local, "12.5"},
+      {13.0, {}, local, "13"},
+      {13.0, "x", local, "13x"},
+      {std::nullopt, {}, local, "(null)"},
+      {std::nullopt, {}, utc, "(null)"},
+      {1e20, {}, utc, "1E+20"},
+  };
+  for (const Tick& t : ticks) {
+    CurrentValues values;
+    values.insert("5C", {"5C", t.stamp, t.numeric, t.text});
+    manager_.UpdateLsv(values);
+    const auto row = model_.FindKey("5C");
+    EXPECT_EQ(model_.SubItem(row, ChannelListviewManager::ColValue), t.value);
+    EXPECT_EQ(model_.SubItem(row, ChannelListviewManager::ColTStamp),
+              ChannelListviewManager::DefaultDateTimeText(t.stamp, services_.formats));
+  }
+  model_.RemoveRow(model_.FindKey("5C"));
+  manager_.AddLsvRowsForChannelIDList("5");
+  CurrentValues same;
+  same.insert("5C", {"5C", utc, 1e20, {}});
+  manager_.UpdateLsv(same);
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1E+20");
+}
+
 // The main window's panels as the tick leaves them.
 struct RecordingPanels final : IChannelTickPanels {
   void SetChannelUpdateTime(const QString& text) override { updateTime = text; }

@@ -8,6 +8,7 @@
 #include <QAbstractItemModelTester>
 #include <QBrush>
 #include <QSignalSpy>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -186,8 +187,10 @@ TEST_F(KeyedListModelTest, ChangingTheTextOfASortedRowMovesIt) {
   EXPECT_EQ(Texts(), (QStringList{"b", "c", "f"}));
 }
 
-TEST_F(KeyedListModelTest, CoalescingWaitsForTheEventLoop) {
-  model_.SetCoalescing(true);
+// Changes after a quiet spell are announced when control returns to the event loop; changes
+// that follow are gathered and announced together once the interval has passed.
+TEST_F(KeyedListModelTest, CoalescingAnnouncesAtMostOncePerInterval) {
+  model_.SetCoalescing(true, 200);
   const auto row = model_.AddRow("1K", "1");
   QSignalSpy changed(&model_, &QAbstractItemModel::dataChanged);
   EXPECT_EQ(model_.rowCount(), 0);
@@ -196,8 +199,29 @@ TEST_F(KeyedListModelTest, CoalescingWaitsForTheEventLoop) {
   model_.SetSubItem(row, 1, "a");
   model_.SetSubItem(row, 1, "b");
   QCoreApplication::processEvents();
-  EXPECT_EQ(changed.count(), 1);
+  EXPECT_EQ(changed.count(), 0);  // too soon after the rows were announced
   EXPECT_EQ(model_.SubItem(row, 1), "b");
+  EXPECT_TRUE(QTest::qWaitFor([&] { return changed.count() == 1; }, 5000));
+  QTest::qWait(300);
+  EXPECT_EQ(changed.count(), 1);
+}
+
+// Many scattered changes in one announcement are one signal over their span.
+TEST_F(KeyedListModelTest, ManyScatteredChangesAreOneSignal) {
+  for (int i = 0; i < 1000; ++i) {
+    model_.AddRow(QString::number(i) + 'K', QString::number(i));
+  }
+  QSignalSpy changed(&model_, &QAbstractItemModel::dataChanged);
+  {
+    KeyedListModel::Batch batch(model_);
+    for (int i = 10; i < 400; i += 3) {
+      model_.SetSubItem(model_.FindKey(QString::number(i) + 'K'), 1, "x");
+    }
+  }
+  ASSERT_EQ(changed.count(), 1);
+  EXPECT_EQ(changed[0][0].toModelIndex().row(), 10);
+  EXPECT_EQ(changed[0][1].toModelIndex().row(), 397);
+  EXPECT_EQ(changed[0][0].toModelIndex().column(), 1);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "views/ui/KeyedListView.h"
 
+#include <QAccessible>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 
@@ -35,6 +36,26 @@ void KeyedListView::SetListModel(KeyedListModel* model) {
           &KeyedListView::TakeViewSelection);
   ApplyColumnWidths();
   ShowModelSelection();
+}
+
+// A change over many rows repaints what is shown. QTreeView would look each changed row up in
+// turn to find the part it shows, which on a long list costs far more than the repaint; the
+// list is flat with rows of one height, so nothing else about the rows can have changed.
+void KeyedListView::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                                const QList<int>& roles) {
+  if (topLeft.row() == bottomRight.row() || !topLeft.isValid() || !bottomRight.isValid()) {
+    QTreeView::dataChanged(topLeft, bottomRight, roles);
+    return;
+  }
+  viewport()->update();
+  if (QAccessible::isActive()) {
+    QAccessibleTableModelChangeEvent event(this, QAccessibleTableModelChangeEvent::DataChanged);
+    event.setFirstRow(topLeft.row());
+    event.setFirstColumn(topLeft.column());
+    event.setLastRow(bottomRight.row());
+    event.setLastColumn(bottomRight.column());
+    QAccessible::updateAccessibility(&event);
+  }
 }
 
 void KeyedListView::ApplyColumnWidths() {

@@ -19,6 +19,10 @@ class KeyedListView : public QTreeView {
   void SetListModel(KeyedListModel* model);
   KeyedListModel* ListModel() const { return model_; }
 
+ protected:
+  void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                   const QList<int>& roles = QList<int>()) override;
+
  private:
   void ApplyColumnWidths();
   void ShowModelSelection();
