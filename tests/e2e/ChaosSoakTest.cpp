@@ -132,6 +132,81 @@ class RecordWriter {
   int failed_ = 0;
 };
 
+// What runs beside the monitor for the whole soak: the channel tick as the program runs it, and
+// readings of the bytes received and of resident memory.
+class Gauges {
+ public:
+  Gauges(frmMain& window, long baselineKiB) : window_(window), peakKiB_(baselineKiB) {
+    QObject::connect(&tick_, &QTimer::timeout, &window, [this] {
+      window_.UpdateChannels();
+      ++ticks_;
+    });
+    QObject::connect(&sample_, &QTimer::timeout, &window, [this] { Sample(); });
+    tick_.start(2000);
+    sample_.start(200);
+  }
+  int Ticks() const { return ticks_; }
+  std::uint64_t Bytes() const { return bytes_; }
+  long PeakKiB() const { return peakKiB_; }
+
+ private:
+  void Sample() {
+    // The counter starts again at each connect; what came after its last reading is not seen.
+    const std::uint64_t count = window_.Link()->BytesReceivedTotal();
+    bytes_ += count >= lastCount_ ? count - lastCount_ : count;
+    lastCount_ = count;
+    peakKiB_ = std::max(peakKiB_, ResidentKiB());
+  }
+
+  frmMain& window_;
+  QTimer tick_;
+  QTimer sample_;
+  int ticks_ = 0;
+  std::uint64_t bytes_ = 0;
+  std::uint64_t lastCount_ = 0;
+  long peakKiB_;
+};
+
+// The first connection is clean, for the full refresh the memory is measured against. Then two
+// kinds of misbehaviour take turns, the other one after each close: a flood of whole events,
+// and pieces of events with a pause after every write (which paces the server to a piece per
+// millisecond). Both send garbage and unknown events now and then, and one device never
+// answers.
+QStringList SimArguments(int phase) {
+  const QStringList common = {"--event-rate", "5000", "--faulty-device", "6"};
+  const QStringList chaos = {"--send-garbage", "--send-unknown", "--chaos-ms", "700"};
+  if (phase == 0) {
+    return common;
+  }
+  return phase == 1
+             ? common + chaos + QStringList{"--close-after", "4000000"}
+             : common + chaos +
+                   QStringList{"--split-events", "--stall-ms", "1", "--close-after", "300000"};
+}
+
+// Until `seconds` have passed: whenever the server has closed the link, the next kind of
+// misbehaviour starts and the operator reconnects from the File menu. Returns the number of
+// reconnects, or -1 when the simulator would not start.
+int ReconnectAfterEachClose(frmMain& window, SimProcess& sim, const DemoSite& site, int port,
+                            int seconds) {
+  QElapsedTimer run;
+  run.start();
+  int reconnects = 0;
+  for (int phase = 0;;) {
+    const qint64 left = std::max<qint64>(0, seconds * 1000 - run.elapsed());
+    if (!WaitFor([&] { return window.Link()->SocketState() == 0; }, static_cast<int>(left))) {
+      return reconnects;
+    }
+    phase = phase == 1 ? 2 : 1;
+    sim.Kill();
+    if (!sim.Start(site, port, SimArguments(phase))) {
+      return -1;
+    }
+    window.Menus().mnuFile_ConnectToIOS->trigger();
+    ++reconnects;
+  }
+}
+
 }  // namespace
 
 TEST(ChaosSoak, EveryFaultOfTheServerForMinutesLeavesTheMonitorBoundedAndAnswering) {
@@ -142,18 +217,8 @@ TEST(ChaosSoak, EveryFaultOfTheServerForMinutesLeavesTheMonitorBoundedAndAnsweri
   DemoSite site;
   QString error;
   ASSERT_TRUE(site.Create(port, &error, QString(), {2000, 60})) << error.toStdString();
-  // The first connection is clean, for the full refresh the memory is measured against. Then
-  // two kinds of misbehaviour take turns, the other one after each close: a flood of whole
-  // events, and pieces of events with a pause after every write (which paces the server to a
-  // piece per millisecond). Both send garbage and unknown events now and then, and one device
-  // never answers.
-  const QStringList common = {"--event-rate", "5000", "--faulty-device", "6"};
-  const QStringList chaos = {"--send-garbage", "--send-unknown", "--chaos-ms", "700"};
-  const QStringList phases[] = {
-      common, common + chaos + QStringList{"--close-after", "4000000"},
-      common + chaos + QStringList{"--split-events", "--stall-ms", "1", "--close-after", "300000"}};
   SimProcess sim;
-  ASSERT_TRUE(sim.Start(site, port, phases[0])) << sim.Output().toStdString();
+  ASSERT_TRUE(sim.Start(site, port, SimArguments(0))) << sim.Output().toStdString();
   Monitor monitor;
   ASSERT_TRUE(monitor.Start(site));
   ASSERT_TRUE(monitor.WaitForFullRefresh(site, 60000));
@@ -161,79 +226,43 @@ TEST(ChaosSoak, EveryFaultOfTheServerForMinutesLeavesTheMonitorBoundedAndAnsweri
   frmMain& window = *monitor.window;
   window.Channels()->AddLsvRowsForChannelIDList(
       QStringLiteral("1001;1002;1003;1004;100001;100002;100003;101000"));
-
-  int ticks = 0;
-  QTimer tick;
-  QObject::connect(&tick, &QTimer::timeout, &window, [&] {
-    window.UpdateChannels();
-    ++ticks;
-  });
-  tick.start(2000);
   RecordWriter records;
   ASSERT_TRUE(records.Open(site));
   QTimer recordTimer;
   QObject::connect(&recordTimer, &QTimer::timeout, &window, [&] { records.Write(); });
   recordTimer.start(250);
-  std::uint64_t bytes = 0;
-  std::uint64_t lastCount = 0;
-  QTimer byteTimer;
-  QObject::connect(&byteTimer, &QTimer::timeout, &window, [&] {
-    // The counter starts again at each connect; what came after its last reading is not seen.
-    const std::uint64_t count = window.Link()->BytesReceivedTotal();
-    bytes += count >= lastCount ? count - lastCount : count;
-    lastCount = count;
-  });
-  byteTimer.start(200);
+  Gauges gauges(window, firstRefreshKiB);
   BeatWatch beats;
   beats.Start(&window);
 
-  long peakKiB = firstRefreshKiB;
-  QTimer memoryTimer;
-  QObject::connect(&memoryTimer, &QTimer::timeout, &window,
-                   [&] { peakKiB = std::max(peakKiB, ResidentKiB()); });
-  memoryTimer.start(1000);
   QElapsedTimer run;
   run.start();
-  // The operator reconnects from the File menu whenever the server has closed the link.
-  int reconnects = 0;
   sim.Kill();  // the end of the clean start
-  for (int phase = 0;;) {
-    const qint64 left = std::max<qint64>(0, seconds * 1000 - run.elapsed());
-    if (!WaitFor([&] { return window.Link()->SocketState() == 0; }, static_cast<int>(left))) {
-      break;
-    }
-    phase = phase == 1 ? 2 : 1;
-    sim.Kill();
-    ASSERT_TRUE(sim.Start(site, port, phases[phase])) << sim.Output().toStdString();
-    window.Menus().mnuFile_ConnectToIOS->trigger();
-    ++reconnects;
-  }
+  const int reconnects = ReconnectAfterEachClose(window, sim, site, port, seconds);
   recordTimer.stop();
   const double elapsed = static_cast<double>(run.elapsed()) / 1000.0;
-
   const qint64 inTable =
       site.Scalar(QStringLiteral("SELECT COUNT(*) FROM H5IOCOMMAND WHERE extra1 = 'soak'"))
           .toLongLong();
   std::printf(
       "chaos soak: %.0f s, about %.0f bytes/s received, %d reconnects, %d channel ticks, %d "
-      "command records (%d failed, %lld "
-      "in the table), RSS %ld KiB after the first full refresh, peak %ld KiB, timer lateness "
-      "worst %lld ms, 99th percentile %lld ms, %lld of %zu beats over 100 ms, worst while busy "
-      "%lld ms\n",
-      elapsed, static_cast<double>(bytes) / elapsed, reconnects, ticks, records.Written(),
-      records.Failed(), static_cast<long long>(inTable), firstRefreshKiB, peakKiB,
-      static_cast<long long>(beats.Worst()), static_cast<long long>(beats.Percentile(0.99)),
-      static_cast<long long>(beats.CountOver(100)), beats.Beats(),
-      static_cast<long long>(beats.WorstBusy()));
+      "command records (%d failed, %lld in the table), RSS %ld KiB after the first full "
+      "refresh, peak %ld KiB, timer lateness worst %lld ms, 99th percentile %lld ms, %lld of "
+      "%zu beats over 100 ms, worst while busy %lld ms\n",
+      elapsed, static_cast<double>(gauges.Bytes()) / elapsed, reconnects, gauges.Ticks(),
+      records.Written(), records.Failed(), static_cast<long long>(inTable), firstRefreshKiB,
+      gauges.PeakKiB(), static_cast<long long>(beats.Worst()),
+      static_cast<long long>(beats.Percentile(0.99)), static_cast<long long>(beats.CountOver(100)),
+      beats.Beats(), static_cast<long long>(beats.WorstBusy()));
   std::fflush(stdout);
 
-  EXPECT_TRUE(sim.Running());
-  EXPECT_GT(reconnects, 0) << "the server never closed the link";
-  EXPECT_GE(ticks, seconds / 2 - 2);
+  EXPECT_TRUE(sim.Running()) << sim.Output().toStdString();
+  EXPECT_GT(reconnects, 0) << "the server never closed the link (or the simulator failed)";
+  EXPECT_GE(gauges.Ticks(), seconds / 2 - 2);
   EXPECT_EQ(records.Failed(), 0);
   EXPECT_EQ(inTable, records.Written()) << "command records went missing";
   if (MemoryIsMeaningful) {
-    EXPECT_LE(peakKiB, 2 * firstRefreshKiB) << "memory more than doubled";
+    EXPECT_LE(gauges.PeakKiB(), 2 * firstRefreshKiB) << "memory more than doubled";
   }
   EXPECT_LE(beats.WorstBusy(), BeatWatch::PeriodMs) << "the window's own work held its timer up";
   EXPECT_LT(beats.Worst(), 2000) << "the window stopped answering";
