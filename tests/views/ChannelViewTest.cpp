@@ -214,7 +214,7 @@ TEST_F(ChannelPage, RepeatedTicksShowEveryChange) {
       {13.0, "x", local, "13x"},
       {std::nullopt, {}, local, "(null)"},
       {std::nullopt, {}, utc, "(null)"},
-      {1e20, {}, utc, "1E+20"},
+      {1e20, {}, utc, "100000000000000000000"},
   };
   for (const Tick& t : ticks) {
     CurrentValues values;
@@ -230,7 +230,8 @@ TEST_F(ChannelPage, RepeatedTicksShowEveryChange) {
   CurrentValues same;
   same.insert("5C", {"5C", utc, 1e20, {}});
   manager_.UpdateLsv(same);
-  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1E+20");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue),
+            "100000000000000000000");
 }
 
 // The main window's panels as the tick leaves them.

@@ -1,17 +1,19 @@
 #include "views/ui/DevicesPage.h"
 
-#include <QHBoxLayout>
+#include <QGridLayout>
 #include <QVBoxLayout>
 
 namespace telmon {
 
 namespace T = DeviceButtonTexts;
 
+constexpr int ButtonsPerRow = 4;
+
 DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, QWidget* parent)
     : QWidget(parent),
       lsvDevices_(new KeyedListView(this)),
       buttonRow_(new QWidget(this)),
-      buttons_(new QHBoxLayout(buttonRow_)) {
+      buttons_(new QGridLayout(buttonRow_)) {
   lsvDevices_->setObjectName(QStringLiteral("lsvDevices"));
   lsvDevices_->SetListModel(&devices);
   buttons_->setContentsMargins(0, 0, 0, 0);
@@ -25,7 +27,7 @@ DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, 
   cmdSetClock_ = AddButton("cmdSetClock", T::SetClockCaption, T::SetClockToolTip);
   cmdEraseHDR_ = AddButton("cmdEraseHDR", T::EraseHDRCaption, T::EraseHDRToolTip);
   cmdFailover_ = AddButton("cmdFailover", T::FailoverCaption, T::FailoverToolTip);
-  buttons_->addStretch();
+  buttons_->setColumnStretch(ButtonsPerRow, 1);
 
   DeviceOperations* ops = &operations;
   for (int index : {0, 1}) {
@@ -49,7 +51,8 @@ QPushButton* DevicesPage::AddButton(const char* objectName, const char* caption,
   button->setObjectName(QString::fromLatin1(objectName));
   button->setToolTip(QString::fromLatin1(toolTip));
   button->setAutoDefault(false);
-  buttons_->addWidget(button);
+  const int index = buttons_->count();
+  buttons_->addWidget(button, index / ButtonsPerRow, index % ButtonsPerRow);
   return button;
 }
 

@@ -5,7 +5,7 @@
 #include "views/DeviceOperations.h"
 #include "views/ui/KeyedListView.h"
 
-#include <QHBoxLayout>
+#include <QGridLayout>
 #include <QPushButton>
 #include <QWidget>
 
@@ -37,7 +37,8 @@ class DevicesPage : public QWidget {
   QPushButton* cmdEraseHDR_ = nullptr;
   QPushButton* cmdFailover_ = nullptr;
   QWidget* buttonRow_;
-  QHBoxLayout* buttons_;
+  // Two rows of four, so that every caption fits a window as narrow as a small screen.
+  QGridLayout* buttons_;
 };
 
 }  // namespace telmon
