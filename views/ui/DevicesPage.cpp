@@ -1,13 +1,14 @@
 #include "views/ui/DevicesPage.h"
 
 #include <QGridLayout>
+#include <QResizeEvent>
 #include <QVBoxLayout>
 
 namespace telmon {
 
 namespace T = DeviceButtonTexts;
 
-constexpr int ButtonsPerRow = 4;
+constexpr int ButtonsPerNarrowRow = 4;
 
 DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, QWidget* parent)
     : QWidget(parent),
@@ -27,8 +28,6 @@ DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, 
   cmdSetClock_ = AddButton("cmdSetClock", T::SetClockCaption, T::SetClockToolTip);
   cmdEraseHDR_ = AddButton("cmdEraseHDR", T::EraseHDRCaption, T::EraseHDRToolTip);
   cmdFailover_ = AddButton("cmdFailover", T::FailoverCaption, T::FailoverToolTip);
-  buttons_->setColumnStretch(ButtonsPerRow, 1);
-
   DeviceOperations* ops = &operations;
   for (int index : {0, 1}) {
     connect(cmdPoll_[index], &QPushButton::clicked, this, [ops, index] { ops->PollAll(index); });
@@ -43,6 +42,7 @@ DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(lsvDevices_, 1);
   layout->addWidget(buttonRow_);
+  ArrangeButtons(width());
 }
 
 QPushButton* DevicesPage::AddButton(const char* objectName, const char* caption,
@@ -51,9 +51,38 @@ QPushButton* DevicesPage::AddButton(const char* objectName, const char* caption,
   button->setObjectName(QString::fromLatin1(objectName));
   button->setToolTip(QString::fromLatin1(toolTip));
   button->setAutoDefault(false);
-  const int index = buttons_->count();
-  buttons_->addWidget(button, index / ButtonsPerRow, index % ButtonsPerRow);
+  order_.push_back(button);
   return button;
+}
+
+void DevicesPage::ArrangeButtons(int width) {
+  int needed = 0;
+  for (const QPushButton* button : order_) {
+    needed += button->sizeHint().width() + buttons_->horizontalSpacing();
+  }
+  const int perRow = needed + 2 * layout()->contentsMargins().left() <= width
+                         ? static_cast<int>(order_.size())
+                         : ButtonsPerNarrowRow;
+  if (perRow == perRow_) {
+    return;
+  }
+  for (QPushButton* button : order_) {
+    buttons_->removeWidget(button);
+  }
+  for (int column = 0; column <= static_cast<int>(order_.size()); ++column) {
+    buttons_->setColumnStretch(column, 0);
+  }
+  for (std::size_t i = 0; i < order_.size(); ++i) {
+    const int index = static_cast<int>(i);
+    buttons_->addWidget(order_[i], index / perRow, index % perRow);
+  }
+  buttons_->setColumnStretch(perRow, 1);
+  perRow_ = perRow;
+}
+
+void DevicesPage::resizeEvent(QResizeEvent* event) {
+  ArrangeButtons(width());
+  QWidget::resizeEvent(event);
 }
 
 }  // namespace telmon

@@ -9,6 +9,8 @@
 #include <QPushButton>
 #include <QWidget>
 
+#include <vector>
+
 namespace telmon {
 
 class DevicesPage : public QWidget {
@@ -28,7 +30,13 @@ class DevicesPage : public QWidget {
 
  private:
   QPushButton* AddButton(const char* objectName, const char* caption, const char* toolTip);
+  // One row when every caption fits the page's width, two rows of four when not.
+  void ArrangeButtons(int width);
 
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
   KeyedListView* lsvDevices_;
   QPushButton* cmdPoll_[2] = {};
   QPushButton* cmdPollOne_[2] = {};
@@ -37,8 +45,9 @@ class DevicesPage : public QWidget {
   QPushButton* cmdEraseHDR_ = nullptr;
   QPushButton* cmdFailover_ = nullptr;
   QWidget* buttonRow_;
-  // Two rows of four, so that every caption fits a window as narrow as a small screen.
   QGridLayout* buttons_;
+  std::vector<QPushButton*> order_;
+  int perRow_ = 0;
 };
 
 }  // namespace telmon
