@@ -42,7 +42,7 @@ std::unique_ptr<QPrinter> MakePrinter(const QString& pdfPath, PrintOutcome* outc
 }
 
 QString DocumentsFolder() {
-  const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+  QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
   if (folder.isEmpty() || !QDir().mkpath(folder)) {
     return QDir::homePath();
   }
