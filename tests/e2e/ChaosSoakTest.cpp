@@ -26,19 +26,6 @@ using namespace telmon::e2e;
 
 namespace {
 
-long ResidentKiB() {
-  QFile status(QStringLiteral("/proc/self/status"));
-  if (!status.open(QIODevice::ReadOnly)) {
-    return 0;
-  }
-  for (const QByteArray& line : status.readAll().split('\n')) {
-    if (line.startsWith("VmRSS:")) {
-      return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-  }
-  return 0;
-}
-
 // CPU time of the calling thread, in milliseconds.
 qint64 ThreadCpuMs() {
   timespec ts{};

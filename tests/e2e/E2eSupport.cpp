@@ -165,4 +165,17 @@ bool Monitor::HasMessage(const QString& startsWith) const {
                      [&](const QString& t) { return t.startsWith(startsWith); });
 }
 
+long ResidentKiB() {
+  QFile status(QStringLiteral("/proc/self/status"));
+  if (!status.open(QIODevice::ReadOnly)) {
+    return 0;
+  }
+  for (const QByteArray& line : status.readAll().split('\n')) {
+    if (line.startsWith("VmRSS:")) {
+      return line.mid(6).trimmed().split(' ').value(0).toLong();
+    }
+  }
+  return 0;
+}
+
 }  // namespace telmon::e2e

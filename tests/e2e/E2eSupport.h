@@ -67,4 +67,7 @@ struct Monitor {
   bool HasMessage(const QString& startsWith) const;
 };
 
+// Resident memory of this process, in KiB (0 where it cannot be read).
+long ResidentKiB();
+
 }  // namespace telmon::e2e
