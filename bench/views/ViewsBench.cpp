@@ -2,6 +2,7 @@
 // same arrivals); and one channel tick of 5,000 watched rows against the bare realtime read.
 // Each event run is 100,000 events in arrivals of 100, as the connection hands them over.
 
+#include "bench/support/RealtimeSite.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -160,29 +161,7 @@ BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEvent)->Apply(BlockArg
 
 constexpr int kWatched = 5000;
 
-struct RealtimeSite {
-  QTemporaryDir dir;
-  QString connection;
-  RealtimeSite() {
-    connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
-    SqlConnection sql(connection, OpenMode::Create);
-    QSqlDatabase* db = sql.Database(nullptr);
-    if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
-      return;
-    }
-    QSqlQuery insert(*db);
-    insert.prepare(QStringLiteral(
-        "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
-    for (int i = 1; i <= kWatched; ++i) {
-      insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
-      insert.bindValue(1, QDateTime::currentDateTime());
-      insert.bindValue(2, i * 0.5);
-      insert.exec();
-    }
-    insert.finish();
-    db->commit();
-  }
-};
+using bench::RealtimeSite;
 
 struct NoPanels final : IChannelTickPanels {
   void SetChannelUpdateTime(const QString&) override {}
@@ -202,7 +181,7 @@ QString WatchedList() {
 }
 
 void BM_RealtimeReadOnly(benchmark::State& state) {
-  RealtimeSite site;
+  RealtimeSite site(kWatched);
   H5DBIL dbil;
   KeyedListModel model;
   ChannelListviewManager channels;
@@ -218,7 +197,7 @@ void BM_RealtimeReadOnly(benchmark::State& state) {
 }
 
 void BM_ChannelTick(benchmark::State& state) {
-  RealtimeSite site;
+  RealtimeSite site(kWatched);
   H5DBIL dbil;
   KeyedListModel model;
   KeyedListView view;

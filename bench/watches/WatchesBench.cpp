@@ -7,6 +7,7 @@
 //   realtime read of the same 5,000 IOIDs.
 // After the run, each case's time is printed as a ratio to its baseline.
 
+#include "bench/support/RealtimeSite.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -152,29 +153,7 @@ void BM_ShowAllToggle30000In2000Blocks(benchmark::State& state) {
 
 constexpr int kWatched = 5000;
 
-struct RealtimeSite {
-  QTemporaryDir dir;
-  QString connection;
-  RealtimeSite() {
-    connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
-    SqlConnection sql(connection, OpenMode::Create);
-    QSqlDatabase* db = sql.Database(nullptr);
-    if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
-      return;
-    }
-    QSqlQuery insert(*db);
-    insert.prepare(QStringLiteral(
-        "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
-    for (int i = 1; i <= kWatched; ++i) {
-      insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
-      insert.bindValue(1, QDateTime::currentDateTime());
-      insert.bindValue(2, i * 0.5);
-      insert.exec();
-    }
-    insert.finish();
-    db->commit();
-  }
-};
+using bench::RealtimeSite;
 
 // Ten typed ranges, half of them descending, naming channels 1 to 5,000.
 const QString kTypedRanges = QStringLiteral(
@@ -182,7 +161,7 @@ const QString kTypedRanges = QStringLiteral(
     "4001-4500, 5000-4501");
 
 void BM_RealtimeRead5000(benchmark::State& state) {
-  RealtimeSite site;
+  RealtimeSite site(kWatched);
   H5DBIL dbil;
   KeyedListModel model;
   ChannelListviewManager channels;
@@ -199,7 +178,7 @@ void BM_RealtimeRead5000(benchmark::State& state) {
 }
 
 void BM_TypedRanges5000AndTick(benchmark::State& state) {
-  RealtimeSite site;
+  RealtimeSite site(kWatched);
   H5DBIL dbil;
   KeyedListModel model;
   ChannelListviewManager channels;

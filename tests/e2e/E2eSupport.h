@@ -13,6 +13,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 
@@ -65,6 +67,31 @@ struct Monitor {
   bool WaitForFullRefresh(const DemoSite& site, int timeoutMs = 20000);
   QStringList Messages() const;
   bool HasMessage(const QString& startsWith) const;
+};
+
+// What most end-to-end tests begin with: the demo site, the simulator on a free port and the
+// monitor started against both.
+class RunningSite : public ::testing::Test {
+ protected:
+  void StartAll(const QStringList& simArgs = {}, const QString& realtime = QString()) {
+    port_ = FreeLoopbackPort();
+    QString error;
+    ASSERT_TRUE(site_.Create(port_, &error, realtime)) << error.toStdString();
+    ASSERT_TRUE(sim_.Start(site_, port_, simArgs)) << sim_.Output().toStdString();
+    ASSERT_TRUE(monitor_.Start(site_)) << monitor_.Messages().join('\n').toStdString();
+  }
+  // StartAll, then the first full refresh.
+  void StartAndRefresh() {
+    StartAll();
+    ASSERT_FALSE(HasFatalFailure());
+    ASSERT_TRUE(monitor_.WaitForFullRefresh(site_));
+  }
+  frmMain& W() { return *monitor_.window; }
+
+  int port_ = 0;
+  DemoSite site_;
+  SimProcess sim_;
+  Monitor monitor_;
 };
 
 // Resident memory of this process, in KiB (0 where it cannot be read).

@@ -23,16 +23,8 @@ using namespace telmon::e2e;
 
 namespace {
 
-class EndToEnd : public ::testing::Test {
+class EndToEnd : public RunningSite {
  protected:
-  void StartAll(const QStringList& simArgs = {}, const QString& realtime = QString()) {
-    port_ = FreeLoopbackPort();
-    QString error;
-    ASSERT_TRUE(site_.Create(port_, &error, realtime)) << error.toStdString();
-    ASSERT_TRUE(sim_.Start(site_, port_, simArgs)) << sim_.Output().toStdString();
-    ASSERT_TRUE(monitor_.Start(site_)) << monitor_.Messages().join('\n').toStdString();
-  }
-  frmMain& W() { return *monitor_.window; }
   QPushButton* Button(const char* name) { return W().findChild<QPushButton*>(QLatin1String(name)); }
   QString DeviceCell(const QString& key, int column) {
     KeyedListModel* m = W().DevicesModel();
@@ -87,11 +79,6 @@ class EndToEnd : public ::testing::Test {
     }
     return m->RowCount() > 0;
   }
-
-  int port_ = 0;
-  DemoSite site_;
-  SimProcess sim_;
-  Monitor monitor_;
 };
 
 }  // namespace

@@ -20,17 +20,9 @@ using namespace telmon::e2e;
 
 namespace {
 
-class ForcingEndToEnd : public ::testing::Test {
+class ForcingEndToEnd : public RunningSite {
  protected:
-  void SetUp() override {
-    port_ = FreeLoopbackPort();
-    QString error;
-    ASSERT_TRUE(site_.Create(port_, &error)) << error.toStdString();
-    ASSERT_TRUE(sim_.Start(site_, port_)) << sim_.Output().toStdString();
-    ASSERT_TRUE(monitor_.Start(site_)) << monitor_.Messages().join('\n').toStdString();
-    ASSERT_TRUE(monitor_.WaitForFullRefresh(site_));
-  }
-  frmMain& W() { return *monitor_.window; }
+  void SetUp() override { StartAndRefresh(); }
 
   int ChannelWith(const QString& where) {
     return site_
@@ -55,11 +47,6 @@ class ForcingEndToEnd : public ::testing::Test {
     return {W().ChannelConfigs(), *W().ValueWriter(), W(), monitor_.prompter,
             QStringLiteral("Telmon")};
   }
-
-  int port_ = 0;
-  DemoSite site_;
-  SimProcess sim_;
-  Monitor monitor_;
 };
 
 }  // namespace

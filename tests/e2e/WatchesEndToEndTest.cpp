@@ -26,17 +26,9 @@ using namespace telmon::e2e;
 
 namespace {
 
-class WatchesEndToEnd : public ::testing::Test {
+class WatchesEndToEnd : public RunningSite {
  protected:
-  void SetUp() override {
-    port_ = FreeLoopbackPort();
-    QString error;
-    ASSERT_TRUE(site_.Create(port_, &error)) << error.toStdString();
-    ASSERT_TRUE(sim_.Start(site_, port_)) << sim_.Output().toStdString();
-    ASSERT_TRUE(monitor_.Start(site_)) << monitor_.Messages().join('\n').toStdString();
-    ASSERT_TRUE(monitor_.WaitForFullRefresh(site_));
-  }
-  frmMain& W() { return *monitor_.window; }
+  void SetUp() override { StartAndRefresh(); }
   frmAddChannelWatch& Dialog() { return W().WatchDialogs()->AddChannelWatch(); }
   // Runs Add Channel from the menu, acting in the dialog once it is up.
   void AddThroughDialog(const std::function<void(frmAddChannelWatch&)>& act) {
@@ -83,11 +75,6 @@ class WatchesEndToEnd : public ::testing::Test {
             "a.channelid + 2 WHERE a.dahsid = 1 ORDER BY a.channelid DESC LIMIT 1"))
         .toInt();
   }
-
-  int port_ = 0;
-  DemoSite site_;
-  SimProcess sim_;
-  Monitor monitor_;
 };
 
 TEST_F(WatchesEndToEnd, ListTypedRangeAndTagFileGiveLiveRowsThatReloadTheSame) {

@@ -4,6 +4,7 @@
 // that do not match. A wrong "cannot parse" would hold back every later event.
 
 #include "ioslink/IosReceiveBuffer.h"
+#include "tests/ioslink/PlainFraming.h"
 
 #include <gtest/gtest.h>
 
@@ -11,26 +12,6 @@
 
 namespace telmon {
 namespace {
-
-xml::XmlDocument PlainAppend(QByteArray& pending, const QByteArray& chunk) {
-  const QByteArray text = pending + chunk;
-  pending.clear();
-  if (xml::XmlDocument doc = ParseLatin1Fragment(text)) {
-    return doc;
-  }
-  const qsizetype at = text.lastIndexOf("/>");
-  const QByteArray prefix = text.left(at < 0 ? 1 : at + 2);
-  if (xml::XmlDocument doc = ParseLatin1Fragment(prefix)) {
-    pending = text.mid(prefix.size());
-    return doc;
-  }
-  pending = text;
-  return nullptr;
-}
-
-QString Describe(const xml::XmlDocument& doc) {
-  return doc ? xml::NodeXml(xml::DocumentElement(doc)) : QStringLiteral("(none)");
-}
 
 // Well-formed pieces first: the random streams draw mostly from these.
 const std::vector<QByteArray> kWellFormed = {
@@ -70,15 +51,15 @@ TEST(FrameScannerAlphabet, AgreesWithThePlainRuleOnWhitespaceCommentsPisCdataAnd
       stream += random() % 5 == 0 ? kBroken[bad(random)] : kWellFormed[good(random)];
     }
     IosReceiveBuffer buffer;
-    QByteArray plainPending;
+    PlainFraming plain;
     qsizetype at = 0;
     while (at < stream.size()) {
       const QByteArray chunk = stream.mid(at, 1 + static_cast<qsizetype>(random() % 30));
       at += chunk.size();
       const QString got = Describe(buffer.Append(chunk));
-      const QString want = Describe(PlainAppend(plainPending, chunk));
+      const QString want = Describe(plain.Append(chunk));
       ASSERT_EQ(got, want) << "stream " << stream.toStdString() << " at " << at;
-      ASSERT_EQ(buffer.Pending(), plainPending) << "stream " << stream.toStdString();
+      ASSERT_EQ(buffer.Pending(), plain.Pending()) << "stream " << stream.toStdString();
     }
   }
 }

@@ -3,6 +3,7 @@
 // input, well-formed or hostile, cut anywhere.
 
 #include "ioslink/IosReceiveBuffer.h"
+#include "tests/ioslink/PlainFraming.h"
 
 #include <gtest/gtest.h>
 
@@ -10,34 +11,6 @@
 
 namespace telmon {
 namespace {
-
-// The framing rule written out directly, without the shortcut.
-class PlainFraming {
- public:
-  xml::XmlDocument Append(const QByteArray& chunk) {
-    const QByteArray text = pending_ + chunk;
-    pending_.clear();
-    if (xml::XmlDocument doc = ParseLatin1Fragment(text)) {
-      return doc;
-    }
-    const qsizetype at = text.lastIndexOf("/>");
-    const QByteArray prefix = text.left(at < 0 ? 1 : at + 2);
-    if (xml::XmlDocument doc = ParseLatin1Fragment(prefix)) {
-      pending_ = text.mid(prefix.size());
-      return doc;
-    }
-    pending_ = text;
-    return nullptr;
-  }
-  const QByteArray& Pending() const { return pending_; }
-
- private:
-  QByteArray pending_;
-};
-
-QString Describe(const xml::XmlDocument& doc) {
-  return doc ? xml::NodeXml(xml::DocumentElement(doc)) : QStringLiteral("(none)");
-}
 
 const std::vector<QByteArray>& Pieces() {
   static const std::vector<QByteArray> pieces = {
