@@ -15,7 +15,9 @@ ConsolePrompter::ConsolePrompter(QString passwordFile, std::FILE* err)
 
 PromptAnswer ConsolePrompter::Ask(const PromptQuestion& question) {
   shown_.append(question.text);
-  std::fprintf(err_, "%s\n", qPrintable(question.text));
+  if (err_ != nullptr) {
+    std::fprintf(err_, "%s\n", qPrintable(question.text));
+  }
   if (question.defaultButton) {
     return *question.defaultButton;
   }
@@ -52,8 +54,8 @@ std::optional<Credentials> ConsolePrompter::AskCredentials(const QString& prompt
   Credentials credentials;
   credentials.account = qEnvironmentVariable(AccountVariable).trimmed();
   if (credentials.account.isEmpty()) {
-    std::fprintf(err_, "%s\nAccount: ", qPrintable(prompt));
-    std::fflush(err_);
+    std::fprintf(stderr, "%s\nAccount: ", qPrintable(prompt));
+    std::fflush(stderr);
     const std::optional<QString> account = ReadTerminalLine(true);
     if (!account || account->trimmed().isEmpty()) {
       return std::nullopt;
@@ -72,7 +74,7 @@ std::optional<QString> ConsolePrompter::ReadPassword() {
   if (!passwordFile_.isEmpty()) {
     QFile file(passwordFile_);
     if (!file.open(QIODevice::ReadOnly)) {
-      std::fprintf(err_, "telmon-check: cannot read the password file %s (%s)\n",
+      std::fprintf(stderr, "telmon-check: cannot read the password file %s (%s)\n",
                    qPrintable(passwordFile_), qPrintable(file.errorString()));
       return std::nullopt;
     }
@@ -83,10 +85,10 @@ std::optional<QString> ConsolePrompter::ReadPassword() {
     }
     return text;
   }
-  std::fprintf(err_, "Password: ");
-  std::fflush(err_);
+  std::fprintf(stderr, "Password: ");
+  std::fflush(stderr);
   std::optional<QString> password = ReadTerminalLine(false);
-  std::fprintf(err_, "\n");
+  std::fprintf(stderr, "\n");
   return password;
 }
 

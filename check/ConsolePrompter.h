@@ -18,7 +18,8 @@ inline constexpr char AccountVariable[] = "TELMON_ACCOUNT";
 
 class ConsolePrompter final : public Prompter {
  public:
-  // `passwordFile` empty: the password is read from the terminal. `err` receives every box.
+  // `passwordFile` empty: the password is read from the terminal. `err` (may be null) receives
+  // every box; the credential questions always go to the error stream.
   explicit ConsolePrompter(QString passwordFile, std::FILE* err = stderr);
 
   PromptAnswer Ask(const PromptQuestion& question) override;

@@ -147,6 +147,13 @@ void ReadModeCode(const YAML::Node& map, Step& step) {
                                 "or 2 (analyzer MC channels, 11/12)"));
   }
   step.mode = modeText.toInt();
+  if (step.mode == 2) {
+    // Writes 12 to O2 channels and 11 to the other analyzer channels: no value of its own.
+    if (map["value"].IsDefined()) {
+      Refuse(map["value"], QStringLiteral("mode 2 writes 11 and 12; it takes no 'value'"));
+    }
+    return;
+  }
   const YAML::Node value = Field(map, "value");
   bool ok = false;
   step.modeValue = Scalar(value, "value").toInt(&ok);
@@ -324,7 +331,8 @@ QString Step::Title() const {
     case StepKind::Write:
       return QStringLiteral("write %1 = %2").arg(ch, isNull ? QStringLiteral("Null") : *value);
     case StepKind::ModeCode:
-      return QStringLiteral("mode-code %1 = %2").arg(mode).arg(modeValue);
+      return mode == 2 ? QStringLiteral("mode-code 2 = 11/12")
+                       : QStringLiteral("mode-code %1 = %2").arg(mode).arg(modeValue);
     case StepKind::Random:
       return QStringLiteral("random %1 %2")
           .arg(device ? QString::number(*device) : QStringLiteral("all"),

@@ -211,7 +211,17 @@ void SequenceRunner::Write(const Step& step, StepResult& r) {
 void SequenceRunner::ModeCode(const Step& step, StepResult& r) {
   BulkModeCodeWrites bulk({session_.Configs(), session_.Writer(), session_.EditGate(), session_,
                            session_.Prompts(), QString::fromLatin1(ProgramTitle)});
-  bulk.BulkWrite(static_cast<BulkModeCodeWrites::Mode>(step.mode), step.modeValue);
+  // The page's boxes and buttons; every button first checks the first box holds a number.
+  const QString box = QString::number(step.mode == 2 ? 11 : step.modeValue);
+  bulk.txtWriteToAllMCChannels = box;
+  bulk.txtWriteToAllCemsInfoMCChannels = box;
+  if (step.mode == 0) {
+    bulk.cmdWriteToAllMCChannels();
+  } else if (step.mode == 1) {
+    bulk.cmdWriteToAllCemsInfoMCChannels();
+  } else {
+    bulk.cmdWriteMC1112ToAllCemsInfoMCChannels();
+  }
   const QStringList messages = session_.TakeMessages();
   for (const QString& text : messages) {
     if (text.contains(QLatin1String("[TELM-0076]"))) {
@@ -221,7 +231,8 @@ void SequenceRunner::ModeCode(const Step& step, StepResult& r) {
   QStringList failures;
   for (const QString& text : messages + session_.Prompts().TakeShown()) {
     if (text.contains(QLatin1String("TELM-0036")) || text.contains(QLatin1String("TELM-0074")) ||
-        text.contains(QLatin1String("TELM-0077"))) {
+        text.contains(QLatin1String("TELM-0077")) || text.contains(QLatin1String("TELM-0073")) ||
+        text.contains(QLatin1String("TELM-0072")) || text.contains(QLatin1String("TELM-0071"))) {
       failures << text;
     }
   }
@@ -245,7 +256,10 @@ void SequenceRunner::Random(const Step& step, StepResult& r) {
   const int index = step.on ? 1 : 0;
   if (!step.device) {
     session_.DeviceOps().PollAll(index);
-    allRandom_ = allRandom_ || step.on;
+    allRandom_ = step.on;
+    if (!step.on) {
+      randomDevices_.clear();
+    }
   } else if (!SelectDevice(*step.device)) {
     r.outcome = StepOutcome::Failed;
     r.detail = QStringLiteral("the I/O server reports no device %1").arg(*step.device);
@@ -254,6 +268,8 @@ void SequenceRunner::Random(const Step& step, StepResult& r) {
     session_.DeviceOps().PollSelected(index);
     if (step.on) {
       randomDevices_.insert(*step.device);
+    } else {
+      randomDevices_.remove(*step.device);
     }
   }
   r.observed =

@@ -47,7 +47,7 @@ int Run(const CheckCommandLine& cl) {
     }
     sequence = std::move(loaded.sequence);
   }
-  ConsolePrompter prompter(cl.passwordFile);
+  ConsolePrompter prompter(cl.passwordFile, cl.verbose ? stderr : nullptr);
   SystemClock clock;
   CheckSession session(prompter, clock, cl.verbose ? stderr : nullptr);
   Interrupts interrupts;
