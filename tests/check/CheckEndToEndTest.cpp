@@ -1,0 +1,220 @@
+// telmon-check against the I/O server simulator as a real process, over an SQLite or a
+// PostgreSQL realtime database: the demo sequence passes, a failing expectation fails at its
+// timeout and the run goes on, a killed simulator stops the run at its step and the release is
+// still tried, and the records are those the window's dialogs write for the same change.
+
+#include "check/CheckSession.h"
+#include "check/ConsolePrompter.h"
+#include "check/Reports.h"
+#include "check/SequenceRunner.h"
+#include "tests/e2e/E2eSupport.h"
+#include "tests/platform/SiteDatabaseFixture.h"
+#include "util/UtilityXMLDOMFunctions.h"
+#include "watches/ChangeChanValueModel.h"
+#include "watches/ChangeChanValuesModel.h"
+#include "watches/ui/BulkWritesPage.h"
+
+#include <QFile>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+using namespace telmon;
+using namespace telmon::check;
+using namespace telmon::e2e;
+using namespace telmon::test;
+
+namespace {
+
+class CheckEndToEnd : public ::testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override {
+    if (GetParam() == Backend::Postgresql) {
+      if (!PostgresqlAvailable()) {
+        GTEST_SKIP() << "no PostgreSQL server for the tests (TELMON_TEST_PG unset)";
+      }
+      realtime_ = std::make_unique<ScratchDatabase>(Backend::Postgresql);
+      QString error;
+      ASSERT_TRUE(SiteSchema::InitConnection(realtime_->ConnectionString(), &error));
+    }
+    port_ = FreeLoopbackPort();
+    QString error;
+    ASSERT_TRUE(site_.Create(port_, &error, realtime_ ? realtime_->ConnectionString() : QString()))
+        << error.toStdString();
+    ASSERT_TRUE(sim_.Start(site_, port_)) << sim_.Output().toStdString();
+    qputenv("HALVO5_SYSTEM_FOLDER", site_.Folder().toUtf8());
+    qputenv(AccountVariable, "super");
+    QFile password(site_.Folder() + QStringLiteral("/password"));
+    ASSERT_TRUE(password.open(QIODevice::WriteOnly));
+    password.write("super-demo\n");
+    password.close();
+    prompter_ = std::make_unique<ConsolePrompter>(password.fileName(), nullptr);
+    session_ = std::make_unique<CheckSession>(*prompter_, clock_, nullptr);
+    ASSERT_TRUE(session_->Start(1, &error, QStringLiteral("127.0.0.1"))) << error.toStdString();
+    ASSERT_TRUE(session_->WaitForFullInfo(30000));
+    ASSERT_TRUE(session_->EditGate().AskWhetherUserWantsToEnableEditing());
+  }
+
+  RunReport Run(const QByteArray& yaml, RunnerOptions options = {}) {
+    const LoadResult loaded = LoadSequenceText(yaml, QStringLiteral("t.yaml"));
+    EXPECT_TRUE(loaded.sequence) << loaded.error.toStdString();
+    SequenceRunner runner(*session_, std::move(options));
+    return loaded.sequence ? runner.Run(*loaded.sequence) : RunReport{};
+  }
+
+  std::unique_ptr<ScratchDatabase> realtime_;
+  int port_ = 0;
+  DemoSite site_;
+  SimProcess sim_;
+  SystemClock clock_;
+  std::unique_ptr<ConsolePrompter> prompter_;
+  std::unique_ptr<CheckSession> session_;
+};
+
+// The command records from `firstId` on, each as its four stored texts.
+QStringList Records(const DemoSite& site, int firstId, int count) {
+  QStringList records;
+  for (int id = firstId; id < firstId + count; ++id) {
+    records << site.Scalar(QStringLiteral("SELECT commandtext || '|' || extra1 || '|' || extra2 || "
+                                          "'|' || callercode FROM H5IOCOMMAND WHERE id = %1")
+                               .arg(id))
+                   .toString();
+  }
+  return records;
+}
+
+int LastRecordId(const DemoSite& site) {
+  return site.Scalar(QStringLiteral("SELECT coalesce(max(id), 0) FROM H5IOCOMMAND")).toInt();
+}
+
+}  // namespace
+
+TEST_P(CheckEndToEnd, TheDemoSequencePasses) {
+  const LoadResult loaded =
+      LoadSequenceFile(QStringLiteral(TELMON_SOURCE_DIR "/docs/sequences/demo.yaml"));
+  ASSERT_TRUE(loaded.sequence) << loaded.error.toStdString();
+  SequenceRunner runner(*session_, RunnerOptions{});
+  const RunReport report = runner.Run(*loaded.sequence);
+  EXPECT_TRUE(report.AllPassed()) << TableReport(report).toStdString();
+  EXPECT_EQ(report.results.back().detail,
+            "left forced (no command puts a forced channel back): 1216, 1219");
+}
+
+TEST_P(CheckEndToEnd, AFailingExpectationFailsAtItsTimeoutAndTheRunGoesOn) {
+  const RunReport report =
+      Run("name: failing\nsteps:\n"
+          "  - force: {channel: 1217, value: \"5\"}\n"
+          "  - expect-value: {channel: 1217, equals: \"6\", timeout: 1}\n"
+          "  - expect-value: {channel: 1217, equals: \"5\", timeout: 15}\n"
+          "  - random: {device: 4, on: true}\n");
+  ASSERT_EQ(report.results.size(), 5U);
+  const StepResult& failed = report.results[1];
+  EXPECT_EQ(failed.outcome, StepOutcome::Failed);
+  EXPECT_EQ(failed.detail, "timed out after 1 s");
+  EXPECT_GE(failed.elapsedMs, 1000);
+  EXPECT_TRUE(report.results[2].passed()) << report.results[2].observed.toStdString();
+  EXPECT_EQ(report.results[2].observed, "5");
+  EXPECT_EQ(report.results[4].title, "release");
+  EXPECT_EQ(report.results[4].observed, "device 4 back to polling");
+  EXPECT_FALSE(report.AllPassed());
+  EXPECT_TRUE(WaitFor([&] { return session_->Device(4)->random == false; }, 15000));
+
+  // The JUnit report, read back as XML.
+  const xml::XmlDocument doc =
+      xml::ParseXmlDocument(nullptr, QString::fromUtf8(JUnitReport(report, "telmon-check")));
+  ASSERT_TRUE(doc);
+  const xml::XmlElement suite = xml::SelectSingleNode(doc, "/testsuites/testsuite");
+  EXPECT_EQ(xml::GetAttributeText(suite, "name"), "failing");
+  EXPECT_EQ(xml::GetAttributeText(suite, "tests"), "5");
+  EXPECT_EQ(xml::GetAttributeText(suite, "failures"), "1");
+  const std::vector<xml::XmlElement> failures = xml::SelectNodes(doc, "//testcase/failure");
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(xml::GetAttributeText(failures[0], "message"), "observed: 5; timed out after 1 s");
+  EXPECT_EQ(xml::GetAttributeText(failures[0]->parent, "name"),
+            "2 (line 4): expect-value 1217 equals 6");
+  EXPECT_TRUE(TapReport(report).contains(
+      QLatin1String("not ok 2 - 2 (line 4): expect-value 1217 equals 6 # ")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, CheckEndToEnd,
+                         ::testing::Values(Backend::Sqlite, Backend::Postgresql), BackendName);
+
+using CheckFaults = CheckEndToEnd;
+
+TEST_P(CheckFaults, AKilledSimulatorStopsTheRunAtItsStepAndTheReleaseIsStillTried) {
+  RunnerOptions options;
+  options.reconnectMs = 1000;
+  options.stepDone = [this](const Step* step, const StepResult&) {
+    if (step != nullptr && step->kind == StepKind::ExpectDevice) {
+      QTimer::singleShot(300, session_.get(), [this] { sim_.Kill(); });
+    }
+  };
+  const RunReport report =
+      Run("steps:\n"
+          "  - random: {device: 4, on: true}\n"
+          "  - expect-device: {device: 4, random: true}\n"
+          "  - wait: 60\n"
+          "  - force: {channel: 1216, value: \"1\"}\n",
+          options);
+  ASSERT_EQ(report.results.size(), 5U);
+  EXPECT_EQ(report.stopReason,
+            "the I/O server closed the connection during step 3 (line 4: wait 60 s)");
+  EXPECT_EQ(report.results[2].outcome, StepOutcome::Failed);
+  EXPECT_LT(report.results[2].elapsedMs, 30000);
+  EXPECT_EQ(report.results[3].outcome, StepOutcome::NotRun);
+  EXPECT_EQ(report.results[4].outcome, StepOutcome::Failed);
+  EXPECT_EQ(report.results[4].detail,
+            "devices not put back to polling: not connected to the I/O server");
+  const QByteArray junit = JUnitReport(report, "telmon-check");
+  EXPECT_TRUE(junit.contains("errors=\"1\"")) << junit.toStdString();
+  EXPECT_TRUE(junit.contains("<skipped/>"));
+}
+
+// The same change made through the window's dialogs and page, then through telmon-check: the
+// command records are the same, byte for byte.
+TEST_P(CheckFaults, RecordsAreThoseTheWindowsDialogsWrite) {
+  Monitor monitor;
+  ASSERT_TRUE(monitor.Start(site_));
+  ASSERT_TRUE(monitor.WaitForFullRefresh(site_));
+  frmMain& w = *monitor.window;
+  const int before = LastRecordId(site_);
+  ChangeValueServices services{w.ChannelConfigs(), *w.ValueWriter(), w, monitor.prompter,
+                               QStringLiteral("Telmon")};
+  ChangeChanValueModel force(services);
+  force.SetChannelID(1216);
+  force.SetNewValueText(QStringLiteral("&H1F"));
+  ASSERT_TRUE(force.Change());
+  ChangeChanValueModel wave(services);
+  wave.SetChannelID(1220);
+  wave.SetMinText(QStringLiteral("-1.5"));
+  wave.SetMaxText(QStringLiteral("2.25"));
+  wave.SetPeriodText(QStringLiteral("45"));
+  ASSERT_TRUE(wave.Change());
+  ChangeChanValuesModel write(services);
+  write.SetChannelIDList(QStringLiteral("\t1046"));
+  write.txtNewValue = QStringLiteral("&HFFFF");
+  ASSERT_TRUE(write.Change());
+  monitor.prompter.QueueAnswer(PromptAnswer::Yes);
+  monitor.prompter.QueueCredentials(Credentials{"super", "super-demo"});
+  w.BulkWrites()->txtWriteToAllMCChannels()->setText(QStringLiteral("13"));
+  w.BulkWrites()->Button(QStringLiteral("cmdWriteToAllMCChannels"))->click();
+  const int windowCount = LastRecordId(site_) - before;
+  ASSERT_GT(windowCount, 4);
+
+  const RunReport report =
+      Run("steps:\n"
+          "  - force: {channel: 1216, value: \"&H1F\"}\n"
+          "  - force: {channel: 1220, wave: {min: -1.5, max: 2.25, period: 45}}\n"
+          "  - write: {channel: 1046, value: \"&HFFFF\"}\n"
+          "  - mode-code: {mode: 0, value: 13}\n");
+  EXPECT_TRUE(report.AllPassed()) << TableReport(report).toStdString();
+  ASSERT_EQ(LastRecordId(site_) - before, 2 * windowCount);
+  const QStringList fromWindow = Records(site_, before + 1, windowCount);
+  EXPECT_EQ(Records(site_, before + 1 + windowCount, windowCount), fromWindow);
+  EXPECT_TRUE(fromWindow[0].startsWith(QLatin1String("<Command action=\"WriteToChannel\"")))
+      << fromWindow[0].toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(Sqlite, CheckFaults, ::testing::Values(Backend::Sqlite), BackendName);
