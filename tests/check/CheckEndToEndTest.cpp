@@ -3,6 +3,7 @@
 // timeout and the run goes on, a killed simulator stops the run at its step and the release is
 // still tried, and the records are those the window's dialogs write for the same change.
 
+#include "check/CheckCommandLine.h"
 #include "check/CheckSession.h"
 #include "check/ConsolePrompter.h"
 #include "check/Reports.h"
@@ -15,9 +16,15 @@
 #include "watches/ui/BulkWritesPage.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
+#include <csignal>
 
 #include <gtest/gtest.h>
 
@@ -218,3 +225,108 @@ TEST_P(CheckFaults, RecordsAreThoseTheWindowsDialogsWrite) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sqlite, CheckFaults, ::testing::Values(Backend::Sqlite), BackendName);
+
+TEST_P(CheckEndToEnd, TheRealtimeDatabaseGoingAwayFailsTheExpectationClearly) {
+  if (GetParam() != Backend::Postgresql) {
+    GTEST_SKIP() << "an SQLite file stays readable while open";
+  }
+  realtime_.reset();  // drops the database, ending every connection to it
+  const RunReport report =
+      Run("steps:\n"
+          "  - expect-value: {channel: 1216, matches: \".*\", timeout: 2}\n"
+          "  - wait: 0\n");
+  ASSERT_EQ(report.results.size(), 3U);
+  EXPECT_EQ(report.results[0].outcome, StepOutcome::Failed);
+  EXPECT_TRUE(report.results[0].detail.startsWith(
+      QLatin1String("the realtime database could not be read: ")))
+      << report.results[0].detail.toStdString();
+  EXPECT_TRUE(report.results[1].passed());
+}
+
+namespace {
+
+struct ProgramRun {
+  int exitCode = -1;
+  QString out;
+  QString err;
+};
+
+// telmon-check as the operator starts it; `whileRunning` is called once it has started.
+ProgramRun RunProgram(const QStringList& args,
+                      const std::function<void(QProcess&)>& whileRunning = {}) {
+  QProcess process;
+  process.start(QStringLiteral(TELMON_CHECK_PATH),
+                QStringList{QStringLiteral("/DAHSID=1")} + args +
+                    QStringList{QStringLiteral("--ios-host"), QStringLiteral("127.0.0.1")});
+  process.closeWriteChannel();  // no terminal: nothing to type a password into
+  if (whileRunning) {
+    whileRunning(process);
+  }
+  process.waitForFinished(120000);
+  return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+          QString::fromUtf8(process.readAllStandardOutput()),
+          QString::fromUtf8(process.readAllStandardError())};
+}
+
+}  // namespace
+
+TEST_P(CheckFaults, TheProgramsCommandsAndExitCodes) {
+  const QString password = site_.Folder() + QStringLiteral("/password");
+  const QString sequence = site_.Folder() + QStringLiteral("/s.yaml");
+  const auto writeSequence = [&](const QByteArray& text) {
+    QFile f(sequence);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(text);
+  };
+
+  ProgramRun run = RunProgram({QStringLiteral("status"), QStringLiteral("--json")});
+  ASSERT_EQ(run.exitCode, ExitPassed) << run.err.toStdString();
+  const QJsonObject status = QJsonDocument::fromJson(run.out.toUtf8()).object();
+  EXPECT_EQ(status.value(QStringLiteral("devices")).toArray().size(), 7);
+  EXPECT_EQ(status.value(QStringLiteral("devices")).toArray()[0].toObject().value("ID"), "1");
+
+  // A fault in the file: refused before anything is connected or sent.
+  const int records = LastRecordId(site_);
+  writeSequence("steps:\n  - force: {channel: 1216, value: 1}\n  - wiat: 1\n");
+  run = RunProgram({QStringLiteral("run"), sequence, QStringLiteral("--password-file"), password});
+  EXPECT_EQ(run.exitCode, ExitUsage);
+  EXPECT_TRUE(run.err.contains(sequence + QStringLiteral(":3:5: unknown step 'wiat'")))
+      << run.err.toStdString();
+
+  // A wrong password: nothing is sent.
+  writeSequence("steps:\n  - force: {channel: 1216, value: 1}\n");
+  QFile wrong(site_.Folder() + QStringLiteral("/wrong"));
+  ASSERT_TRUE(wrong.open(QIODevice::WriteOnly));
+  wrong.write("nope\n");
+  wrong.close();
+  run = RunProgram(
+      {QStringLiteral("run"), sequence, QStringLiteral("--password-file"), wrong.fileName()});
+  EXPECT_EQ(run.exitCode, ExitNoRights) << run.err.toStdString();
+  EXPECT_EQ(LastRecordId(site_), records);
+
+  // A failing step: exit 1, TAP on the output, JUnit in the file.
+  writeSequence("steps:\n  - expect-value: {channel: 1216, equals: \"-999\", timeout: 0.5}\n");
+  const QString junit = site_.Folder() + QStringLiteral("/junit.xml");
+  run = RunProgram(
+      {QStringLiteral("run"), sequence, QStringLiteral("--tap"), QStringLiteral("--junit"), junit});
+  EXPECT_EQ(run.exitCode, ExitFailed) << run.err.toStdString();
+  EXPECT_TRUE(run.out.startsWith(QLatin1String("TAP version 13\n1..2\nnot ok 1 - ")))
+      << run.out.toStdString();
+  QFile file(junit);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const xml::XmlDocument doc = xml::ParseXmlDocument(nullptr, QString::fromUtf8(file.readAll()));
+  ASSERT_TRUE(doc);
+  EXPECT_EQ(xml::SelectNodes(doc, "/testsuites/testsuite/testcase/failure").size(), 1U);
+
+  // Ctrl-C during a wait: the release puts the device back once, then a non-zero exit.
+  writeSequence("steps:\n  - random: {device: 4, on: true}\n  - wait: 60\n");
+  run = RunProgram({QStringLiteral("run"), sequence, QStringLiteral("--password-file"), password},
+                   [](QProcess& p) {
+                     p.waitForReadyRead(100);  // nothing is printed before the end
+                     QThread::msleep(3000);
+                     ::kill(static_cast<pid_t>(p.processId()), SIGINT);
+                   });
+  EXPECT_EQ(run.exitCode, ExitInterrupted) << run.err.toStdString();
+  EXPECT_TRUE(run.out.contains(QLatin1String("interrupted (Ctrl-C)"))) << run.out.toStdString();
+  EXPECT_EQ(run.out.count(QLatin1String("device 4 back to polling")), 1) << run.out.toStdString();
+}
