@@ -125,7 +125,8 @@ QString CheckCommandLine::HelpText() {
       "Options:\n"
       "  --password-file FILE   password for the account in TELMON_ACCOUNT (otherwise both are\n"
       "                         asked on the terminal)\n"
-      "  --ios-host HOST        computer the I/O server runs on (default: this one)\n"
+      "  --ios-host HOST        computer the I/O server runs on (default: TELMON_IOS_HOST, or\n"
+      "                         this computer's name)\n"
       "  --verbose              every message on the error stream\n"
       "Exit codes: 0 passed, 1 a step failed, 2 usage or start-up error, 3 no edit rights,\n"
       "130 interrupted.\n");

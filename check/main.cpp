@@ -24,7 +24,10 @@ void Fail(const QString& text) {
 // Start-up as telmon does it, then the full information from the I/O server.
 bool StartSession(CheckSession& session, const CheckCommandLine& cl, bool needIos) {
   QString error;
-  if (!session.Start(cl.dahsId, &error, cl.iosHost)) {
+  // As telmon: where the computer's own name does not reach the I/O server, TELMON_IOS_HOST
+  // names it; --ios-host overrides both.
+  const QString host = cl.iosHost.isEmpty() ? qEnvironmentVariable("TELMON_IOS_HOST") : cl.iosHost;
+  if (!session.Start(cl.dahsId, &error, host)) {
     Fail(error);
     return false;
   }
