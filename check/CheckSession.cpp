@@ -4,7 +4,8 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QThread>
+#include <QEventLoop>
+#include <QTimer>
 
 namespace telmon::check {
 
@@ -21,14 +22,22 @@ bool GrantedEditGate::AskWhetherUserWantsToEnableEditing() {
 }
 
 bool RunUntil(const std::function<bool()>& done, int timeoutMs) {
-  QDeadlineTimer deadline(timeoutMs);
-  while (!done()) {
-    if (deadline.hasExpired()) {
-      return done();
-    }
-    QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+  if (done()) {
+    return true;
   }
-  return true;
+  // A local loop that sleeps between looks: the condition is looked at every 10 ms and after
+  // nothing else, so waiting costs no processor time.
+  QEventLoop loop;
+  QTimer look;
+  const QDeadlineTimer deadline(timeoutMs);
+  QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+    if (done() || deadline.hasExpired()) {
+      loop.quit();
+    }
+  });
+  look.start(10);
+  loop.exec();
+  return done();
 }
 
 CheckSession::CheckSession(ConsolePrompter& prompter, const IClock& clock, std::FILE* log,

@@ -53,10 +53,19 @@ int Run(const CheckCommandLine& cl) {
   ConsolePrompter prompter(cl.passwordFile, cl.verbose ? stderr : nullptr);
   SystemClock clock;
   CheckSession session(prompter, clock, cl.verbose ? stderr : nullptr);
-  Interrupts interrupts;
   if (!StartSession(session, cl, cl.command != CheckCommandLine::Command::Watch)) {
     return ExitUsage;
   }
+  if (cl.command == CheckCommandLine::Command::Run && sequence->NeedsEditRights() &&
+      !session.EditGate().AskWhetherUserWantsToEnableEditing()) {
+    Fail(QStringLiteral("Access denied: the sequence changes the plant and needs an account with "
+                        "privilege level %1; nothing was sent.")
+             .arg(EditPrivilege));
+    return ExitNoRights;
+  }
+  // From here on Ctrl-C is the program's: a run goes to its release, a watch ends. Before it,
+  // nothing has been sent and the default ending is right.
+  Interrupts interrupts;
   switch (cl.command) {
     case CheckCommandLine::Command::Status:
       return StatusCommand(session, cl, stdout);
@@ -64,12 +73,6 @@ int Run(const CheckCommandLine& cl) {
       return WatchCommand(session, cl, interrupts, stdout);
     default:
       break;
-  }
-  if (sequence->NeedsEditRights() && !session.EditGate().AskWhetherUserWantsToEnableEditing()) {
-    Fail(QStringLiteral("Access denied: the sequence changes the plant and needs an account with "
-                        "privilege level %1; nothing was sent.")
-             .arg(EditPrivilege));
-    return ExitNoRights;
   }
   return RunCommand(session, *sequence, cl, interrupts, stdout);
 }

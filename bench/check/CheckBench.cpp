@@ -58,10 +58,13 @@ struct Plant {
                              .arg(port));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("b"));
+    sim.setProcessChannelMode(QProcess::MergedChannels);
     sim.start(QStringLiteral(TELMON_IOSSIM_PATH),
               {QStringLiteral("--settings"), dir.path(), QStringLiteral("--port"),
                QString::number(port)});
-    if (!RunUntil([this] { return sim.readAllStandardOutput().contains("listening on"); }, 20000)) {
+    QByteArray log;
+    if (!RunUntil([&] { return (log += sim.readAll()).contains("listening on"); }, 20000)) {
+      std::fprintf(stderr, "%s\n", log.constData());
       return false;
     }
     qputenv("HALVO5_SYSTEM_FOLDER", dir.path().toUtf8());
