@@ -96,6 +96,41 @@ int StatusCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* 
   return ExitPassed;
 }
 
+namespace {
+
+// One realtime read of the watched channels, one line each; false when the read failed.
+bool PrintReading(CheckSession& session, const std::vector<std::int32_t>& ids, bool csv,
+                  std::FILE* out) {
+  QStringList ioids;
+  for (const std::int32_t id : ids) {
+    ioids << QString::number(id) + QLatin1Char('C');
+  }
+  const std::optional<CurrentValues> values = session.Dbil().ReadCurrentValues(
+      session.Settings().SqlConnectionString_Realtime(), QDateTime(), ioids.join(QLatin1Char(',')));
+  const QString now = QTime::currentTime().toString(QStringLiteral("HH:mm:ss"));
+  if (!values) {
+    Print(stderr, QStringLiteral("%1  the realtime database could not be read\n").arg(now));
+    return false;
+  }
+  for (qsizetype i = 0; i < ioids.size(); ++i) {
+    const auto it = values->constFind(ioids[i]);
+    const bool found = it != values->constEnd();
+    const QString value = found ? ChannelListviewManager::ValueText(*it) : QString();
+    const QString stamp = found ? it->timestamp.toString(Qt::ISODate) : QString();
+    const QString id = QString::number(ids[static_cast<std::size_t>(i)]);
+    Print(out, csv ? QStringList{now, id, CsvField(value), stamp}.join(QLatin1Char(',')) +
+                         QLatin1Char('\n')
+                   : QStringLiteral("%1  %2  %3  %4\n")
+                         .arg(now, -8)
+                         .arg(id, -8)
+                         .arg(value, -16)
+                         .arg(stamp));
+  }
+  return true;
+}
+
+}  // namespace
+
 int WatchCommand(CheckSession& session, const CheckCommandLine& cl, Interrupts& interrupts,
                  std::FILE* out) {
   // The add-channel dialog's rules and its list limit.
@@ -108,10 +143,6 @@ int WatchCommand(CheckSession& session, const CheckCommandLine& cl, Interrupts& 
               ? QStringLiteral("Overflow\n")
               : QStringLiteral("%1 channels are more than a watch list holds\n").arg(parsed.count));
     return ExitUsage;
-  }
-  QStringList ioids;
-  for (const std::int32_t id : parsed.ids) {
-    ioids << QString::number(id) + QLatin1Char('C');
   }
   bool interrupted = false;
   QObject::connect(&interrupts, &Interrupts::Interrupted, &session,
@@ -127,28 +158,8 @@ int WatchCommand(CheckSession& session, const CheckCommandLine& cl, Interrupts& 
   const qint64 limitMs = cl.seconds ? static_cast<qint64>(*cl.seconds * 1000) : -1;
   int code = ExitPassed;
   while (!interrupted) {
-    const std::optional<CurrentValues> values =
-        session.Dbil().ReadCurrentValues(session.Settings().SqlConnectionString_Realtime(),
-                                         QDateTime(), ioids.join(QLatin1Char(',')));
-    const QString now = QTime::currentTime().toString(QStringLiteral("HH:mm:ss"));
-    if (!values) {
-      Print(stderr, QStringLiteral("%1  the realtime database could not be read\n").arg(now));
+    if (!PrintReading(session, parsed.ids, cl.csv, out)) {
       code = ExitFailed;
-    }
-    for (qsizetype i = 0; values && i < ioids.size(); ++i) {
-      const auto it = values->constFind(ioids[i]);
-      const QString value =
-          it == values->constEnd() ? QString() : ChannelListviewManager::ValueText(*it);
-      const QString stamp =
-          it == values->constEnd() ? QString() : it->timestamp.toString(Qt::ISODate);
-      const QString id = QString::number(parsed.ids[static_cast<std::size_t>(i)]);
-      Print(out, cl.csv ? QStringList{now, id, CsvField(value), stamp}.join(QLatin1Char(',')) +
-                              QLatin1Char('\n')
-                        : QStringLiteral("%1  %2  %3  %4\n")
-                              .arg(now, -8)
-                              .arg(id, -8)
-                              .arg(value, -16)
-                              .arg(stamp));
     }
     if (limitMs >= 0 && running.elapsed() + 2000 > limitMs) {
       break;

@@ -286,6 +286,19 @@ TEST_P(CheckFaults, TheProgramsCommandsAndExitCodes) {
   EXPECT_EQ(status.value(QStringLiteral("devices")).toArray().size(), 7);
   EXPECT_EQ(status.value(QStringLiteral("devices")).toArray()[0].toObject().value("ID"), "1");
 
+  // The watch list's typed IDs: one read for a second's watch, a bad piece named.
+  run = RunProgram({QStringLiteral("watch"), QStringLiteral("1216,1217"), QStringLiteral("--csv"),
+                    QStringLiteral("--seconds"), QStringLiteral("1")});
+  ASSERT_EQ(run.exitCode, ExitPassed) << run.err.toStdString();
+  const QStringList lines = run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+  ASSERT_EQ(lines.size(), 3) << run.out.toStdString();
+  EXPECT_EQ(lines[0], "read,channel,value,timestamp");
+  EXPECT_EQ(lines[1].section(QLatin1Char(','), 1, 1), "1216");
+  EXPECT_EQ(lines[2].section(QLatin1Char(','), 1, 1), "1217");
+  run = RunProgram({QStringLiteral("watch"), QStringLiteral("1216,1x")});
+  EXPECT_EQ(run.exitCode, ExitUsage);
+  EXPECT_EQ(run.err, "'1x' is not valid.\n");
+
   // A fault in the file: refused before anything is connected or sent.
   const int records = LastRecordId(site_);
   writeSequence("steps:\n  - force: {channel: 1216, value: 1}\n  - wiat: 1\n");
