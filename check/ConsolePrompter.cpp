@@ -47,7 +47,8 @@ std::optional<QString> ConsolePrompter::OpenFileName(const FileDialogRequest&) {
 }
 
 std::optional<Credentials> ConsolePrompter::AskCredentials(const QString& prompt, const QString&) {
-  if (credentialsAsked_) {
+  // A password from a file would only be refused again; one typed may have been mistyped.
+  if (credentialsAsked_ && !passwordFile_.isEmpty()) {
     return std::nullopt;
   }
   credentialsAsked_ = true;

@@ -27,8 +27,9 @@ class ConsolePrompter final : public Prompter {
                                    const QString& initial = QString()) override;
   std::optional<QString> SaveFileName(const FileDialogRequest& request) override;
   std::optional<QString> OpenFileName(const FileDialogRequest& request) override;
-  // Once per run: a second request (a wrong password being retried) is cancelled, so that an
-  // unattended run never loops on the same credentials.
+  // With a password file, once per run: a second request (a wrong password being retried) is
+  // cancelled, so that an unattended run never loops on the same credentials. From the
+  // terminal, every request is asked.
   std::optional<Credentials> AskCredentials(const QString& prompt, const QString& title) override;
   void Beep() override {}
 
