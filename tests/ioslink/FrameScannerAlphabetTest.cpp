@@ -21,11 +21,13 @@ const std::vector<QByteArray> kWellFormed = {
     "<Event eventtype=\"Message\" Desc=\"a\tb\"></Event >",
     "<Event eventtype=\"DeviceUpdate\"><X\n/></Event\n>",
     "<!-- a - b -> c -->",
+    "<!-- a -> <b> -->",
     "<!---->",
     "<!-- <Event/> -->",
     "<?pi a - > b ?>",
     "<?x?>",
     "<![CDATA[ -> <a> ]] ] > ]]>",
+    "<![CDATA[ a]> <b> ]]>",
     "<![CDATA[]]>",
     "\t\r\n ",
 };
