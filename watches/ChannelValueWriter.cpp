@@ -5,7 +5,11 @@
 #include "util/UtilityXMLDOMFunctions.h"
 #include "watches/EnteredValue.h"
 
+#include <QSet>
+#include <QStringList>
+
 #include <algorithm>
+#include <utility>
 
 namespace telmon {
 
@@ -15,6 +19,24 @@ namespace {
 // refused rather than stored unreadable.
 bool Storable(const Value& value) {
   return value.kind() != Value::Kind::Text || IosCommands::CanCarryInAttribute(value.text());
+}
+
+QString RecordText(std::int32_t channelId, const Value& value) {
+  try {
+    return IosCommands::WriteToChannel(channelId, value);
+  } catch (...) {
+    return QStringLiteral("(no record: the value cannot be written)");
+  }
+}
+
+QString WriteOperationName(const QString& callerCode, qsizetype count) {
+  if (callerCode == QLatin1String("TELM-0075")) {
+    return QStringLiteral("Bulk mode-code write");
+  }
+  if (callerCode == QLatin1String("TELM-0063")) {
+    return QStringLiteral("Cal HDR write");
+  }
+  return count == 1 ? QStringLiteral("WriteToChannel") : QStringLiteral("WriteToChannel (group)");
 }
 
 }  // namespace
@@ -27,8 +49,24 @@ QString ChannelValueWriter::FailureText(std::int32_t channelId, const Value& val
          QLatin1Char(')');
 }
 
+void ChannelValueWriter::SetJournal(IOperationJournal* journal,
+                                    std::function<QString(std::int32_t)> channelName) {
+  journal_ = journal;
+  channelName_ = std::move(channelName);
+}
+
 bool ChannelValueWriter::WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
                                                  const Value& value) {
+  if (!IsValueGiven(value)) {
+    return false;
+  }
+  const bool written = WriteOne(callerCode, channelId, value);
+  JournalOne(callerCode, channelId, value, written);
+  return written;
+}
+
+bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channelId,
+                                  const Value& value) {
   if (!IsValueGiven(value)) {
     return false;
   }
@@ -47,6 +85,7 @@ std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
   for (std::size_t begin = 0; begin < items.size(); begin += BatchSize) {
     WriteBatch(callerCode, items, begin, std::min(items.size(), begin + BatchSize), written);
   }
+  JournalGroup(callerCode, items, written);
   return written;
 }
 
@@ -73,8 +112,72 @@ void ChannelValueWriter::WriteBatch(const QString& callerCode,
   }
   // Nothing of the batch was stored: each record gets its own transaction and its own report.
   for (std::size_t i = begin; i < end; ++i) {
-    written[i] = WriteChannelValueRecord(callerCode, items[i].channelId, items[i].value);
+    written[i] = WriteOne(callerCode, items[i].channelId, items[i].value);
   }
+}
+
+QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
+  const QString name = channelName_ ? channelName_(channelId) : QString();
+  return name.isEmpty() ? QString::number(channelId)
+                        : QString::number(channelId) + QLatin1Char(' ') + name;
+}
+
+void ChannelValueWriter::JournalOne(const QString& callerCode, std::int32_t channelId,
+                                    const Value& value, bool written) {
+  if (journal_ == nullptr) {
+    return;
+  }
+  const QString text = xml::VariantToXmlText(value);
+  journal_->Record({WriteOperationName(callerCode, 1), ChannelTarget(channelId), text,
+                    RecordText(channelId, value),
+                    written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
+                    QString(),
+                    written ? std::vector<JournalChannelWrite>{{channelId, text}}
+                            : std::vector<JournalChannelWrite>{}});
+}
+
+void ChannelValueWriter::JournalGroup(const QString& callerCode,
+                                      const std::vector<ChannelValue>& items,
+                                      const std::vector<bool>& written) {
+  if (journal_ == nullptr) {
+    return;
+  }
+  JournalOperation op;
+  QStringList ids;
+  QSet<QString> values;
+  std::size_t failed = 0;
+  const ChannelValue* first = nullptr;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (!IsValueGiven(items[i].value)) {
+      continue;
+    }
+    first = first == nullptr ? &items[i] : first;
+    const QString text = xml::VariantToXmlText(items[i].value);
+    ids.push_back(QString::number(items[i].channelId));
+    values.insert(text);
+    if (written[i]) {
+      op.channels.push_back({items[i].channelId, text});
+    } else {
+      ++failed;
+    }
+  }
+  if (first == nullptr) {
+    return;
+  }
+  op.operation = WriteOperationName(callerCode, ids.size());
+  op.targets = QStringLiteral("%1 channels: ").arg(ids.size()) + ids.join(QStringLiteral(", "));
+  op.value =
+      values.size() == 1 ? *values.begin() : QStringLiteral("(%1 values)").arg(values.size());
+  // The records differ only in their channel and value: the first stands for the rest.
+  op.command = RecordText(first->channelId, first->value);
+  if (ids.size() > 1) {
+    op.command += QStringLiteral("\n(and %1 more records)").arg(ids.size() - 1);
+  }
+  op.outcome = failed == 0 ? QStringLiteral("%1 records written").arg(op.channels.size())
+                           : QStringLiteral("%1 records written, %2 not written (TELM-0036)")
+                                 .arg(op.channels.size())
+                                 .arg(failed);
+  journal_->Record(op);
 }
 
 }  // namespace telmon
