@@ -3,10 +3,14 @@
 #include "app/SplashForm.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
+#include "journal/ui/JournalFeature.h"
+#include "journal/ui/frmOperatorJournal.h"
+#include "journal/ui/frmSiteState.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
 #include "tools/ui/CalHdrFrame.h"
 #include "tools/ui/IOSSettingsPage.h"
+#include "util/Clock.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/KeyedListModel.h"
 #include "watches/ChannelValueWriter.h"
@@ -25,6 +29,7 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSettings>
+#include <QStatusBar>
 #include <QTabBar>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -95,6 +100,7 @@ void ScreenshotTour::Shoot() {
   credentials.close();
   ShootWatchDialogs();
   ShootValueDialogs();
+  ShootJournalWindows();
   window_.CloseByProgram();
 }
 
@@ -164,6 +170,78 @@ void ScreenshotTour::ShootValueDialogs() {
   several.show();
   Save(&several, QStringLiteral("change-channel-values"));
   several.close();
+}
+
+// The journal window over a throw-away journal with a morning's typical entries, so that the
+// operator's own journal is never touched; the Site State window as the simulator left it.
+void ScreenshotTour::ShootJournalWindows() {
+  QTemporaryDir dir;
+  SystemClock clock;
+  OperationJournal journal(dir.filePath(QStringLiteral("journal.sqlite")), {1, {}}, window_, clock);
+  journal.SetEditAccount(QStringLiteral("super"));
+  const QString sent = JournalOutcome::Sent;
+  const JournalOperation entries[] = {
+      {QStringLiteral("Random values on"),
+       QStringLiteral("1 Unit 1 CEMS PLC"),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceToRandomMode" id="1" value="1"/>)"),
+       sent,
+       {},
+       {}},
+      {QStringLiteral("Bulk mode-code write"),
+       QStringLiteral("23 channels: 1040, 1041, 1042"),
+       QStringLiteral("13"),
+       QStringLiteral("<Command action=\"WriteToChannel\" id=\"1040\" value=\"13\"/>\n(and 22 "
+                      "more records)"),
+       QStringLiteral("23 records written"),
+       {},
+       {}},
+      {QStringLiteral("WriteToChannel"),
+       QStringLiteral("1061 Test NOx Forced 1"),
+       QStringLiteral("42.5"),
+       QStringLiteral(R"(<Command action="WriteToChannel" id="1061" value="42.5"/>)"),
+       JournalOutcome::RecordWritten,
+       {},
+       {}},
+      {QStringLiteral("ForceChannelValue"),
+       QStringLiteral("1061 Test NOx Forced 1"),
+       QStringLiteral("42.5"),
+       QStringLiteral(
+           R"(<Command action="ForceChannelValue" id="1061" value="42.5" DataSource="ForcedValue" />)"),
+       sent,
+       {},
+       {}},
+      {QStringLiteral("Set clock"),
+       QStringLiteral("2 Unit 1 DAS"),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceClock" id="2"/>)"),
+       sent,
+       NoAccount,
+       {}},
+      {QStringLiteral("Random values off (all)"),
+       QStringLiteral("all devices"),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceToRandomMode" id="*" value="0"/>)"),
+       sent,
+       {},
+       {}},
+  };
+  for (const JournalOperation& entry : entries) {
+    journal.Record(entry);
+  }
+  frmOperatorJournal journalWindow(journal, window_.Prompts(), &window_);
+  journalWindow.setWindowFlag(Qt::Window);
+  journalWindow.show();
+  Save(&journalWindow, QStringLiteral("operator-journal"));
+  journalWindow.close();
+  JournalFeature& feature = window_.Journal();
+  feature.RefreshNow();
+  frmSiteState& state = feature.SiteStateWindow();
+  state.Refresh();
+  state.show();
+  Save(&state, QStringLiteral("site-state"));
+  state.close();
+  Save(window_.statusBar(), QStringLiteral("left-changed-panel"));
 }
 
 }  // namespace telmon

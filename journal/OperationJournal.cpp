@@ -13,6 +13,7 @@
 #include <QThread>
 #include <QVariant>
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -23,7 +24,8 @@ namespace {
 // Beyond SQLite's own busy wait, a statement that still finds the file locked is tried again a
 // few times: another monitor's write takes milliseconds.
 constexpr int kBusyTimeoutMs = 5000;
-constexpr int kAttempts = 5;
+constexpr int kAttempts = 60;
+constexpr unsigned long kMaxPauseMs = 200;
 
 const char* const kSchema[] = {
     "CREATE TABLE IF NOT EXISTS journal (id INTEGER PRIMARY KEY AUTOINCREMENT, time_utc TEXT NOT "
@@ -42,7 +44,9 @@ bool IsBusy(const QSqlError& error) {
   constexpr int kPrimaryMask = 0xff;
   constexpr int kSqliteBusy = 5;
   constexpr int kSqliteLocked = 6;
-  return ok && ((code & kPrimaryMask) == kSqliteBusy || (code & kPrimaryMask) == kSqliteLocked);
+  return (ok && ((code & kPrimaryMask) == kSqliteBusy || (code & kPrimaryMask) == kSqliteLocked)) ||
+         error.databaseText().contains(QLatin1String("locked")) ||
+         error.databaseText().contains(QLatin1String("busy"));
 }
 
 // Runs the prepared (or plain, when `text` is given) statement, retrying while the file is busy.
@@ -56,7 +60,7 @@ bool ExecWithRetry(QSqlQuery& query, const QString& text, QString& error) {
       error = query.lastError().text();
       return false;
     }
-    QThread::msleep(static_cast<unsigned long>(20 * attempt));
+    QThread::msleep(std::min(kMaxPauseMs, static_cast<unsigned long>(20 * attempt)));
   }
 }
 
@@ -105,7 +109,10 @@ bool OperationJournal::Open() {
   }
   QSqlQuery query(db);
   QString error;
-  bool ok = ExecWithRetry(query, QStringLiteral("PRAGMA journal_mode=WAL"), error);
+  // Switching to WAL needs the file to itself; a file already in WAL mode is left as it is.
+  bool ok = ExecWithRetry(query, QStringLiteral("PRAGMA journal_mode"), error);
+  const bool wal = ok && query.next() && query.value(0).toString() == QLatin1String("wal");
+  ok = ok && (wal || ExecWithRetry(query, QStringLiteral("PRAGMA journal_mode=WAL"), error));
   for (const char* statement : kSchema) {
     ok = ok && ExecWithRetry(query, QString::fromLatin1(statement), error);
   }
@@ -149,7 +156,8 @@ bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
   QSqlQuery query(QSqlDatabase::database(connectionName_, false));
   query.prepare(QStringLiteral(
       "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
-      "value, command, outcome) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+      "value, command, outcome) VALUES (?, ?, ?, COALESCE(?, ''), COALESCE(?, ''), "
+      "COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''))"));
   const QVariant values[] = {entry.timeUtc.toString(Qt::ISODateWithMs),
                              entry.timeLocal,
                              entry.dahs,
