@@ -5,6 +5,8 @@
 #include "util/IRaiseMsg.h"
 #include "util/TextConversionFunctions.h"
 
+#include <QScopedValueRollback>
+
 #include <limits>
 
 namespace telmon {
@@ -92,7 +94,7 @@ void IOSSettingsLogic::Send(const char* code, const char* command, const char* o
 void IOSSettingsLogic::SendJournaled(const QString& command, const QString& operation,
                                      const QString& value) {
   sender_.SendCommand(command);
-  if (journal_ != nullptr) {
+  if (journal_ != nullptr && !echoingServer_) {
     journal_->Record({operation,
                       QStringLiteral("I/O server"),
                       value,
@@ -123,6 +125,8 @@ void IOSSettingsLogic::ApplySettings(xml::XmlElement event) {
   }
   // A new box text is a change like a keystroke: the value goes back to the server.
   if (const QString rid = xml::GetAttributeText(event, "RID"); !rid.isEmpty()) {
+    // The server's own value echoed back is no operator's change: it is not journaled.
+    const QScopedValueRollback<bool> echo(echoingServer_, true);
     view_.SetRIDText(rid);
   }
 }

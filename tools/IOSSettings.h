@@ -83,6 +83,7 @@ class IOSSettingsLogic {
   ICommandSender& sender_;
   IRaiseMsg& sink_;
   IOperationJournal* journal_ = nullptr;
+  bool echoingServer_ = false;
 };
 
 }  // namespace telmon

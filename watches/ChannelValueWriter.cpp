@@ -5,9 +5,6 @@
 #include "util/UtilityXMLDOMFunctions.h"
 #include "watches/EnteredValue.h"
 
-#include <QSet>
-#include <QStringList>
-
 #include <algorithm>
 #include <utility>
 
@@ -37,6 +34,46 @@ QString WriteOperationName(const QString& callerCode, qsizetype count) {
     return QStringLiteral("Cal HDR write");
   }
   return count == 1 ? QStringLiteral("WriteToChannel") : QStringLiteral("WriteToChannel (group)");
+}
+
+// What one journal entry says of a group of records.
+struct GroupSummary {
+  QString ids;  // "5, 6, 99"
+  qsizetype count = 0;
+  std::size_t failed = 0;
+  const ChannelValue* first = nullptr;
+  bool oneValue = true;
+};
+
+// The items that have a value; those written go into `channels` with their value texts.
+GroupSummary Summarize(const std::vector<ChannelValue>& items, const std::vector<bool>& written,
+                       std::vector<JournalChannelWrite>& channels) {
+  GroupSummary group;
+  group.ids.reserve(static_cast<qsizetype>(items.size()) * 7);
+  channels.reserve(items.size());
+  QString text;  // of the last value; a bulk write repeats one value, converted once
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const ChannelValue& item = items[i];
+    if (!IsValueGiven(item.value)) {
+      continue;
+    }
+    if (group.first == nullptr || !(item.value == items[i - 1].value)) {
+      text = xml::VariantToXmlText(item.value);
+      group.oneValue =
+          group.oneValue && (group.first == nullptr || group.first->value == item.value);
+    }
+    group.first = group.first == nullptr ? &item : group.first;
+    if (group.count++ > 0) {
+      group.ids += QLatin1String(", ");
+    }
+    group.ids += QString::number(item.channelId);
+    if (written[i]) {
+      channels.push_back({item.channelId, text});
+    } else {
+      ++group.failed;
+    }
+  }
+  return group;
 }
 
 }  // namespace
@@ -143,40 +180,23 @@ void ChannelValueWriter::JournalGroup(const QString& callerCode,
     return;
   }
   JournalOperation op;
-  QStringList ids;
-  QSet<QString> values;
-  std::size_t failed = 0;
-  const ChannelValue* first = nullptr;
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    if (!IsValueGiven(items[i].value)) {
-      continue;
-    }
-    first = first == nullptr ? &items[i] : first;
-    const QString text = xml::VariantToXmlText(items[i].value);
-    ids.push_back(QString::number(items[i].channelId));
-    values.insert(text);
-    if (written[i]) {
-      op.channels.push_back({items[i].channelId, text});
-    } else {
-      ++failed;
-    }
-  }
-  if (first == nullptr) {
+  const GroupSummary group = Summarize(items, written, op.channels);
+  if (group.first == nullptr) {
     return;
   }
-  op.operation = WriteOperationName(callerCode, ids.size());
-  op.targets = QStringLiteral("%1 channels: ").arg(ids.size()) + ids.join(QStringLiteral(", "));
-  op.value =
-      values.size() == 1 ? *values.begin() : QStringLiteral("(%1 values)").arg(values.size());
+  op.operation = WriteOperationName(callerCode, group.count);
+  op.targets = QStringLiteral("%1 channels: ").arg(group.count) + group.ids;
+  op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
+                            : QStringLiteral("(several values)");
   // The records differ only in their channel and value: the first stands for the rest.
-  op.command = RecordText(first->channelId, first->value);
-  if (ids.size() > 1) {
-    op.command += QStringLiteral("\n(and %1 more records)").arg(ids.size() - 1);
+  op.command = RecordText(group.first->channelId, group.first->value);
+  if (group.count > 1) {
+    op.command += QStringLiteral("\n(and %1 more records)").arg(group.count - 1);
   }
-  op.outcome = failed == 0 ? QStringLiteral("%1 records written").arg(op.channels.size())
-                           : QStringLiteral("%1 records written, %2 not written (TELM-0036)")
-                                 .arg(op.channels.size())
-                                 .arg(failed);
+  op.outcome = group.failed == 0 ? QStringLiteral("%1 records written").arg(op.channels.size())
+                                 : QStringLiteral("%1 records written, %2 not written (TELM-0036)")
+                                       .arg(op.channels.size())
+                                       .arg(group.failed);
   journal_->Record(op);
 }
 

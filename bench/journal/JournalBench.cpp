@@ -164,7 +164,7 @@ BENCHMARK(BM_GroupedWrite)
     ->ArgName("journal")
     ->Arg(0)
     ->Arg(1)
-    ->Iterations(8)
+    ->Iterations(16)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_OpenJournal)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
@@ -193,8 +193,8 @@ int main(int argc, char** argv) {
   TimeReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   const auto& ms = reporter.ms;
-  const auto off = ms.find("BM_GroupedWrite/journal:0/iterations:8/real_time");
-  const auto on = ms.find("BM_GroupedWrite/journal:1/iterations:8/real_time");
+  const auto off = ms.find("BM_GroupedWrite/journal:0/iterations:16/real_time");
+  const auto on = ms.find("BM_GroupedWrite/journal:1/iterations:16/real_time");
   if (off != ms.end() && on != ms.end()) {
     std::printf("20,000-record write, journal on / off: %.3f (%+.1f %%)\n",
                 on->second / off->second, 100.0 * (on->second / off->second - 1.0));

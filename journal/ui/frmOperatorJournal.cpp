@@ -51,7 +51,7 @@ frmOperatorJournal::frmOperatorJournal(OperationJournal& journal, Prompter& prom
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(BuildFilterRow());
   layout->addWidget(table_, 1);
-  resize(1000, 520);
+  resize(1200, 520);
   Reload();
 }
 
