@@ -172,17 +172,29 @@ void ScreenshotTour::ShootValueDialogs() {
   several.close();
 }
 
-// The journal window over a throw-away journal with a morning's typical entries, so that the
-// operator's own journal is never touched; the Site State window as the simulator left it.
-void ScreenshotTour::ShootJournalWindows() {
-  QTemporaryDir dir;
-  SystemClock clock;
-  OperationJournal journal(dir.filePath(QStringLiteral("journal.sqlite")), {1, {}}, window_, clock);
-  journal.SetEditAccount(QStringLiteral("super"));
+namespace {
+
+// A morning's typical entries on the demo site's own devices and first forced channel.
+std::vector<JournalOperation> SampleJournalEntries(frmMain& window) {
+  // The demo site's own devices and first forced channel, as the pages show them.
+  auto DeviceText = [&window](const QString& id) {
+    KeyedListModel* m = window.DevicesModel();
+    auto* row = m == nullptr ? nullptr : m->FindKey(id + QLatin1Char('K'));
+    return row == nullptr ? id : id + QLatin1Char(' ') + m->SubItem(row, 1);
+  };
+  QString forcedId = QStringLiteral("0");
+  QString forced = forcedId;
+  for (const auto& record : window.ChannelConfigs().NewEnum()) {
+    if (record->DataSource == QStringLiteral("ForcedValue")) {
+      forcedId = record->Key.chopped(1);
+      forced = forcedId + QLatin1Char(' ') + record->Name;
+      break;
+    }
+  }
   const QString sent = JournalOutcome::Sent;
-  const JournalOperation entries[] = {
+  return {
       {QStringLiteral("Random values on"),
-       QStringLiteral("1 Unit 1 CEMS PLC"),
+       DeviceText(QStringLiteral("1")),
        {},
        QStringLiteral(R"(<Command action="SetDeviceToRandomMode" id="1" value="1"/>)"),
        sent,
@@ -191,28 +203,29 @@ void ScreenshotTour::ShootJournalWindows() {
       {QStringLiteral("Bulk mode-code write"),
        QStringLiteral("23 channels: 1040, 1041, 1042"),
        QStringLiteral("13"),
-       QStringLiteral("<Command action=\"WriteToChannel\" id=\"1040\" value=\"13\"/>\n(and 22 "
+       QStringLiteral("<Command action=\"WriteToChannel\" id=\"1040\" value=\"13\" />\n(and 22 "
                       "more records)"),
        QStringLiteral("23 records written"),
        {},
        {}},
       {QStringLiteral("WriteToChannel"),
-       QStringLiteral("1061 Test NOx Forced 1"),
+       forced,
        QStringLiteral("42.5"),
-       QStringLiteral(R"(<Command action="WriteToChannel" id="1061" value="42.5"/>)"),
+       QStringLiteral(R"(<Command action="WriteToChannel" id="%1" value="42.5" />)").arg(forcedId),
        JournalOutcome::RecordWritten,
        {},
        {}},
       {QStringLiteral("ForceChannelValue"),
-       QStringLiteral("1061 Test NOx Forced 1"),
+       forced,
        QStringLiteral("42.5"),
        QStringLiteral(
-           R"(<Command action="ForceChannelValue" id="1061" value="42.5" DataSource="ForcedValue" />)"),
+           R"(<Command action="ForceChannelValue" id="%1" value="42.5" DataSource="ForcedValue" />)")
+           .arg(forcedId),
        sent,
        {},
        {}},
       {QStringLiteral("Set clock"),
-       QStringLiteral("2 Unit 1 DAS"),
+       DeviceText(QStringLiteral("2")),
        {},
        QStringLiteral(R"(<Command action="SetDeviceClock" id="2"/>)"),
        sent,
@@ -226,7 +239,18 @@ void ScreenshotTour::ShootJournalWindows() {
        {},
        {}},
   };
-  for (const JournalOperation& entry : entries) {
+}
+
+}  // namespace
+
+// The journal window over a throw-away journal with a morning's typical entries, so that the
+// operator's own journal is never touched; the Site State window as the simulator left it.
+void ScreenshotTour::ShootJournalWindows() {
+  QTemporaryDir dir;
+  SystemClock clock;
+  OperationJournal journal(dir.filePath(QStringLiteral("journal.sqlite")), {1, {}}, window_, clock);
+  journal.SetEditAccount(QStringLiteral("super"));
+  for (const JournalOperation& entry : SampleJournalEntries(window_)) {
     journal.Record(entry);
   }
   frmOperatorJournal journalWindow(journal, window_.Prompts(), &window_);
