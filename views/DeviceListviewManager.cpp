@@ -83,7 +83,7 @@ bool DeviceListviewManager::AnyDevicesAreInRandomMode() const {
 }
 
 QString DeviceListviewManager::SetRandomModeForAllDevices(bool flag) {
-  const QString command = IosCommands::SetAllDevicesToRandomMode(flag);
+  QString command = IosCommands::SetAllDevicesToRandomMode(flag);
   Send(command);
   return command;
 }
@@ -93,7 +93,7 @@ QString DeviceListviewManager::SendSelected(const std::function<QString(std::int
   if (!id) {
     return {};
   }
-  const QString text = command(*id);
+  QString text = command(*id);
   Send(text);
   return text;
 }
