@@ -2,6 +2,7 @@
 // buttons through the scripted operator and real privilege checks, the forcing dialog's
 // record and command, and a bulk write as one entry.
 
+#include "ioslink/IosCommands.h"
 #include "journal/OperationJournal.h"
 #include "platform/AccountStore.h"
 #include "platform/H5DBIL.h"
@@ -10,9 +11,11 @@
 #include "tests/platform/SiteDatabaseFixture.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
+#include "tools/IOSSettings.h"
 #include "util/Clock.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/DeviceOperations.h"
+#include "views/QueueListviewManager.h"
 #include "watches/ChangeChanValueModel.h"
 #include "watches/ChannelValueWriter.h"
 
@@ -129,13 +132,17 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
   model.SelectOption(ChangeChanValueModel::FixedOption);
   model.SetNewValueText(QStringLiteral("42.5"));
   ASSERT_TRUE(model.Change());
+  writer.WriteChannelValueRecords(QStringLiteral("TELM-0063"), {{5, Value(1)}, {6, Value(2)}});
   writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"),
                                   {{5, Value(13)}, {6, Value(13)}, {99, Value(13)}});
   // A value no record can carry is reported and journaled as not written.
   writer.WriteChannelValueRecord(QStringLiteral("TELM-0037"), 6, Value(QStringLiteral("a\x01")));
 
-  const QStringList lines = Lines(journal_.ReadAll());
-  ASSERT_EQ(lines.size(), 4) << lines.join('\n').toStdString();
+  QStringList lines = Lines(journal_.ReadAll());
+  ASSERT_EQ(lines.size(), 5) << lines.join('\n').toStdString();
+  EXPECT_TRUE(lines[2].startsWith("Cal HDR write|super|2 channels: 5, 6|(several values)|"))
+      << lines[2].toStdString();
+  lines.removeAt(2);
   EXPECT_EQ(
       lines[0],
       R"(WriteToChannel|super|5 NOx, test|42.5|<Command action="WriteToChannel" id="5" value="42.5" />|record written)");
@@ -155,6 +162,49 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
       peer_.Received(),
       QByteArray(
           R"(<Command action="ForceChannelValue" id="5" value="42.5" DataSource="ForcedValue" />)"));
+}
+
+// The settings page as the operator uses it; a box change runs the handler, as typing does.
+class SettingsView final : public IIOSSettingsView {
+ public:
+  void SetLogLevelText(const QString& /*text*/) override {}
+  void SetLogIsActiveText(const QString& /*text*/) override {}
+  QString URPText() const override { return urp; }
+  void SetURPText(const QString& text) override { urp = text; }
+  void SetRIDText(const QString& text) override { logic->OnRIDTextChanged(text); }
+  void ShowURPStorageNotice() override {}
+  QString urp = QStringLiteral("5");
+  IOSSettingsLogic* logic = nullptr;
+};
+
+TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheServersEcho) {
+  SettingsView view;
+  IOSSettingsLogic settings(view, peer_, sink_);
+  view.logic = &settings;
+  settings.SetJournal(&journal_);
+  settings.OnRefreshSettings();  // a question, not a change
+  settings.OnSetLogLevelAll();
+  settings.OnStartStopRestartLog();
+  settings.OnIncreaseURP();
+  settings.OnRIDTextChanged(QStringLiteral("250"));
+  const test::ParsedEvents events(
+      QStringLiteral(R"(<Event eventtype="IOSSettingsUpdate" LogLevel="2" URP="6" RID="250"/>)"));
+  settings.OnSettingsEvent(events[0]);
+  KeyedListModel model;
+  QueueListviewManager queues;
+  queues.Setup(sink_, peer_, model);
+  queues.SetJournal(&journal_);
+  queues.ResetCounters();
+
+  EXPECT_EQ(
+      Lines(journal_.ReadAll()),
+      (QStringList{
+          R"(Log level All|-|I/O server||<Command action="SetLogLevel" value="2"/><Command action="GetIOSSettings" />|sent)",
+          R"(Log reset|-|I/O server||<Command action="ResetLog" /><Command action="GetIOSSettings" />|sent)",
+          "Set URP|-|I/O server|6|" + IOSSettingsCommands::SetURP(6) + "|sent",
+          "Set RID|-|I/O server|250|" + IOSSettingsCommands::SetRID(250) + "|sent",
+          "Reset queue counters|-|all queues||" + IosCommands::ResetQCounters() + "|sent",
+      }));
 }
 
 }  // namespace
