@@ -4,6 +4,7 @@
 #include "util/IRaiseMsg.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -21,11 +22,13 @@ namespace telmon {
 
 namespace {
 
-// Beyond SQLite's own busy wait, a statement that still finds the file locked is tried again a
-// few times: another monitor's write takes milliseconds.
-constexpr int kBusyTimeoutMs = 5000;
-constexpr int kAttempts = 60;
-constexpr unsigned long kMaxPauseMs = 200;
+// Another monitor's write takes milliseconds. SQLite waits up to kBusyTimeoutMs for a lock; a
+// statement that still fails as busy (some lock changes are refused at once rather than waited
+// for) is tried again until kRetryBudgetMs have passed in all, so that a file held locked by a
+// stuck program costs each entry a few seconds at most, never the window.
+constexpr int kBusyTimeoutMs = 2000;
+constexpr qint64 kRetryBudgetMs = 3000;
+constexpr unsigned long kMaxPauseMs = 100;
 
 const char* const kSchema[] = {
     "CREATE TABLE IF NOT EXISTS journal (id INTEGER PRIMARY KEY AUTOINCREMENT, time_utc TEXT NOT "
@@ -51,12 +54,14 @@ bool IsBusy(const QSqlError& error) {
 
 // Runs the prepared (or plain, when `text` is given) statement, retrying while the file is busy.
 bool ExecWithRetry(QSqlQuery& query, const QString& text, QString& error) {
+  QElapsedTimer elapsed;
+  elapsed.start();
   for (int attempt = 1;; ++attempt) {
     const bool ok = text.isEmpty() ? query.exec() : query.exec(text);
     if (ok) {
       return true;
     }
-    if (attempt == kAttempts || !IsBusy(query.lastError())) {
+    if (elapsed.elapsed() >= kRetryBudgetMs || !IsBusy(query.lastError())) {
       error = query.lastError().text();
       return false;
     }
