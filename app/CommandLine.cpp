@@ -64,6 +64,8 @@ CommandLine CommandLine::Parse(const QStringList& arguments) {
       } else if (!text.isEmpty()) {
         cl.ignored << QStringLiteral("--receive-buffer-cap=") + text;
       }
+    } else if (arg.startsWith(QLatin1String("--journal"))) {
+      value(QStringLiteral("--journal"), &cl.journalFile);
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
       value(QStringLiteral("--screenshots"), &cl.screenshotDir);
     } else if (arg.startsWith(QLatin1String("/DAHSID="), Qt::CaseInsensitive) && !switchSeen) {
@@ -95,13 +97,15 @@ QString CommandLine::IgnoredNote() const {
 
 QString CommandLine::HelpText(const QString& programName) {
   return QStringLiteral(
-             "Usage: %1 [/DAHSID=<n>] [--message-log FILE] [--screenshots DIR]\n"
+             "Usage: %1 [/DAHSID=<n>] [--message-log FILE] [--journal FILE] [--screenshots DIR]\n"
              "\n"
              "Monitors the I/O server of one DAHS of the site.\n"
              "\n"
              "  /DAHSID=<n>         the DAHS to monitor (missing means 0: site-wide settings "
              "only)\n"
              "  --message-log FILE  append every row of the messages window to FILE\n"
+             "  --journal FILE      the operator journal (SQLite) to write instead of the\n"
+             "                      user's own (<data folder>/telmon/journal.sqlite)\n"
              "  --screenshots DIR   save a PNG image of every page and dialog into DIR, then exit\n"
              "  --receive-buffer-cap BYTES\n"
              "                      unparsable text from the I/O server kept before skipping\n"

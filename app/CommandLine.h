@@ -20,6 +20,7 @@ struct CommandLine {
   bool help = false;
   bool version = false;
   QString messageLogFile;  // --message-log FILE
+  QString journalFile;     // --journal FILE: the operator journal instead of the user's own
   QString screenshotDir;   // --screenshots DIR: capture every page and dialog, then exit
   QStringList ignored;     // arguments the program does not use, in order
   // --receive-buffer-cap BYTES: unparsable text from the I/O server kept before resynchronising

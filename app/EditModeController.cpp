@@ -45,6 +45,7 @@ void EditModeController::SwitchOn() {
   }
   if (check->granted()) {
     editsAllowed_ = true;
+    account_ = check->account;
   }
 }
 
@@ -61,6 +62,7 @@ bool EditModeController::SwitchOff() {
     }
   }
   editsAllowed_ = false;
+  account_.clear();
   return false;
 }
 

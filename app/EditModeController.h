@@ -27,6 +27,8 @@ class EditModeController : public QObject, public IEditGate {
                      QString programTitle, DeviceHooks hooks, QObject* parent = nullptr);
 
   bool EditsAllowed() const override { return editsAllowed_; }
+  // The account that switched edit mode on; empty while it is off.
+  const QString& EditAccount() const { return account_; }
   bool AskWhetherUserWantsToEnableEditing() override;
   // Switches edit mode; returns true when the operator cancelled the switch.
   bool SetEditMode(bool on);
@@ -49,6 +51,7 @@ class EditModeController : public QObject, public IEditGate {
   QString title_;
   DeviceHooks hooks_;
   bool editsAllowed_ = false;
+  QString account_;
 };
 
 }  // namespace telmon

@@ -63,6 +63,8 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
 
   m.mnuView = Menu(bar, "mnuView", QStringLiteral("&View"));
   m.mnuView_Messages = Item(m.mnuView, "mnuView_Messages", QStringLiteral("&Messages"));
+  m.mnuView_Journal = Item(m.mnuView, "mnuView_Journal", QStringLiteral("Operator Journal"));
+  m.mnuView_SiteState = Item(m.mnuView, "mnuView_SiteState", QStringLiteral("Site State"));
   m.mnuView_Updates = m.mnuView->addMenu(QStringLiteral("&Refreshes/Updates"));
   m.mnuView_Updates->setObjectName(QStringLiteral("mnuView_Updates"));
   m.mnuView_ShowBlockRefreshes = Item(m.mnuView_Updates, "mnuView_ShowBlockRefreshes",

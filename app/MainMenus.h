@@ -35,6 +35,8 @@ struct MainMenus {
 
   QMenu* mnuView = nullptr;
   QAction* mnuView_Messages = nullptr;
+  QAction* mnuView_Journal = nullptr;
+  QAction* mnuView_SiteState = nullptr;
   QMenu* mnuView_Updates = nullptr;
   QAction* mnuView_ShowBlockRefreshes = nullptr;
   QAction* mnuView_About = nullptr;

@@ -3,10 +3,14 @@
 #include "app/SplashForm.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
+#include "journal/ui/JournalFeature.h"
+#include "journal/ui/frmOperatorJournal.h"
+#include "journal/ui/frmSiteState.h"
 #include "messages/frmProblems.h"
 #include "platform/ui/CredentialsDialog.h"
 #include "tools/ui/CalHdrFrame.h"
 #include "tools/ui/IOSSettingsPage.h"
+#include "util/Clock.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/KeyedListModel.h"
 #include "watches/ChannelValueWriter.h"
@@ -25,6 +29,7 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSettings>
+#include <QStatusBar>
 #include <QTabBar>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -95,6 +100,7 @@ void ScreenshotTour::Shoot() {
   credentials.close();
   ShootWatchDialogs();
   ShootValueDialogs();
+  ShootJournalWindows();
   window_.CloseByProgram();
 }
 
@@ -164,6 +170,102 @@ void ScreenshotTour::ShootValueDialogs() {
   several.show();
   Save(&several, QStringLiteral("change-channel-values"));
   several.close();
+}
+
+namespace {
+
+// A morning's typical entries on the demo site's own devices and first forced channel.
+std::vector<JournalOperation> SampleJournalEntries(frmMain& window) {
+  // The demo site's own devices and first forced channel, as the pages show them.
+  auto DeviceText = [&window](const QString& id) {
+    KeyedListModel* m = window.DevicesModel();
+    auto* row = m == nullptr ? nullptr : m->FindKey(id + QLatin1Char('K'));
+    return row == nullptr ? id : id + QLatin1Char(' ') + m->SubItem(row, 1);
+  };
+  QString forcedId = QStringLiteral("0");
+  QString forced = forcedId;
+  for (const auto& record : window.ChannelConfigs().NewEnum()) {
+    if (record->DataSource == QStringLiteral("ForcedValue")) {
+      forcedId = record->Key.chopped(1);
+      forced = forcedId + QLatin1Char(' ') + record->Name;
+      break;
+    }
+  }
+  const QString sent = JournalOutcome::Sent;
+  return {
+      {QStringLiteral("Random values on"),
+       DeviceText(QStringLiteral("1")),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceToRandomMode" id="1" value="1"/>)"),
+       sent,
+       {},
+       {}},
+      {QStringLiteral("Bulk mode-code write"),
+       QStringLiteral("23 channels: 1040, 1041, 1042"),
+       QStringLiteral("13"),
+       QStringLiteral("<Command action=\"WriteToChannel\" id=\"1040\" value=\"13\" />\n(and 22 "
+                      "more records)"),
+       QStringLiteral("23 records written"),
+       {},
+       {}},
+      {QStringLiteral("WriteToChannel"),
+       forced,
+       QStringLiteral("42.5"),
+       QStringLiteral(R"(<Command action="WriteToChannel" id="%1" value="42.5" />)").arg(forcedId),
+       JournalOutcome::RecordWritten,
+       {},
+       {}},
+      {QStringLiteral("ForceChannelValue"),
+       forced,
+       QStringLiteral("42.5"),
+       QStringLiteral(
+           R"(<Command action="ForceChannelValue" id="%1" value="42.5" DataSource="ForcedValue" />)")
+           .arg(forcedId),
+       sent,
+       {},
+       {}},
+      {QStringLiteral("Set clock"),
+       DeviceText(QStringLiteral("2")),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceClock" id="2"/>)"),
+       sent,
+       NoAccount,
+       {}},
+      {QStringLiteral("Random values off (all)"),
+       QStringLiteral("all devices"),
+       {},
+       QStringLiteral(R"(<Command action="SetDeviceToRandomMode" id="*" value="0"/>)"),
+       sent,
+       {},
+       {}},
+  };
+}
+
+}  // namespace
+
+// The journal window over a throw-away journal with a morning's typical entries, so that the
+// operator's own journal is never touched; the Site State window as the simulator left it.
+void ScreenshotTour::ShootJournalWindows() {
+  QTemporaryDir dir;
+  SystemClock clock;
+  OperationJournal journal(dir.filePath(QStringLiteral("journal.sqlite")), {1, {}}, window_, clock);
+  journal.SetEditAccount(QStringLiteral("super"));
+  for (const JournalOperation& entry : SampleJournalEntries(window_)) {
+    journal.Record(entry);
+  }
+  frmOperatorJournal journalWindow(journal, window_.Prompts(), &window_);
+  journalWindow.setWindowFlag(Qt::Window);
+  journalWindow.show();
+  Save(&journalWindow, QStringLiteral("operator-journal"));
+  journalWindow.close();
+  JournalFeature& feature = window_.Journal();
+  feature.RefreshNow();
+  frmSiteState& state = feature.SiteStateWindow();
+  state.Refresh();
+  state.show();
+  Save(&state, QStringLiteral("site-state"));
+  state.close();
+  Save(window_.statusBar(), QStringLiteral("left-changed-panel"));
 }
 
 }  // namespace telmon

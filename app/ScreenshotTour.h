@@ -23,6 +23,7 @@ class ScreenshotTour : public QObject {
   void Shoot();
   void ShootWatchDialogs();
   void ShootValueDialogs();
+  void ShootJournalWindows();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

@@ -9,6 +9,7 @@
 #include "app/WindowPlacement.h"
 #include "ioslink/IosCommands.h"
 #include "ioslink/IosConnection.h"
+#include "journal/ui/JournalFeature.h"
 #include "messages/MessageFileLog.h"
 #include "messages/MessageLogModel.h"
 #include "messages/frmProblems.h"
@@ -74,6 +75,10 @@ frmMain::~frmMain() { Teardown(); }
 void frmMain::BuildFrame() {
   menus_ = std::make_unique<MainMenus>(MainMenus::Build(menuBar(), this));
   panels_ = std::make_unique<StatusPanels>(statusBar());
+  journal_ =
+      new JournalFeature(commandLine_.journalFile.isEmpty() ? OperationJournal::DefaultFileName()
+                                                            : commandLine_.journalFile,
+                         {*this, services_.clock, services_.prompter}, statusBar(), this);
   statusBar()->setObjectName(QStringLiteral("StatusBar1"));
   tabs_ = new TabFrames(this);
   setCentralWidget(tabs_);
@@ -111,6 +116,8 @@ void frmMain::ConnectMenus() {
   });
   ConnectWatchMenus();
   connect(m.mnuView_Messages, &QAction::triggered, this, &frmMain::ShowMessagesWindow);
+  connect(m.mnuView_Journal, &QAction::triggered, journal_, &JournalFeature::ShowJournalWindow);
+  connect(m.mnuView_SiteState, &QAction::triggered, journal_, &JournalFeature::ShowSiteStateWindow);
   connect(m.mnuView_About, &QAction::triggered, this,
           [this] { ShowAboutBox(this, QString::fromLatin1(ProgramTitle)); });
   connect(m.mnuView_Support, &QAction::triggered, this,
@@ -214,6 +221,8 @@ bool frmMain::AskWhetherUserWantsToEnableEditing() {
 }
 
 void frmMain::OnEditModeChanged(bool on) {
+  journal_->Journal().SetEditAccount(on && edit_ != nullptr ? edit_->EditAccount() : QString());
+  journal_->SiteState().SetEditMode(on);
   menus_->mnuEdit_AllowEdits->setChecked(on);
   menus_->mnuWatches_Change->setEnabled(on);
   if (channelsPage_ != nullptr) {
@@ -277,11 +286,20 @@ void frmMain::NotAvailable(const QString& caption) {
 
 // --- events from the I/O server -----------------------------------------------------------
 
-void frmMain::OnDeviceUpdate(xml::XmlElement event) { devices_->UpdateOneItemInLsv(event); }
+void frmMain::OnDeviceUpdate(xml::XmlElement event) {
+  devices_->UpdateOneItemInLsv(event);
+  journal_->SiteState().OnDeviceUpdate(event);
+}
 void frmMain::OnQueueUpdate(xml::XmlElement event) { queues_->UpdateOneItemInLsv(event); }
 void frmMain::OnBlockUpdate(xml::XmlElement event) { blocks_->UpdateOneItemInLsv(event); }
-void frmMain::OnChannelConfigFullUpdate() { configs_->ClearAllConfigInfo(); }
-void frmMain::OnChannelConfigUpdate(xml::XmlElement event) { configs_->UpdateConfigInfo(event); }
+void frmMain::OnChannelConfigFullUpdate() {
+  configs_->ClearAllConfigInfo();
+  journal_->SiteState().OnChannelConfigFullUpdate();
+}
+void frmMain::OnChannelConfigUpdate(xml::XmlElement event) {
+  configs_->UpdateConfigInfo(event);
+  journal_->SiteState().OnChannelConfigUpdate(event);
+}
 void frmMain::OnChannelConfigBurstEnd() { channels_->UpdateLsvWithChannelConfigInfo(); }
 void frmMain::OnIOSSettingsUpdate(xml::XmlElement event) {
   if (settingsPage_ != nullptr) {

@@ -39,6 +39,7 @@ class H5DBIL;
 class IClock;
 class IOSSelectedDahs;
 class IOSSettingsPage;
+class JournalFeature;
 class IosConnection;
 class KeyedListModel;
 class MessageFileLog;
@@ -120,6 +121,7 @@ class frmMain : public QMainWindow,
   ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
   Prompter& Prompts() { return services_.prompter; }
+  JournalFeature& Journal() const { return *journal_; }
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -214,6 +216,7 @@ class frmMain : public QMainWindow,
 
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;
+  JournalFeature* journal_ = nullptr;
   TabFrames* tabs_ = nullptr;
   QLineEdit* txtNotPolling_ = nullptr;
   QTimer* tmrCurrentTime_ = nullptr;

@@ -11,6 +11,7 @@
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "ioslink/IosConnection.h"
+#include "journal/ui/JournalFeature.h"
 #include "messages/frmProblems.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
@@ -99,6 +100,7 @@ bool frmMain::Startup(SplashForm* splash) {
            RaiseMsg(MsgType::Progress, note);
          }
          dahsId_ = commandLine_.DahsId();
+         journal_->Journal().SetDahs(dahsId_);
          return true;
        }},
       {QStringLiteral("load SelectedDAHS settings from Halvo INI file"),
@@ -114,6 +116,10 @@ bool frmMain::Startup(SplashForm* splash) {
          dbil_ = new H5DBIL(this);
          connect(dbil_, &H5DBIL::Message, this, &frmMain::RaiseMsg);
          valueWriter_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
+         valueWriter_->SetJournal(&journal_->Journal(), [this](std::int32_t id) {
+           const ChannelConfigInfo* c = configs_->Item(QString::number(id));
+           return c == nullptr ? QString() : c->Name;
+         });
          return true;
        }},
       {QStringLiteral("setup DBIL SiteID"),
@@ -244,7 +250,8 @@ void frmMain::SetupDeviceManager() {
                                  this);
   deviceOps_ = std::make_unique<DeviceOperations>(
       *devices_, DeviceOperationServices{edit_, privilegeGate_.get(), &services_.prompter, this,
-                                         QString::fromLatin1(ProgramTitle), settings_->SiteID()});
+                                         QString::fromLatin1(ProgramTitle), settings_->SiteID(),
+                                         &journal_->Journal()});
   connect(edit_, &EditModeController::EditModeChanged, this, &frmMain::OnEditModeChanged);
   tabs_->AddPage(QStringLiteral("Devices"), QStringLiteral("Devices"),
                  new DevicesPage(*devicesModel_, *deviceOps_));
@@ -255,6 +262,7 @@ void frmMain::SetupQueueManager() {
   queuesModel_->SetCoalescing(true);  // one repaint per socket arrival
   queues_ = std::make_unique<QueueListviewManager>();
   queues_->Setup(*this, *this, *queuesModel_);
+  queues_->SetJournal(&journal_->Journal());
   tabs_->AddPage(QStringLiteral("Queues"), QStringLiteral("Queues"),
                  new QueuesPage(*queuesModel_, *queues_));
 }
@@ -313,6 +321,7 @@ void frmMain::AddRemainingPages() {
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));
   settingsPage_ = new IOSSettingsPage(*this, *this);
+  settingsPage_->SetJournal(&journal_->Journal());
   tabs_->AddPage(QStringLiteral("IOS Settings"), QString(), settingsPage_);
 }
 

@@ -5,6 +5,7 @@
 #include "app/MainMenus.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
+#include "journal/ui/JournalFeature.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ui/ChannelsPage.h"
 #include "watches/ChannelValueWriter.h"
@@ -44,7 +45,9 @@ void frmMain::ConnectWatchMenus() {
 void frmMain::SetupWatchOperations() {
   const QString title = QString::fromLatin1(ProgramTitle);
   changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
-      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter, title}, this);
+      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter, title,
+                          &journal_->Journal()},
+      this);
   AddChannelWatchSources sources;
   sources.configs = configs_.get();
   sources.blocks = blocks_.get();

@@ -8,6 +8,8 @@ using TestApplication = QApplication;
 using TestApplication = QCoreApplication;
 #endif
 
+#include <QStandardPaths>
+
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
@@ -17,5 +19,7 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
   }
   TestApplication app(argc, argv);
+  // The user's own data (the operator journal) is never touched by a test run.
+  QStandardPaths::setTestModeEnabled(true);
   return RUN_ALL_TESTS();
 }

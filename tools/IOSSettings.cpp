@@ -5,6 +5,8 @@
 #include "util/IRaiseMsg.h"
 #include "util/TextConversionFunctions.h"
 
+#include <QScopedValueRollback>
+
 #include <limits>
 
 namespace telmon {
@@ -79,8 +81,28 @@ void IOSSettingsLogic::Trap(const char* code, Action&& action) {
   }
 }
 
-void IOSSettingsLogic::Send(const char* code, const char* command) {
-  Trap(code, [&] { sender_.SendCommand(QLatin1String(command)); });
+void IOSSettingsLogic::Send(const char* code, const char* command, const char* operation) {
+  Trap(code, [&] {
+    if (operation == nullptr) {
+      sender_.SendCommand(QLatin1String(command));
+    } else {
+      SendJournaled(QLatin1String(command), QLatin1String(operation), QString());
+    }
+  });
+}
+
+void IOSSettingsLogic::SendJournaled(const QString& command, const QString& operation,
+                                     const QString& value) {
+  sender_.SendCommand(command);
+  if (journal_ != nullptr && !echoingServer_) {
+    journal_->Record({operation,
+                      QStringLiteral("I/O server"),
+                      value,
+                      command,
+                      JournalOutcome::Sent,
+                      NoAccount,
+                      {}});
+  }
 }
 
 void IOSSettingsLogic::OnRefreshSettings() { Send("TELM-0014", IOSSettingsCommands::GetSettings); }
@@ -103,19 +125,27 @@ void IOSSettingsLogic::ApplySettings(xml::XmlElement event) {
   }
   // A new box text is a change like a keystroke: the value goes back to the server.
   if (const QString rid = xml::GetAttributeText(event, "RID"); !rid.isEmpty()) {
+    // The server's own value echoed back is no operator's change: it is not journaled.
+    const QScopedValueRollback<bool> echo(echoingServer_, true);
     view_.SetRIDText(rid);
   }
 }
 
-void IOSSettingsLogic::OnSetLogLevelNone() { Send("TELM-0016", IOSSettingsCommands::LogLevelNone); }
-
-void IOSSettingsLogic::OnSetLogLevelAll() { Send("TELM-0017", IOSSettingsCommands::LogLevelAll); }
-
-void IOSSettingsLogic::OnSetLogLevelNormal() {
-  Send("TELM-0018", IOSSettingsCommands::LogLevelNormal);
+void IOSSettingsLogic::OnSetLogLevelNone() {
+  Send("TELM-0016", IOSSettingsCommands::LogLevelNone, "Log level None");
 }
 
-void IOSSettingsLogic::OnStartStopRestartLog() { Send("TELM-0019", IOSSettingsCommands::ResetLog); }
+void IOSSettingsLogic::OnSetLogLevelAll() {
+  Send("TELM-0017", IOSSettingsCommands::LogLevelAll, "Log level All");
+}
+
+void IOSSettingsLogic::OnSetLogLevelNormal() {
+  Send("TELM-0018", IOSSettingsCommands::LogLevelNormal, "Log level Normal");
+}
+
+void IOSSettingsLogic::OnStartStopRestartLog() {
+  Send("TELM-0019", IOSSettingsCommands::ResetLog, "Log reset");
+}
 
 void IOSSettingsLogic::OnIncreaseURP() {
   Trap("TELM-0020", [&] { SendURP(IncreasedURP(view_.URPText())); });
@@ -127,7 +157,8 @@ void IOSSettingsLogic::OnDecreaseURP() {
 
 void IOSSettingsLogic::SendURP(std::int32_t value) {
   Trap("TELM-0022", [&] {
-    sender_.SendCommand(IOSSettingsCommands::SetURP(value));
+    SendJournaled(IOSSettingsCommands::SetURP(value), QStringLiteral("Set URP"),
+                  QString::number(value));
     view_.ShowURPStorageNotice();
   });
 }
@@ -135,7 +166,8 @@ void IOSSettingsLogic::SendURP(std::int32_t value) {
 void IOSSettingsLogic::OnRIDTextChanged(const QString& text) {
   Trap("TELM-0023", [&] {
     if (const auto rid = BoxInteger(text)) {
-      sender_.SendCommand(IOSSettingsCommands::SetRID(*rid));
+      SendJournaled(IOSSettingsCommands::SetRID(*rid), QStringLiteral("Set RID"),
+                    QString::number(*rid));
     }
   });
 }

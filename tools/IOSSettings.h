@@ -5,6 +5,7 @@
 // The server owns every value; the page only sends commands and shows what the server reports
 // in "IOSSettingsUpdate".
 
+#include "journal/IOperationJournal.h"
 #include "util/UtilityXMLDOMFunctions.h"
 
 #include <QString>
@@ -67,17 +68,22 @@ class IOSSettingsLogic {
   void OnIncreaseURP();
   void OnDecreaseURP();
   void OnRIDTextChanged(const QString& text);
+  // Journals every change sent to the server (not the requests for its settings).
+  void SetJournal(IOperationJournal* journal) { journal_ = journal; }
 
  private:
   template <typename Action>
   void Trap(const char* code, Action&& action);
-  void Send(const char* code, const char* command);
+  void Send(const char* code, const char* command, const char* operation = nullptr);
+  void SendJournaled(const QString& command, const QString& operation, const QString& value);
   void SendURP(std::int32_t value);
   void ApplySettings(xml::XmlElement event);
 
   IIOSSettingsView& view_;
   ICommandSender& sender_;
   IRaiseMsg& sink_;
+  IOperationJournal* journal_ = nullptr;
+  bool echoingServer_ = false;
 };
 
 }  // namespace telmon

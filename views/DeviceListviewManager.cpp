@@ -82,38 +82,50 @@ bool DeviceListviewManager::AnyDevicesAreInRandomMode() const {
   return false;
 }
 
-void DeviceListviewManager::SetRandomModeForAllDevices(bool flag) {
-  Send(IosCommands::SetAllDevicesToRandomMode(flag));
+QString DeviceListviewManager::SetRandomModeForAllDevices(bool flag) {
+  QString command = IosCommands::SetAllDevicesToRandomMode(flag);
+  Send(command);
+  return command;
 }
 
-void DeviceListviewManager::SetRandomModeForSelectedDevice(bool flag) {
-  if (const auto id = SelectedId()) {
-    Send(IosCommands::SetDeviceToRandomMode(*id, flag));
+QString DeviceListviewManager::SendSelected(const std::function<QString(std::int32_t)>& command) {
+  const auto id = SelectedId();
+  if (!id) {
+    return {};
   }
+  QString text = command(*id);
+  Send(text);
+  return text;
 }
 
-void DeviceListviewManager::SetIPAddressForSelectedDevice(const QString& newAddress) {
-  if (const auto id = SelectedId()) {
-    Send(IosCommands::SetDeviceIPAddress(*id, newAddress));
-  }
+QString DeviceListviewManager::SetRandomModeForSelectedDevice(bool flag) {
+  return SendSelected(
+      [flag](std::int32_t id) { return IosCommands::SetDeviceToRandomMode(id, flag); });
 }
 
-void DeviceListviewManager::SetClockForSelectedDevice() {
-  if (const auto id = SelectedId()) {
-    Send(IosCommands::SetDeviceClock(*id));
-  }
+QString DeviceListviewManager::SetIPAddressForSelectedDevice(const QString& newAddress) {
+  return SendSelected(
+      [&newAddress](std::int32_t id) { return IosCommands::SetDeviceIPAddress(id, newAddress); });
 }
 
-void DeviceListviewManager::EraseHDRForSelectedDevice() {
-  if (const auto id = SelectedId()) {
-    Send(IosCommands::EraseHDRForDevice(*id));
-  }
+QString DeviceListviewManager::SetClockForSelectedDevice() {
+  return SendSelected(&IosCommands::SetDeviceClock);
 }
 
-void DeviceListviewManager::FailoverSelectedDevice() {
-  if (const auto id = SelectedId()) {
-    Send(IosCommands::DoFailover(*id));
+QString DeviceListviewManager::EraseHDRForSelectedDevice() {
+  return SendSelected(&IosCommands::EraseHDRForDevice);
+}
+
+QString DeviceListviewManager::FailoverSelectedDevice() {
+  return SendSelected(&IosCommands::DoFailover);
+}
+
+QString DeviceListviewManager::SelectedDeviceText() const {
+  if (lsv_ == nullptr || lsv_->Selected() == nullptr) {
+    return {};
   }
+  const RowRef row = lsv_->Selected();
+  return (lsv_->Text(row) + QLatin1Char(' ') + lsv_->SubItem(row, ColName)).trimmed();
 }
 
 std::int32_t DeviceListviewManager::GetSelectedDeviceID() const {

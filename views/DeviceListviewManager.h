@@ -6,6 +6,7 @@
 #include "views/ListviewManagerBase.h"
 
 #include <cstdint>
+#include <functional>
 
 namespace telmon {
 
@@ -31,20 +32,24 @@ class DeviceListviewManager final : public ListviewManagerBase {
 
   void UpdateOneItemInLsv(xml::XmlElement event) override;
   bool AnyDevicesAreInRandomMode() const;
-  void SetRandomModeForAllDevices(bool flag);
-  // The per-device operations send nothing when no row is selected, and throw a type
-  // mismatch when the selected row's text is not a device ID (the placeholder).
-  void SetRandomModeForSelectedDevice(bool flag);
-  void SetIPAddressForSelectedDevice(const QString& newAddress);
-  void SetClockForSelectedDevice();
-  void EraseHDRForSelectedDevice();
-  void FailoverSelectedDevice();
+  // Each command returns the text it sent. The per-device operations send nothing (and return
+  // an empty text) when no row is selected, and throw a type mismatch when the selected row's
+  // text is not a device ID (the placeholder).
+  QString SetRandomModeForAllDevices(bool flag);
+  QString SetRandomModeForSelectedDevice(bool flag);
+  QString SetIPAddressForSelectedDevice(const QString& newAddress);
+  QString SetClockForSelectedDevice();
+  QString EraseHDRForSelectedDevice();
+  QString FailoverSelectedDevice();
+  // "<ID> <name>" of the selected device, as the page shows it; empty when none is selected.
+  QString SelectedDeviceText() const;
   // The selected row's text as a number; 0 when nothing numeric is selected.
   std::int32_t GetSelectedDeviceID() const;
 
  private:
   // The selected device's ID; empty when no row is selected.
   std::optional<std::int32_t> SelectedId() const;
+  QString SendSelected(const std::function<QString(std::int32_t)>& command);
 };
 
 }  // namespace telmon

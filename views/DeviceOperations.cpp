@@ -8,6 +8,11 @@ namespace {
 
 const QString kCrLf = QStringLiteral("\r\n");
 
+QString RandomModeOperation(int index, bool all) {
+  return (index == 1 ? QStringLiteral("Random values on") : QStringLiteral("Random values off")) +
+         (all ? QStringLiteral(" (all)") : QString());
+}
+
 }  // namespace
 
 DeviceOperations::DeviceOperations(DeviceListviewManager& devices,
@@ -18,7 +23,8 @@ void DeviceOperations::PollAll(int index) {
   if (!PassEditGate()) {
     return;
   }
-  devices_.SetRandomModeForAllDevices(index == 1);
+  Journal(RandomModeOperation(index, true), QStringLiteral("all devices"), QString(),
+          devices_.SetRandomModeForAllDevices(index == 1));
 }
 
 void DeviceOperations::PollSelected(int index) {
@@ -26,7 +32,9 @@ void DeviceOperations::PollSelected(int index) {
     return;
   }
   try {
-    devices_.SetRandomModeForSelectedDevice(index == 1);
+    const QString target = devices_.SelectedDeviceText();
+    Journal(RandomModeOperation(index, false), target, QString(),
+            devices_.SetRandomModeForSelectedDevice(index == 1));
   } catch (...) {
     // The placeholder row is selected: nothing is sent. The random/poll buttons own no
     // message code, so the failure is reported without one.
@@ -60,7 +68,8 @@ void DeviceOperations::ChangeIPAddress() {
       return;
     }
     // The IOS validates the address; whatever was typed is sent.
-    devices_.SetIPAddressForSelectedDevice(*address);
+    Journal(QStringLiteral("Change IP address"), devices_.SelectedDeviceText(), *address,
+            devices_.SetIPAddressForSelectedDevice(*address));
     ShowBox(
         QStringLiteral("Restart Halvo I/O Service 5 for the new IP address to take effect.") +
             kCrLf + kCrLf +
@@ -76,7 +85,9 @@ void DeviceOperations::ChangeIPAddress() {
 void DeviceOperations::SetClock() {
   try {
     if (HasSelection()) {
-      devices_.SetClockForSelectedDevice();
+      account_ = NoAccount;
+      Journal(QStringLiteral("Set clock"), devices_.SelectedDeviceText(), QString(),
+              devices_.SetClockForSelectedDevice());
     }
   } catch (...) {
     ReportFailure("TELM-0004");
@@ -95,7 +106,8 @@ void DeviceOperations::EraseHDR() {
             QStringLiteral("Are you sure you want to erase all historical data in this device?") +
                 kCrLf + kCrLf + QStringLiteral("This operation cannot be undone."),
             PromptIcon::Critical)) {
-      devices_.EraseHDRForSelectedDevice();
+      Journal(QStringLiteral("Erase HDR"), devices_.SelectedDeviceText(), QString(),
+              devices_.EraseHDRForSelectedDevice());
     }
   } catch (...) {
     ReportFailure("TELM-0002");
@@ -110,7 +122,8 @@ void DeviceOperations::Failover() {
       return;
     }
     if (Confirm(QStringLiteral("Do a failover?"), PromptIcon::Exclamation)) {
-      devices_.FailoverSelectedDevice();
+      Journal(QStringLiteral("Failover"), devices_.SelectedDeviceText(), QString(),
+              devices_.FailoverSelectedDevice());
     }
   } catch (...) {
     ReportFailure("TELM-0003");
@@ -118,6 +131,7 @@ void DeviceOperations::Failover() {
 }
 
 bool DeviceOperations::PassEditGate() {
+  account_.clear();
   IEditGate& gate = *services_.editGate;
   if (!gate.EditsAllowed()) {
     gate.AskWhetherUserWantsToEnableEditing();
@@ -128,6 +142,7 @@ bool DeviceOperations::PassEditGate() {
 // With edit mode on the operator has already proved the privilege; otherwise the account is
 // asked for the operation's own level.
 bool DeviceOperations::PassPrivilegeGate(const PrivilegeTexts& texts) {
+  account_.clear();
   if (services_.editGate->EditsAllowed()) {
     return true;
   }
@@ -145,6 +160,7 @@ bool DeviceOperations::PassPrivilegeGate(const PrivilegeTexts& texts) {
                                                  QString::fromLatin1(texts.accountSuffix));
     return false;
   }
+  account_ = check->account;
   return true;
 }
 
@@ -171,6 +187,14 @@ void DeviceOperations::ShowBox(const QString& text, PromptIcon icon) {
 void DeviceOperations::ReportFailure(const char* code) {
   services_.sink->RaiseMsg(MsgType::Error,
                            ListError::CurrentFailureText(QString::fromLatin1(code)));
+}
+
+void DeviceOperations::Journal(const QString& operation, const QString& targets,
+                               const QString& value, const QString& command) {
+  if (services_.journal != nullptr && !command.isEmpty()) {
+    services_.journal->Record(
+        {operation, targets, value, command, JournalOutcome::Sent, account_, {}});
+  }
 }
 
 }  // namespace telmon

@@ -4,6 +4,7 @@
 // privilege gate, ask what must be asked, then let the device manager send the command. No
 // button waits for the IOS; its answer arrives as later device updates.
 
+#include "journal/IOperationJournal.h"
 #include "platform/PrivilegeGate.h"
 #include "platform/Prompter.h"
 #include "util/IRaiseMsg.h"
@@ -49,7 +50,8 @@ struct DeviceOperationServices {
   Prompter* prompter = nullptr;
   IRaiseMsg* sink = nullptr;
   QString appTitle;
-  QString siteId;  // named in the "no device" notice
+  QString siteId;                        // named in the "no device" notice
+  IOperationJournal* journal = nullptr;  // none: nothing is journaled
 };
 
 class DeviceOperations {
@@ -79,9 +81,14 @@ class DeviceOperations {
   bool Confirm(const QString& text, PromptIcon icon);
   void ShowBox(const QString& text, PromptIcon icon);
   void ReportFailure(const char* code);
+  // Journals a command that was sent; an empty command (nothing selected) is not journaled.
+  void Journal(const QString& operation, const QString& targets, const QString& value,
+               const QString& command);
 
   DeviceListviewManager& devices_;
   DeviceOperationServices services_;
+  // The account that passed the last privilege check; empty under edit mode.
+  QString account_;
 };
 
 }  // namespace telmon

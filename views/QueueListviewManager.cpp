@@ -69,6 +69,18 @@ void QueueListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   ApplyColor(row, color);
 }
 
-void QueueListviewManager::ResetCounters() { Send(IosCommands::ResetQCounters()); }
+void QueueListviewManager::ResetCounters() {
+  const QString command = IosCommands::ResetQCounters();
+  Send(command);
+  if (journal_ != nullptr) {
+    journal_->Record({QStringLiteral("Reset queue counters"),
+                      QStringLiteral("all queues"),
+                      {},
+                      command,
+                      JournalOutcome::Sent,
+                      NoAccount,
+                      {}});
+  }
+}
 
 }  // namespace telmon

@@ -2,6 +2,7 @@
 
 // The Queues page: one row per request queue of the IOS, kept current by "QUpdate" events.
 
+#include "journal/IOperationJournal.h"
 #include "views/ListviewManagerBase.h"
 
 namespace telmon {
@@ -30,6 +31,10 @@ class QueueListviewManager final : public ListviewManagerBase {
   void UpdateOneItemInLsv(xml::XmlElement event) override;
   // Asks the IOS to zero the counters; the page changes with the next events.
   void ResetCounters();
+  void SetJournal(IOperationJournal* journal) { journal_ = journal; }
+
+ private:
+  IOperationJournal* journal_ = nullptr;
 };
 
 }  // namespace telmon

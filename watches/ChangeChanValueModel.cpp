@@ -2,9 +2,11 @@
 
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosCommands.h"
+#include "journal/IOperationJournal.h"
 #include "platform/Prompter.h"
 #include "util/ErrorInfo.h"
 #include "util/TextConversionFunctions.h"
+#include "util/UtilityXMLDOMFunctions.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "watches/EnteredValue.h"
 #include "watches/IChannelValueWriter.h"
@@ -127,12 +129,34 @@ bool ChangeChanValueModel::Change() {
     const QString command = ForceCommand(value);
     if (!command.isEmpty()) {
       services_.sender.SendCommand(command);
+      JournalForce(command, value);
     }
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0040: "));
     return false;
   }
   return true;
+}
+
+void ChangeChanValueModel::JournalForce(const QString& command, const Value& value) const {
+  if (services_.journal == nullptr) {
+    return;
+  }
+  const ChannelConfigInfo* config = services_.configs.Item(QString::number(channelId_));
+  const QString target = config == nullptr
+                             ? QString::number(channelId_)
+                             : QString::number(channelId_) + QLatin1Char(' ') + config->Name;
+  const QString text = IsValueGiven(value) ? xml::VariantToXmlText(value) : QString();
+  services_.journal->Record(
+      {QStringLiteral("ForceChannelValue"),
+       target,
+       option_ == FixedOption
+           ? text
+           : QStringLiteral("%1 (wave %2 to %3, half period %4 s)").arg(text, min_, max_, period_),
+       command,
+       JournalOutcome::Sent,
+       QString(),
+       {}});
 }
 
 }  // namespace telmon

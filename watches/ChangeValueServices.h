@@ -9,6 +9,7 @@ namespace telmon {
 class ChannelConfigInfoManager;
 class IChannelValueWriter;
 class ICommandSender;
+class IOperationJournal;
 class IEditGate;
 class IRaiseMsg;
 class Prompter;
@@ -20,6 +21,7 @@ struct ChangeValueServices {
   Prompter& prompter;
   // Caption of the message boxes: the program's title.
   QString title;
+  IOperationJournal* journal = nullptr;  // none: the forcing commands are not journaled
 };
 
 // "<code><number>, <description>" in a message box with an exclamation icon, for the exception

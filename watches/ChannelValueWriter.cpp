@@ -6,6 +6,7 @@
 #include "watches/EnteredValue.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace telmon {
 
@@ -15,6 +16,64 @@ namespace {
 // refused rather than stored unreadable.
 bool Storable(const Value& value) {
   return value.kind() != Value::Kind::Text || IosCommands::CanCarryInAttribute(value.text());
+}
+
+QString RecordText(std::int32_t channelId, const Value& value) {
+  try {
+    return IosCommands::WriteToChannel(channelId, value);
+  } catch (...) {
+    return QStringLiteral("(no record: the value cannot be written)");
+  }
+}
+
+QString WriteOperationName(const QString& callerCode, qsizetype count) {
+  if (callerCode == QLatin1String("TELM-0075")) {
+    return QStringLiteral("Bulk mode-code write");
+  }
+  if (callerCode == QLatin1String("TELM-0063")) {
+    return QStringLiteral("Cal HDR write");
+  }
+  return count == 1 ? QStringLiteral("WriteToChannel") : QStringLiteral("WriteToChannel (group)");
+}
+
+// What one journal entry says of a group of records.
+struct GroupSummary {
+  QString ids;  // "5, 6, 99"
+  qsizetype count = 0;
+  std::size_t failed = 0;
+  const ChannelValue* first = nullptr;
+  bool oneValue = true;
+};
+
+// The items that have a value; those written go into `channels` with their value texts.
+GroupSummary Summarize(const std::vector<ChannelValue>& items, const std::vector<bool>& written,
+                       std::vector<JournalChannelWrite>& channels) {
+  GroupSummary group;
+  group.ids.reserve(static_cast<qsizetype>(items.size()) * 7);
+  channels.reserve(items.size());
+  QString text;  // of the last value; a bulk write repeats one value, converted once
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const ChannelValue& item = items[i];
+    if (!IsValueGiven(item.value)) {
+      continue;
+    }
+    if (group.first == nullptr || !(item.value == items[i - 1].value)) {
+      text = xml::VariantToXmlText(item.value);
+      group.oneValue =
+          group.oneValue && (group.first == nullptr || group.first->value == item.value);
+    }
+    group.first = group.first == nullptr ? &item : group.first;
+    if (group.count++ > 0) {
+      group.ids += QLatin1String(", ");
+    }
+    group.ids += QString::number(item.channelId);
+    if (written[i]) {
+      channels.push_back({item.channelId, text});
+    } else {
+      ++group.failed;
+    }
+  }
+  return group;
 }
 
 }  // namespace
@@ -27,8 +86,24 @@ QString ChannelValueWriter::FailureText(std::int32_t channelId, const Value& val
          QLatin1Char(')');
 }
 
+void ChannelValueWriter::SetJournal(IOperationJournal* journal,
+                                    std::function<QString(std::int32_t)> channelName) {
+  journal_ = journal;
+  channelName_ = std::move(channelName);
+}
+
 bool ChannelValueWriter::WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
                                                  const Value& value) {
+  if (!IsValueGiven(value)) {
+    return false;
+  }
+  const bool written = WriteOne(callerCode, channelId, value);
+  JournalOne(callerCode, channelId, value, written);
+  return written;
+}
+
+bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channelId,
+                                  const Value& value) {
   if (!IsValueGiven(value)) {
     return false;
   }
@@ -47,6 +122,7 @@ std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
   for (std::size_t begin = 0; begin < items.size(); begin += BatchSize) {
     WriteBatch(callerCode, items, begin, std::min(items.size(), begin + BatchSize), written);
   }
+  JournalGroup(callerCode, items, written);
   return written;
 }
 
@@ -73,8 +149,55 @@ void ChannelValueWriter::WriteBatch(const QString& callerCode,
   }
   // Nothing of the batch was stored: each record gets its own transaction and its own report.
   for (std::size_t i = begin; i < end; ++i) {
-    written[i] = WriteChannelValueRecord(callerCode, items[i].channelId, items[i].value);
+    written[i] = WriteOne(callerCode, items[i].channelId, items[i].value);
   }
+}
+
+QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
+  const QString name = channelName_ ? channelName_(channelId) : QString();
+  return name.isEmpty() ? QString::number(channelId)
+                        : QString::number(channelId) + QLatin1Char(' ') + name;
+}
+
+void ChannelValueWriter::JournalOne(const QString& callerCode, std::int32_t channelId,
+                                    const Value& value, bool written) {
+  if (journal_ == nullptr) {
+    return;
+  }
+  const QString text = xml::VariantToXmlText(value);
+  journal_->Record({WriteOperationName(callerCode, 1), ChannelTarget(channelId), text,
+                    RecordText(channelId, value),
+                    written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
+                    QString(),
+                    written ? std::vector<JournalChannelWrite>{{channelId, text}}
+                            : std::vector<JournalChannelWrite>{}});
+}
+
+void ChannelValueWriter::JournalGroup(const QString& callerCode,
+                                      const std::vector<ChannelValue>& items,
+                                      const std::vector<bool>& written) {
+  if (journal_ == nullptr) {
+    return;
+  }
+  JournalOperation op;
+  const GroupSummary group = Summarize(items, written, op.channels);
+  if (group.first == nullptr) {
+    return;
+  }
+  op.operation = WriteOperationName(callerCode, group.count);
+  op.targets = QStringLiteral("%1 channels: ").arg(group.count) + group.ids;
+  op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
+                            : QStringLiteral("(several values)");
+  // The records differ only in their channel and value: the first stands for the rest.
+  op.command = RecordText(group.first->channelId, group.first->value);
+  if (group.count > 1) {
+    op.command += QStringLiteral("\n(and %1 more records)").arg(group.count - 1);
+  }
+  op.outcome = group.failed == 0 ? QStringLiteral("%1 records written").arg(op.channels.size())
+                                 : QStringLiteral("%1 records written, %2 not written (TELM-0036)")
+                                       .arg(op.channels.size())
+                                       .arg(group.failed);
+  journal_->Record(op);
 }
 
 }  // namespace telmon

@@ -8,8 +8,11 @@
 // one transaction each. Every record thus ends up stored exactly once or reported exactly once,
 // and a single bad record costs only its own batch the speed of the grouped path.
 
+#include "journal/IOperationJournal.h"
 #include "util/IRaiseMsg.h"
 #include "watches/IChannelValueWriter.h"
+
+#include <functional>
 
 namespace telmon {
 
@@ -29,13 +32,28 @@ class ChannelValueWriter final : public IChannelValueWriter {
   // "TELM-0036: Could not write msg record to change channel value (<id>=<value>)".
   static QString FailureText(std::int32_t channelId, const Value& value);
 
+  // Journals each single record, and each group of records as one entry with the count and the
+  // channel IDs. `channelName` gives a channel's configured name (empty when unknown).
+  void SetJournal(IOperationJournal* journal,
+                  std::function<QString(std::int32_t)> channelName = {});
+
  private:
   // Items [begin, end) that have a value, grouped; the results go into `written`.
   void WriteBatch(const QString& callerCode, const std::vector<ChannelValue>& items,
                   std::size_t begin, std::size_t end, std::vector<bool>& written);
 
+  QString ChannelTarget(std::int32_t channelId) const;
+  // A record without journaling; the grouped path falls back to it.
+  bool WriteOne(const QString& callerCode, std::int32_t channelId, const Value& value);
+  void JournalOne(const QString& callerCode, std::int32_t channelId, const Value& value,
+                  bool written);
+  void JournalGroup(const QString& callerCode, const std::vector<ChannelValue>& items,
+                    const std::vector<bool>& written);
+
   H5DBIL& dbil_;
   IRaiseMsg& sink_;
+  IOperationJournal* journal_ = nullptr;
+  std::function<QString(std::int32_t)> channelName_;
 };
 
 }  // namespace telmon

@@ -6,11 +6,12 @@
 using namespace telmon;
 
 TEST(CommandLine, DahsSwitchAndOptions) {
-  const auto cl = CommandLine::Parse(
-      {"telmon", "/DAHSID=3", "--message-log", "/tmp/log.txt", "--screenshots=/tmp/shots"});
+  const auto cl = CommandLine::Parse({"telmon", "/DAHSID=3", "--message-log", "/tmp/log.txt",
+                                      "--screenshots=/tmp/shots", "--journal", "/tmp/j.sqlite"});
   EXPECT_EQ(cl.DahsId(), 3);
   EXPECT_EQ(cl.messageLogFile, "/tmp/log.txt");
   EXPECT_EQ(cl.screenshotDir, "/tmp/shots");
+  EXPECT_EQ(cl.journalFile, "/tmp/j.sqlite");
   EXPECT_TRUE(cl.ignored.isEmpty());
   EXPECT_TRUE(cl.IgnoredNote().isEmpty());
 }

@@ -1,0 +1,219 @@
+// What the operator journal costs. A grouped write of 20,000 "WriteToChannel" records into an
+// SQLite site database with the journal on (one entry with the count and the IDs) against the
+// same write with it off; and a 100,000-entry journal opened (read, loaded into the table
+// model, the first screen of rows fetched) and filtered as the operator types. The ratios to
+// the baselines measured in the same run are printed at the end.
+
+#include "journal/JournalTableModel.h"
+#include "journal/OperationJournal.h"
+#include "platform/H5DBIL.h"
+#include "platform/SiteSchema.h"
+#include "platform/SqlConnection.h"
+#include "util/Clock.h"
+#include "util/IRaiseMsg.h"
+#include "watches/ChannelValueWriter.h"
+
+#include <QCoreApplication>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+
+namespace {
+
+constexpr int Records = 20000;
+constexpr int JournalEntries = 100000;
+constexpr int FirstScreenRows = 40;
+
+struct QuietSink final : telmon::IRaiseMsg {
+  int errors = 0;
+  void RaiseMsg(std::int32_t type, const QString&) override { errors += type == 4 ? 1 : 0; }
+};
+
+struct Files {
+  QTemporaryDir dir;
+  QString site = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("site.db"));
+  QString bigJournal = dir.filePath(QStringLiteral("big.sqlite"));
+  std::vector<telmon::ChannelValue> items;
+
+  Files() {
+    telmon::SqlConnection link(site, telmon::OpenMode::Create);
+    telmon::SiteSchema::Init(*link.Database(nullptr), nullptr);
+    for (int id = 1; id <= Records; ++id) {
+      items.push_back({id, telmon::Value(13)});
+    }
+    FillBigJournal();
+  }
+
+  // The schema as the program makes it, then the entries in one transaction.
+  void FillBigJournal() const {
+    telmon::ManualClock clock;
+    QuietSink sink;
+    telmon::OperationJournal journal(bigJournal, {1, QStringLiteral("PC")}, sink, clock);
+    journal.Record({QStringLiteral("Set clock"), {}, {}, {}, {}, {}, {}});
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("fill"));
+    db.setDatabaseName(bigJournal);
+    db.open();
+    db.transaction();
+    QSqlQuery insert(db);
+    insert.prepare(QStringLiteral(
+        "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
+        "value, command, outcome) VALUES (?, ?, 1, ?, 'PC', ?, ?, ?, ?, 'sent')"));
+    const char* operations[] = {"WriteToChannel", "ForceChannelValue", "Random values on",
+                                "Set clock"};
+    QDateTime t(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC);
+    for (int i = 1; i < JournalEntries; ++i) {
+      t = t.addSecs(300);
+      insert.addBindValue(t.toString(Qt::ISODateWithMs));
+      insert.addBindValue(t.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+      insert.addBindValue(i % 7 == 0 ? QStringLiteral("super") : QStringLiteral("tech"));
+      insert.addBindValue(QLatin1String(operations[i % 4]));
+      insert.addBindValue(QStringLiteral("%1 Stack NOx ppm").arg(10000 + i % 5000));
+      insert.addBindValue(QString::number(i % 100));
+      insert.addBindValue(QStringLiteral(R"(<Command action="WriteToChannel" id="%1" value="%2"/>)")
+                              .arg(10000 + i % 5000)
+                              .arg(i % 100));
+      insert.exec();
+    }
+    insert.finish();
+    db.commit();
+    db.close();
+    db = QSqlDatabase();
+    QSqlDatabase::removeDatabase(QStringLiteral("fill"));
+  }
+};
+
+Files* TheFiles = nullptr;
+
+void ClearCommands() {
+  telmon::SqlConnection link(TheFiles->site, telmon::OpenMode::ReadWrite);
+  QSqlQuery(*link.Database(nullptr)).exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
+}
+
+// The grouped write of the bulk pages, journal off (0) or on (1).
+void BM_GroupedWrite(benchmark::State& state) {
+  telmon::H5DBIL dbil;
+  dbil.SetSiteID(QStringLiteral("S"), QString(), {TheFiles->site, {}, {}, {}, TheFiles->site});
+  QuietSink sink;
+  telmon::ManualClock clock;
+  telmon::OperationJournal journal(TheFiles->dir.filePath(QStringLiteral("bench-journal.sqlite")),
+                                   {1, QStringLiteral("PC")}, sink, clock);
+  telmon::ChannelValueWriter writer(dbil, sink);
+  if (state.range(0) == 1) {
+    writer.SetJournal(&journal);
+  }
+  for (auto _ : state) {
+    writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), TheFiles->items);
+    state.PauseTiming();
+    ClearCommands();
+    state.ResumeTiming();
+  }
+  if (sink.errors != 0) {
+    state.SkipWithError("the write reported failures");
+  }
+  state.SetItemsProcessed(state.iterations() * Records);
+}
+
+// Opening the journal window: every entry read, the model filled, the first screen fetched.
+void BM_OpenJournal(benchmark::State& state) {
+  QuietSink sink;
+  telmon::ManualClock clock;
+  for (auto _ : state) {
+    telmon::OperationJournal journal(TheFiles->bigJournal, {}, sink, clock);
+    telmon::JournalTableModel model;
+    model.SetEntries(journal.ReadAll());
+    telmon::JournalFilterProxy proxy;
+    proxy.setSourceModel(&model);
+    for (int row = 0; row < FirstScreenRows; ++row) {
+      for (int column = 0; column < telmon::JournalTableModel::ColumnCount; ++column) {
+        benchmark::DoNotOptimize(proxy.index(row, column).data());
+      }
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * JournalEntries);
+}
+
+// One keystroke in the filter box over 100,000 entries, and the first screen of the result.
+void BM_FilterKeystroke(benchmark::State& state) {
+  QuietSink sink;
+  telmon::ManualClock clock;
+  telmon::OperationJournal journal(TheFiles->bigJournal, {}, sink, clock);
+  telmon::JournalTableModel model;
+  model.SetEntries(journal.ReadAll());
+  telmon::JournalFilterProxy proxy;
+  proxy.setSourceModel(&model);
+  const QString texts[] = {QStringLiteral("1"), QStringLiteral("10"), QStringLiteral("104"),
+                           QStringLiteral("1042")};
+  std::size_t next = 0;
+  for (auto _ : state) {
+    telmon::JournalFilter filter;
+    filter.anyText = texts[next++ % std::size(texts)];
+    proxy.SetFilter(filter);
+    for (int row = 0; row < std::min(FirstScreenRows, proxy.rowCount()); ++row) {
+      benchmark::DoNotOptimize(proxy.index(row, 0).data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * JournalEntries);
+}
+
+BENCHMARK(BM_GroupedWrite)
+    ->ArgName("journal")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(16)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenJournal)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FilterKeystroke)->Iterations(8)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+class TimeReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (!run.error_occurred) {
+        ms[run.benchmark_name()] = run.GetAdjustedRealTime();
+        cpu[run.benchmark_name()] = run.GetAdjustedCPUTime();
+      }
+    }
+  }
+  std::map<std::string, double> ms;
+  std::map<std::string, double> cpu;  // this process's own time: less disturbed by other load
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  Files files;
+  TheFiles = &files;
+  TimeReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  const auto& ms = reporter.ms;
+  const auto off = ms.find("BM_GroupedWrite/journal:0/iterations:16/real_time");
+  const auto on = ms.find("BM_GroupedWrite/journal:1/iterations:16/real_time");
+  if (off != ms.end() && on != ms.end()) {
+    const double cpuRatio = reporter.cpu[on->first] / reporter.cpu[off->first];
+    std::printf(
+        "20,000-record write, journal on / off: %.3f (%+.1f %%) real time, %.3f (%+.1f %%) "
+        "CPU time\n",
+        on->second / off->second, 100.0 * (on->second / off->second - 1.0), cpuRatio,
+        100.0 * (cpuRatio - 1.0));
+  }
+  const auto open = ms.find("BM_OpenJournal/iterations:3/real_time");
+  const auto key = ms.find("BM_FilterKeystroke/iterations:8/real_time");
+  if (off != ms.end() && open != ms.end() && key != ms.end()) {
+    std::printf(
+        "open 100,000-entry journal to first rows: %.0f ms (%.2f x the 20,000-record "
+        "write); one filter keystroke: %.0f ms (%.2f x)\n",
+        open->second, open->second / off->second, key->second, key->second / off->second);
+  }
+  benchmark::Shutdown();
+  TheFiles = nullptr;
+  return 0;
+}

@@ -1,0 +1,230 @@
+#include "journal/OperationJournal.h"
+
+#include "util/Clock.h"
+#include "util/IRaiseMsg.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStandardPaths>
+#include <QSysInfo>
+#include <QThread>
+#include <QVariant>
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace telmon {
+
+namespace {
+
+// Another monitor's write takes milliseconds. SQLite waits up to kBusyTimeoutMs for a lock; a
+// statement that still fails as busy (some lock changes are refused at once rather than waited
+// for) is tried again until kRetryBudgetMs have passed in all, so that a file held locked by a
+// stuck program costs each entry a few seconds at most, never the window.
+constexpr int kBusyTimeoutMs = 2000;
+constexpr qint64 kRetryBudgetMs = 3000;
+constexpr unsigned long kMaxPauseMs = 100;
+
+const char* const kSchema[] = {
+    "CREATE TABLE IF NOT EXISTS journal (id INTEGER PRIMARY KEY AUTOINCREMENT, time_utc TEXT NOT "
+    "NULL, time_local TEXT NOT NULL, dahs INTEGER NOT NULL, account TEXT NOT NULL, computer TEXT "
+    "NOT NULL, operation TEXT NOT NULL, targets TEXT NOT NULL, value TEXT NOT NULL, command TEXT "
+    "NOT NULL, outcome TEXT NOT NULL)",
+    "CREATE TRIGGER IF NOT EXISTS journal_no_update BEFORE UPDATE ON journal BEGIN SELECT "
+    "RAISE(ABORT, 'the operator journal is append-only'); END",
+    "CREATE TRIGGER IF NOT EXISTS journal_no_delete BEFORE DELETE ON journal BEGIN SELECT "
+    "RAISE(ABORT, 'the operator journal is append-only'); END",
+};
+
+bool IsBusy(const QSqlError& error) {
+  bool ok = false;
+  const int code = error.nativeErrorCode().toInt(&ok);
+  constexpr int kPrimaryMask = 0xff;
+  constexpr int kSqliteBusy = 5;
+  constexpr int kSqliteLocked = 6;
+  return (ok && ((code & kPrimaryMask) == kSqliteBusy || (code & kPrimaryMask) == kSqliteLocked)) ||
+         error.databaseText().contains(QLatin1String("locked")) ||
+         error.databaseText().contains(QLatin1String("busy"));
+}
+
+// Runs the prepared (or plain, when `text` is given) statement, retrying while the file is busy.
+bool ExecWithRetry(QSqlQuery& query, const QString& text, QString& error) {
+  QElapsedTimer elapsed;
+  elapsed.start();
+  for (int attempt = 1;; ++attempt) {
+    const bool ok = text.isEmpty() ? query.exec() : query.exec(text);
+    if (ok) {
+      return true;
+    }
+    if (elapsed.elapsed() >= kRetryBudgetMs || !IsBusy(query.lastError())) {
+      error = query.lastError().text();
+      return false;
+    }
+    QThread::msleep(std::min(kMaxPauseMs, static_cast<unsigned long>(20 * attempt)));
+  }
+}
+
+QString NewConnectionName() {
+  static std::atomic<int> counter{0};
+  return QStringLiteral("telmon-journal-%1").arg(++counter);
+}
+
+}  // namespace
+
+OperationJournal::OperationJournal(QString fileName, Context context, IRaiseMsg& sink,
+                                   const IClock& clock, QObject* parent)
+    : QObject(parent),
+      fileName_(std::move(fileName)),
+      context_(std::move(context)),
+      sink_(sink),
+      clock_(clock),
+      connectionName_(NewConnectionName()) {
+  if (context_.computer.isEmpty()) {
+    context_.computer = QSysInfo::machineHostName();
+  }
+}
+
+OperationJournal::~OperationJournal() {
+  if (QSqlDatabase::contains(connectionName_)) {
+    QSqlDatabase::database(connectionName_, false).close();
+  }
+  QSqlDatabase::removeDatabase(connectionName_);
+}
+
+QString OperationJournal::DefaultFileName() {
+  return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+         QStringLiteral("/telmon/journal.sqlite");
+}
+
+bool OperationJournal::Open() {
+  QDir().mkpath(QFileInfo(fileName_).absolutePath());
+  QSqlDatabase db = QSqlDatabase::contains(connectionName_)
+                        ? QSqlDatabase::database(connectionName_, false)
+                        : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName_);
+  db.setDatabaseName(fileName_);
+  db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
+  if (!db.open()) {
+    ReportOnce(QStringLiteral("opened"), db.lastError().text());
+    return false;
+  }
+  QSqlQuery query(db);
+  QString error;
+  // Switching to WAL needs the file to itself; a file already in WAL mode is left as it is.
+  bool ok = ExecWithRetry(query, QStringLiteral("PRAGMA journal_mode"), error);
+  const bool wal = ok && query.next() && query.value(0).toString() == QLatin1String("wal");
+  ok = ok && (wal || ExecWithRetry(query, QStringLiteral("PRAGMA journal_mode=WAL"), error));
+  // In WAL mode NORMAL still commits each entry before Record returns and keeps the file
+  // consistent; only a power cut can cost the entries since the last checkpoint. FULL would
+  // wait for the disk on every entry, which a bulk write of thousands of records then pays.
+  ok = ok && ExecWithRetry(query, QStringLiteral("PRAGMA synchronous=NORMAL"), error);
+  for (const char* statement : kSchema) {
+    ok = ok && ExecWithRetry(query, QString::fromLatin1(statement), error);
+  }
+  if (!ok) {
+    db.close();
+    ReportOnce(QStringLiteral("opened"), error);
+    return false;
+  }
+  open_ = true;
+  return true;
+}
+
+JournalEntry OperationJournal::MakeEntry(const JournalOperation& operation) const {
+  JournalEntry entry;
+  const QDateTime now = clock_.Now();
+  entry.timeUtc = now.toUTC();
+  entry.timeLocal = now.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+  entry.dahs = context_.dahs;
+  entry.account = !operation.account.isEmpty() ? operation.account
+                  : editAccount_.isEmpty()     ? NoAccount
+                                               : editAccount_;
+  entry.computer = context_.computer;
+  entry.operation = operation.operation;
+  entry.targets = operation.targets;
+  entry.value = operation.value;
+  entry.command = operation.command;
+  entry.outcome = operation.outcome;
+  return entry;
+}
+
+void OperationJournal::Record(const JournalOperation& operation) {
+  JournalEntry entry = MakeEntry(operation);
+  QString error;
+  if ((open_ || Open()) && !Store(entry, error)) {
+    ReportOnce(QStringLiteral("written"), error);
+  }
+  Q_EMIT Recorded(entry, operation);
+}
+
+bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
+  QSqlQuery query(QSqlDatabase::database(connectionName_, false));
+  query.prepare(QStringLiteral(
+      "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
+      "value, command, outcome) VALUES (?, ?, ?, COALESCE(?, ''), COALESCE(?, ''), "
+      "COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''))"));
+  const QVariant values[] = {entry.timeUtc.toString(Qt::ISODateWithMs),
+                             entry.timeLocal,
+                             entry.dahs,
+                             entry.account,
+                             entry.computer,
+                             entry.operation,
+                             entry.targets,
+                             entry.value,
+                             entry.command,
+                             entry.outcome};
+  for (const QVariant& value : values) {
+    query.addBindValue(value);
+  }
+  return ExecWithRetry(query, QString(), error);
+}
+
+std::vector<JournalEntry> OperationJournal::ReadAll() {
+  std::vector<JournalEntry> entries;
+  if (!open_ && !Open()) {
+    return entries;
+  }
+  QSqlQuery query(QSqlDatabase::database(connectionName_, false));
+  query.setForwardOnly(true);
+  QString error;
+  if (!ExecWithRetry(query,
+                     QStringLiteral("SELECT id, time_utc, time_local, dahs, account, computer, "
+                                    "operation, targets, value, command, outcome FROM journal "
+                                    "ORDER BY id"),
+                     error)) {
+    ReportOnce(QStringLiteral("read"), error);
+    return entries;
+  }
+  while (query.next()) {
+    JournalEntry& e = entries.emplace_back();
+    e.id = query.value(0).toLongLong();
+    e.timeUtc = QDateTime::fromString(query.value(1).toString(), Qt::ISODateWithMs);
+    e.timeLocal = query.value(2).toString();
+    e.dahs = query.value(3).toInt();
+    e.account = query.value(4).toString();
+    e.computer = query.value(5).toString();
+    e.operation = query.value(6).toString();
+    e.targets = query.value(7).toString();
+    e.value = query.value(8).toString();
+    e.command = query.value(9).toString();
+    e.outcome = query.value(10).toString();
+  }
+  return entries;
+}
+
+void OperationJournal::ReportOnce(const QString& what, const QString& error) {
+  if (reported_) {
+    return;
+  }
+  reported_ = true;
+  sink_.RaiseMsg(MsgType::Error,
+                 QStringLiteral("TELM-9002: The operator journal '%1' could not be %2 (%3). "
+                                "Operations go on; they are not journaled until it can be.")
+                     .arg(QDir::toNativeSeparators(fileName_), what, error.trimmed()));
+}
+
+}  // namespace telmon

@@ -1,0 +1,74 @@
+#pragma once
+
+// The operator journal on its own SQLite file, one per user (never in the site's databases):
+// one append-only table in WAL mode, each entry committed before Record returns. Two monitors
+// may journal into the same file at once; a writer that finds the file busy waits and tries
+// again. A journal that cannot be opened or written is reported once (TELM-9002) and the
+// operation goes on without it.
+
+#include "journal/IOperationJournal.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <vector>
+
+namespace telmon {
+
+class IClock;
+class IRaiseMsg;
+
+class OperationJournal final : public QObject, public IOperationJournal {
+  Q_OBJECT
+
+ public:
+  struct Context {
+    std::int32_t dahs = 0;
+    QString computer;  // the local computer's name when empty
+  };
+
+  OperationJournal(QString fileName, Context context, IRaiseMsg& sink, const IClock& clock,
+                   QObject* parent = nullptr);
+  ~OperationJournal() override;
+  OperationJournal(const OperationJournal&) = delete;
+  OperationJournal& operator=(const OperationJournal&) = delete;
+
+  // The file is opened at the first entry or read, so a program that changes nothing never
+  // creates it.
+  void SetDahs(std::int32_t dahs) { context_.dahs = dahs; }
+
+  // "<data folder>/telmon/journal.sqlite" in the user's data folder.
+  static QString DefaultFileName();
+
+  void Record(const JournalOperation& operation) override;
+  // The account that enabled edit mode; empty while edit mode is off.
+  void SetEditAccount(const QString& account) { editAccount_ = account; }
+  QString EditAccount() const { return editAccount_; }
+
+  // Every entry of the file, oldest first; empty (and reported) when the file cannot be read.
+  std::vector<JournalEntry> ReadAll();
+  const QString& FileName() const { return fileName_; }
+  bool IsOpen() const { return open_; }
+
+ Q_SIGNALS:
+  // After an entry is stored, and also when it could not be: the operation was carried out.
+  void Recorded(const telmon::JournalEntry& entry, const telmon::JournalOperation& operation);
+
+ private:
+  bool Open();
+  bool Store(const JournalEntry& entry, QString& error);
+  JournalEntry MakeEntry(const JournalOperation& operation) const;
+  void ReportOnce(const QString& what, const QString& error);
+
+  QString fileName_;
+  Context context_;
+  IRaiseMsg& sink_;
+  const IClock& clock_;
+  QString connectionName_;
+  QString editAccount_;
+  bool open_ = false;
+  bool reported_ = false;
+};
+
+}  // namespace telmon

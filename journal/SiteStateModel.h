@@ -1,0 +1,88 @@
+#pragma once
+
+// What is left changed on the selected DAHS, kept live from the events and the journal:
+// devices giving random values or whose watchdog is not OK ("DeviceUpdate"), channels whose
+// data source is "ForcedValue" or "TriangleWave" (channel configuration), channels written in
+// this run (the journal), and edit mode with the time it was last switched. Events naming a
+// device or channel the configuration does not have are followed as they come: the ID is what
+// counts, the name is shown when known.
+
+#include "journal/IOperationJournal.h"
+#include "util/UtilityXMLDOMFunctions.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace telmon {
+
+class IClock;
+
+class SiteStateModel final : public QObject {
+  Q_OBJECT
+
+ public:
+  enum class Group { RandomDevice, WatchdogNotOk, ForcedChannel, WrittenChannel };
+  struct Item {
+    Group group;
+    std::int32_t id = 0;
+    QString name;
+    QString detail;
+  };
+
+  explicit SiteStateModel(const IClock& clock, QObject* parent = nullptr);
+
+  void OnDeviceUpdate(xml::XmlElement event);
+  void OnChannelConfigFullUpdate();
+  void OnChannelConfigUpdate(xml::XmlElement event);
+  void OnJournalRecorded(const telmon::JournalEntry& entry,
+                         const telmon::JournalOperation& operation);
+  void SetEditMode(bool on);
+
+  // The first three groups and the channels written: what the status-bar panel counts.
+  int LeftChangedCount() const;
+  // Every item, grouped in the order of Group and by ID within a group.
+  std::vector<Item> Items() const;
+  bool EditMode() const { return editMode_; }
+  QDateTime EditModeSince() const { return editSince_; }
+
+  static QString GroupTitle(Group group);
+  // "3 left changed".
+  static QString PanelText(int count);
+
+ Q_SIGNALS:
+  void Changed();
+
+ private:
+  struct DeviceState {
+    QString name;
+    bool random = false;
+    bool watchdogOk = true;
+    QString watchdogText;
+  };
+  struct ChannelState {
+    QString name;
+    QString dataSource;
+    QString min;
+    QString max;
+    QString period;
+  };
+  struct WrittenState {
+    QString value;
+    QDateTime when;
+  };
+  QString ChannelName(std::int32_t id) const;
+
+  const IClock& clock_;
+  std::map<std::int32_t, DeviceState> devices_;
+  std::map<std::int32_t, ChannelState> channels_;
+  std::map<std::int32_t, WrittenState> written_;
+  bool editMode_ = false;
+  QDateTime editSince_;
+};
+
+}  // namespace telmon

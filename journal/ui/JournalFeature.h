@@ -1,0 +1,61 @@
+#pragma once
+
+// The operator journal and the site state as the main window carries them: the journal, the
+// site-state model, the "N left changed" panel at the end of the status bar (red while
+// non-zero; a click opens the Site State window) and the two windows, made on first use.
+
+#include "journal/OperationJournal.h"
+#include "journal/SiteStateModel.h"
+
+#include <QObject>
+#include <QPointer>
+
+class QLabel;
+class QStatusBar;
+class QTimer;
+class QWidget;
+
+namespace telmon {
+
+class Prompter;
+class frmOperatorJournal;
+class frmSiteState;
+
+class JournalFeature final : public QObject {
+  Q_OBJECT
+
+ public:
+  struct Services {
+    IRaiseMsg& sink;
+    const IClock& clock;
+    Prompter& prompter;
+  };
+  JournalFeature(const QString& fileName, Services services, QStatusBar* bar,
+                 QWidget* windowParent);
+
+  OperationJournal& Journal() { return *journal_; }
+  SiteStateModel& SiteState() { return *state_; }
+  QLabel* Panel() const { return panel_; }
+
+  frmOperatorJournal& JournalWindow();
+  frmSiteState& SiteStateWindow();
+  void ShowJournalWindow();
+  void ShowSiteStateWindow();
+  // Redraws the panel and an open Site State window now (they otherwise follow within 200 ms).
+  void RefreshNow();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  Services services_;
+  QWidget* windowParent_;
+  OperationJournal* journal_;
+  SiteStateModel* state_;
+  QLabel* panel_;
+  QTimer* refresh_;
+  QPointer<frmOperatorJournal> journalWindow_;
+  QPointer<frmSiteState> stateWindow_;
+};
+
+}  // namespace telmon

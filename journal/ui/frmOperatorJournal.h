@@ -1,0 +1,56 @@
+#pragma once
+
+// View > "Operator Journal": the journal newest first, a filter (any text, operation, account,
+// dates) applied as the operator types, and export of the rows shown to CSV.
+
+#include "journal/JournalTableModel.h"
+
+#include <QWidget>
+
+class QCheckBox;
+class QDateEdit;
+class QLabel;
+class QLineEdit;
+class QTableView;
+
+namespace telmon {
+
+class OperationJournal;
+class Prompter;
+
+class frmOperatorJournal final : public QWidget {
+  Q_OBJECT
+
+ public:
+  frmOperatorJournal(OperationJournal& journal, Prompter& prompter, QWidget* parent = nullptr);
+
+  // Reads the whole journal again.
+  void Reload();
+  // Asks for a file and writes the rows shown; false when cancelled or not written.
+  bool ExportCsv();
+  void Append(const JournalEntry& entry);
+
+  JournalTableModel& Model() { return model_; }
+  JournalFilterProxy& Proxy() { return proxy_; }
+  QLineEdit* txtFilter() const { return txtFilter_; }
+
+ private:
+  void ApplyFilter();
+  QWidget* BuildFilterRow();
+
+  OperationJournal& journal_;
+  Prompter& prompter_;
+  JournalTableModel model_;
+  JournalFilterProxy proxy_;
+  QLineEdit* txtFilter_ = nullptr;
+  QLineEdit* txtOperation_ = nullptr;
+  QLineEdit* txtAccount_ = nullptr;
+  QCheckBox* chkFrom_ = nullptr;
+  QDateEdit* dtFrom_ = nullptr;
+  QCheckBox* chkTo_ = nullptr;
+  QDateEdit* dtTo_ = nullptr;
+  QTableView* table_ = nullptr;
+  QLabel* lblCount_ = nullptr;
+};
+
+}  // namespace telmon

@@ -1,0 +1,58 @@
+#include "journal/ui/frmSiteState.h"
+
+#include "journal/SiteStateModel.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include <map>
+
+namespace telmon {
+
+frmSiteState::frmSiteState(const SiteStateModel& state, QWidget* parent)
+    : QWidget(parent), state_(state) {
+  setWindowTitle(QStringLiteral("Site State"));
+  lblEditMode_ = new QLabel(this);
+  lblEditMode_->setObjectName(QStringLiteral("lblEditMode"));
+  tree_ = new QTreeWidget(this);
+  tree_->setObjectName(QStringLiteral("tvwSiteState"));
+  tree_->setHeaderLabels({QStringLiteral("ID"), QStringLiteral("Name"), QStringLiteral("State")});
+  tree_->setColumnWidth(0, 230);
+  tree_->setColumnWidth(1, 220);
+  tree_->setUniformRowHeights(true);
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(lblEditMode_);
+  layout->addWidget(tree_, 1);
+  resize(760, 460);
+  Refresh();
+}
+
+void frmSiteState::Refresh() {
+  const QString since = state_.EditModeSince().isValid()
+                            ? QStringLiteral(" since ") + state_.EditModeSince().toString(
+                                                              QStringLiteral("yyyy-MM-dd HH:mm:ss"))
+                            : QString();
+  lblEditMode_->setText(QStringLiteral("Edit mode: ") +
+                        (state_.EditMode() ? QStringLiteral("on") : QStringLiteral("off")) + since);
+  tree_->clear();
+  std::map<SiteStateModel::Group, QTreeWidgetItem*> groups;
+  for (const auto group :
+       {SiteStateModel::Group::RandomDevice, SiteStateModel::Group::WatchdogNotOk,
+        SiteStateModel::Group::ForcedChannel, SiteStateModel::Group::WrittenChannel}) {
+    auto* item = new QTreeWidgetItem(tree_, {SiteStateModel::GroupTitle(group)});
+    item->setFirstColumnSpanned(true);
+    groups[group] = item;
+  }
+  for (const SiteStateModel::Item& entry : state_.Items()) {
+    new QTreeWidgetItem(groups[entry.group], {QString::number(entry.id), entry.name, entry.detail});
+  }
+  for (const auto& [group, item] : groups) {
+    item->setText(
+        0, SiteStateModel::GroupTitle(group) + QStringLiteral(" (%1)").arg(item->childCount()));
+    item->setExpanded(true);
+  }
+}
+
+}  // namespace telmon

@@ -1,0 +1,118 @@
+// The journal window (filter, export through the file dialog) and the status-bar panel with
+// the Site State window it opens.
+
+#include "journal/JournalCsv.h"
+#include "journal/ui/JournalFeature.h"
+#include "journal/ui/frmOperatorJournal.h"
+#include "journal/ui/frmSiteState.h"
+#include "platform/testing/ScriptedPrompter.h"
+#include "tests/util/QStringPrinter.h"
+#include "util/Clock.h"
+#include "util/IRaiseMsg.h"
+#include "util/UtilityXMLDOMFunctions.h"
+
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QStatusBar>
+#include <QTemporaryDir>
+#include <QTreeWidget>
+#include <QtTest/QTest>
+
+#include <gtest/gtest.h>
+
+namespace telmon {
+namespace {
+
+struct Sink final : IRaiseMsg {
+  QStringList texts;
+  void RaiseMsg(std::int32_t /*msgType*/, const QString& text) override { texts << text; }
+};
+
+class JournalWindowsTest : public ::testing::Test {
+ protected:
+  QTemporaryDir dir_;
+  ManualClock clock_;
+  ScriptedPrompter prompter_;
+  Sink sink_;
+  QMainWindow main_;
+  JournalFeature feature_{dir_.filePath(QStringLiteral("j.sqlite")),
+                          {sink_, clock_, prompter_},
+                          main_.statusBar(),
+                          &main_};
+};
+
+TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
+  OperationJournal& journal = feature_.Journal();
+  journal.Record({QStringLiteral("Set clock"),
+                  QStringLiteral("12 Stack"),
+                  {},
+                  QStringLiteral("<Command action=\"SetDeviceClock\" id=\"12\"/>"),
+                  JournalOutcome::Sent,
+                  {},
+                  {}});
+  frmOperatorJournal& window = feature_.JournalWindow();
+  window.Reload();
+  // Entries recorded while the window is open appear at the top.
+  journal.Record({QStringLiteral("ForceChannelValue"),
+                  QStringLiteral("5 NOx, \"wet\""),
+                  QStringLiteral("1,5\nppm"),
+                  QStringLiteral("<Command/>"),
+                  JournalOutcome::Sent,
+                  QStringLiteral("super"),
+                  {}});
+  ASSERT_EQ(window.Model().rowCount(), 2);
+  EXPECT_EQ(window.Model().EntryAt(0).operation, "ForceChannelValue");
+
+  window.txtFilter()->setText(QStringLiteral("wet"));
+  ASSERT_EQ(window.Proxy().rowCount(), 1);
+  const QString file = dir_.filePath(QStringLiteral("out.csv"));
+  prompter_.QueueSaveFile(file);
+  ASSERT_TRUE(window.ExportCsv());
+  QFile out(file);
+  ASSERT_TRUE(out.open(QIODevice::ReadOnly));
+  const QString utc = clock_.Now().toUTC().toString(Qt::ISODateWithMs);
+  const QString local = clock_.Now().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+  EXPECT_EQ(out.readAll(),
+            (QStringLiteral("Time (UTC),Time (local),DAHS,Account,Computer,Operation,Targets,"
+                            "Value,Command,Outcome\r\n") +
+             utc + QLatin1Char(',') + local + QLatin1Char(',') + QStringLiteral("0,super,") +
+             journal.ReadAll().back().computer +
+             QStringLiteral(",ForceChannelValue,\"5 NOx, \"\"wet\"\"\",\"1,5\nppm\",<Command/>,"
+                            "sent\r\n"))
+                .toUtf8());
+  EXPECT_EQ(prompter_.Records().back().title, "Export Operator Journal");
+
+  prompter_.QueueSaveFile(std::nullopt);  // cancelled: nothing written
+  EXPECT_FALSE(window.ExportCsv());
+  prompter_.QueueSaveFile(dir_.filePath(QStringLiteral("missing/folder/out.csv")));
+  EXPECT_FALSE(window.ExportCsv());
+  EXPECT_TRUE(prompter_.Records().back().text.startsWith(
+      QStringLiteral("The journal could not be exported to '")));
+  EXPECT_TRUE(sink_.texts.isEmpty());
+}
+
+TEST_F(JournalWindowsTest, PanelCountsWhatIsLeftChangedAndOpensTheSiteState) {
+  QLabel* panel = feature_.Panel();
+  EXPECT_EQ(panel->text(), "0 left changed");
+  const xml::XmlDocument doc = xml::ParseXmlFragment(
+      nullptr, QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="3" DeviceName="Stack"
+                                   WatchdogStatusOk="true" GenerateRandomValues="true"/>)"));
+  feature_.SiteState().OnDeviceUpdate(xml::SelectNodes(doc, "//Event").at(0));
+  // The panel follows within a moment, not per event.
+  ASSERT_TRUE(QTest::qWaitFor([&] { return panel->text() == "1 left changed"; }, 5000));
+  EXPECT_TRUE(panel->styleSheet().contains(QStringLiteral("#c00000")));
+
+  main_.show();
+  QTest::mouseClick(panel, Qt::LeftButton);
+  frmSiteState& window = feature_.SiteStateWindow();
+  EXPECT_TRUE(window.isVisible());
+  QTreeWidgetItem* random = window.Tree()->topLevelItem(0);
+  EXPECT_EQ(random->text(0), "Devices giving random values (1)");
+  EXPECT_EQ(random->child(0)->text(1), "Stack");
+  EXPECT_EQ(window.lblEditMode()->text(), "Edit mode: off");
+}
+
+}  // namespace
+}  // namespace telmon
