@@ -30,6 +30,8 @@ bool ParseOption(const QStringList& args, qsizetype& i, CheckCommandLine& cl, QS
     return TakeValue(args, i, &cl.passwordFile, error);
   } else if (a == QLatin1String("--ios-host")) {
     return TakeValue(args, i, &cl.iosHost, error);
+  } else if (a == QLatin1String("--journal")) {
+    return TakeValue(args, i, &cl.journalFile, error);
   } else if (a == QLatin1String("--seconds")) {
     if (!TakeValue(args, i, &value, error)) {
       return false;
@@ -127,6 +129,8 @@ QString CheckCommandLine::HelpText() {
       "                         asked on the terminal)\n"
       "  --ios-host HOST        computer the I/O server runs on (default: TELMON_IOS_HOST, or\n"
       "                         this computer's name)\n"
+      "  --journal FILE         operator journal to record the run's changes in (default: the\n"
+      "                         user's own, the one telmon keeps)\n"
       "  --verbose              every message on the error stream\n"
       "Exit codes: 0 passed, 1 a step failed, 2 usage or start-up error, 3 no edit rights,\n"
       "130 interrupted.\n");

@@ -5,8 +5,8 @@
 //   telmon-check /DAHSID=n watch IDS [--seconds S] [--csv]
 //   telmon-check /DAHSID=n run SEQUENCE.yaml [--junit FILE] [--tap]
 // with --password-file FILE (the password of the account in TELMON_ACCOUNT), --verbose (every
-// message on the error stream) and --ios-host HOST. A password is never taken from the command
-// line itself.
+// message on the error stream), --ios-host HOST and --journal FILE. A password is never taken from
+// the command line itself.
 
 #include <QString>
 #include <QStringList>
@@ -35,6 +35,7 @@ struct CheckCommandLine {
   QString junitFile;
   QString passwordFile;
   QString iosHost;
+  QString journalFile;  // empty: the user's own journal, as telmon's
   bool verbose = false;
 
   // Empty `error` when the line is usable.

@@ -171,7 +171,6 @@ int WatchCommand(CheckSession& session, const CheckCommandLine& cl, Interrupts& 
 
 int RunCommand(CheckSession& session, const Sequence& sequence, const CheckCommandLine& cl,
                Interrupts& interrupts, std::FILE* out) {
-  // RunnerOptions::stepDone is the one place an operator journal is told of each step.
   SequenceRunner runner(session, RunnerOptions{});
   bool interrupted = false;
   QObject::connect(&interrupts, &Interrupts::Interrupted, &runner, [&runner, &interrupted] {

@@ -18,6 +18,9 @@ bool GrantedEditGate::AskWhetherUserWantsToEnableEditing() {
     account_ = check->account;
     granted_ = check->granted();
   }
+  if (granted_ && journal_ != nullptr) {
+    journal_->SetEditAccount(account_);
+  }
   return granted_;
 }
 
@@ -79,6 +82,13 @@ bool CheckSession::SetupDatabase(QString* error) {
   dbil_ = new H5DBIL(this);
   connect(dbil_, &H5DBIL::Message, this, &CheckSession::RaiseMsg);
   writer_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
+  journal_ = new OperationJournal(
+      journalFile_.isEmpty() ? OperationJournal::DefaultFileName() : journalFile_,
+      {settings_->DahsID(), {}}, *this, clock_, this);
+  writer_->SetJournal(journal_, [this](std::int32_t id) {
+    const ChannelConfigInfo* c = configs_.Item(QString::number(id));
+    return c == nullptr ? QString() : c->Name;
+  });
   if (!dbil_->SetSiteID(settings_->SiteID(), settings_->LanguageID(), settings_->Connections())) {
     *error = QStringLiteral("TELM-0006: can't setup SiteID.");
     return false;
@@ -109,10 +119,11 @@ void CheckSession::SetupManagers() {
                             QString::fromLatin1(ProgramTitle),
                             QString::number(QCoreApplication::applicationPid())};
   privilegeGate_ = std::make_unique<SecurityPrivilegeGate>(prompter_, clock_, *this, security);
-  editGate_ = std::make_unique<GrantedEditGate>(*privilegeGate_);
+  editGate_ = std::make_unique<GrantedEditGate>(*privilegeGate_, journal_);
   deviceOps_ = std::make_unique<DeviceOperations>(
-      devices_, DeviceOperationServices{editGate_.get(), privilegeGate_.get(), &prompter_, this,
-                                        QString::fromLatin1(ProgramTitle), settings_->SiteID()});
+      devices_,
+      DeviceOperationServices{editGate_.get(), privilegeGate_.get(), &prompter_, this,
+                              QString::fromLatin1(ProgramTitle), settings_->SiteID(), journal_});
 }
 
 bool CheckSession::WaitForFullInfo(int timeoutMs) {

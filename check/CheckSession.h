@@ -10,6 +10,7 @@
 #include "check/ConsolePrompter.h"
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosEventHandlers.h"
+#include "journal/OperationJournal.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "util/Clock.h"
@@ -50,7 +51,9 @@ struct DeviceState {
 // Edit rights for a run: granted once by the privilege gate before anything is sent.
 class GrantedEditGate final : public IEditGate {
  public:
-  explicit GrantedEditGate(IPrivilegeGate& gate) : gate_(gate) {}
+  // `journal` (optional) is told the account once it is granted.
+  GrantedEditGate(IPrivilegeGate& gate, OperationJournal* journal)
+      : gate_(gate), journal_(journal) {}
   bool EditsAllowed() const override { return granted_; }
   bool AskWhetherUserWantsToEnableEditing() override;
   // The account the operator named, after an attempt.
@@ -58,6 +61,7 @@ class GrantedEditGate final : public IEditGate {
 
  private:
   IPrivilegeGate& gate_;
+  OperationJournal* journal_;
   bool granted_ = false;
   QString account_;
 };
@@ -104,6 +108,10 @@ class CheckSession : public QObject,
   ChannelValueWriter& Writer() { return *writer_; }
   DeviceOperations& DeviceOps() { return *deviceOps_; }
   GrantedEditGate& EditGate() { return *editGate_; }
+  // What the run changes is journaled here, as telmon journals the same operations.
+  OperationJournal& Journal() { return *journal_; }
+  // Before Start: the journal file (empty: the user's own).
+  void SetJournalFile(const QString& fileName) { journalFile_ = fileName; }
   ConsolePrompter& Prompts() { return prompter_; }
   // Null when the I/O server has not reported the device.
   const DeviceState* Device(std::int32_t id) const;
@@ -130,6 +138,8 @@ class CheckSession : public QObject,
   std::unique_ptr<IOSSelectedDahs> settings_;
   H5DBIL* dbil_ = nullptr;  // child
   std::unique_ptr<ChannelValueWriter> writer_;
+  QString journalFile_;
+  OperationJournal* journal_ = nullptr;
   ChannelConfigInfoManager configs_;
   DeviceListviewManager devices_;
   QueueListviewManager queues_;

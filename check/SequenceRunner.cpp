@@ -157,7 +157,7 @@ void SequenceRunner::CollectReports(StepResult& r, const QStringList& failureCod
 
 void SequenceRunner::Force(const Step& step, StepResult& r) {
   ChangeChanValueModel dialog({session_.Configs(), session_.Writer(), session_, session_.Prompts(),
-                               QString::fromLatin1(ProgramTitle)});
+                               QString::fromLatin1(ProgramTitle), &session_.Journal()});
   dialog.SetChannelID(step.channel);
   if (step.wave && !dialog.WaveControlsEnabled()) {
     r.outcome = StepOutcome::Failed;

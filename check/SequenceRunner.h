@@ -44,8 +44,8 @@ struct RunnerOptions {
   int pollIntervalMs = 250;
   // How long the release waits for a link that closed to come back.
   int reconnectMs = 5000;
-  // Told of every step once it has been carried out (the release included), in order. This is
-  // where an operator journal records what the run did.
+  // Told of every step once it has been carried out (the release included), in order. The
+  // changes themselves are journaled by the operations that make them.
   std::function<void(const Step*, const StepResult&)> stepDone;
 };
 

@@ -53,6 +53,7 @@ int Run(const CheckCommandLine& cl) {
   ConsolePrompter prompter(cl.passwordFile, cl.verbose ? stderr : nullptr);
   SystemClock clock;
   CheckSession session(prompter, clock, cl.verbose ? stderr : nullptr);
+  session.SetJournalFile(cl.journalFile);
   if (!StartSession(session, cl, cl.command != CheckCommandLine::Command::Watch)) {
     return ExitUsage;
   }

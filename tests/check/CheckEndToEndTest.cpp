@@ -332,10 +332,13 @@ TEST_P(CheckFaults, TheProgramsCommandsAndExitCodes) {
   ASSERT_TRUE(doc);
   EXPECT_EQ(xml::SelectNodes(doc, "/testsuites/testsuite/testcase/failure").size(), 1U);
 
-  // Ctrl-C during a wait: the release puts the device back once, then a non-zero exit.
+  // Ctrl-C during a wait: the release puts the device back once, then a non-zero exit. Both
+  // switches are in the journal, under the account that was granted edit rights.
   writeSequence("steps:\n  - random: {device: 4, on: true}\n  - wait: 60\n");
+  const QString journal = site_.Folder() + QStringLiteral("/journal.sqlite");
   run = RunProgram(
-      {QStringLiteral("run"), sequence, QStringLiteral("--password-file"), password},
+      {QStringLiteral("run"), sequence, QStringLiteral("--password-file"), password,
+       QStringLiteral("--journal"), journal},
       [this](QProcess& p) {
         // Once the program has switched the device (this session sees the
         // device's events too), it is in its wait.
@@ -346,4 +349,10 @@ TEST_P(CheckFaults, TheProgramsCommandsAndExitCodes) {
   EXPECT_EQ(run.exitCode, ExitInterrupted) << run.err.toStdString();
   EXPECT_TRUE(run.out.contains(QLatin1String("interrupted (Ctrl-C)"))) << run.out.toStdString();
   EXPECT_EQ(run.out.count(QLatin1String("device 4 back to polling")), 1) << run.out.toStdString();
+  OperationJournal read(journal, {}, *session_, clock_);
+  QStringList entries;
+  for (const JournalEntry& e : read.ReadAll()) {
+    entries << e.operation + QLatin1Char('|') + e.account + QLatin1Char('|') + e.outcome;
+  }
+  EXPECT_EQ(entries, QStringList({"Random values on|super|sent", "Random values off|super|sent"}));
 }

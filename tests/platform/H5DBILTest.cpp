@@ -152,6 +152,17 @@ TEST_P(H5DBILTest, MissingSchemaFailsTheConnectionTestsWithAReason) {
   EXPECT_TRUE(log.All().contains(QStringLiteral("telmon-site init"))) << log.All().toStdString();
   EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QStringLiteral("dflt")), QStringLiteral("dflt"));
   EXPECT_FALSE(dbil.WriteMessageRecord(QStringLiteral("c"), {}, {}, {}));
+  EXPECT_FALSE(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C")).has_value());
+
+  // Once the schema is there, the same object reads: a statement that failed to prepare is not
+  // kept for the next call.
+  empty.Init();
+  empty.Exec(
+      QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES"
+                     " ('S', 'k', 'v')"));
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QStringLiteral("dflt")), QStringLiteral("v"));
+  EXPECT_TRUE(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C")).has_value())
+      << log.All().toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, H5DBILTest,
