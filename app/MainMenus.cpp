@@ -1,5 +1,7 @@
 #include "app/MainMenus.h"
 
+#include "platform/ListExport.h"
+
 #include <QAction>
 #include <QMenu>
 #include <QMenuBar>
@@ -36,6 +38,8 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
   m.mnuFile_ReadAllData = Item(m.mnuFile, "mnuFile_ReadAllData", QStringLiteral("&Read All Data"));
   m.mnuFile->addSeparator();
   m.mnuFile_PrintScreen = Item(m.mnuFile, "mnuFile_PrintScreen", QStringLiteral("&Print Screen"));
+  m.mnuFile_ExportList =
+      Item(m.mnuFile, "mnuFile_ExportList", QString::fromLatin1(ExportListCaption));
   m.mnuFile->addSeparator();
   m.mnuFile_Exit = Item(m.mnuFile, "mnuFile_Exit", QStringLiteral("E&xit"));
 

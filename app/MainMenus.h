@@ -18,6 +18,7 @@ struct MainMenus {
   QAction* mnuFile_RefreshAllLists = nullptr;
   QAction* mnuFile_ReadAllData = nullptr;
   QAction* mnuFile_PrintScreen = nullptr;
+  QAction* mnuFile_ExportList = nullptr;
   QAction* mnuFile_Exit = nullptr;
 
   QMenu* mnuEdit = nullptr;

@@ -155,6 +155,7 @@ class frmMain : public QMainWindow,
   void ConnectWatchMenus();
   void SetupWatchOperations();
   void CopyDataToClipboard();
+  void ExportList();
   void StartTimers();
   void OnClockTick();
   void OnEditModeChanged(bool on);
