@@ -67,6 +67,7 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
 
   m.mnuView = Menu(bar, "mnuView", QStringLiteral("&View"));
   m.mnuView_Messages = Item(m.mnuView, "mnuView_Messages", QStringLiteral("&Messages"));
+  m.mnuView_Trends = Item(m.mnuView, "mnuView_Trends", QStringLiteral("&Trends"));
   m.mnuView_Updates = m.mnuView->addMenu(QStringLiteral("&Refreshes/Updates"));
   m.mnuView_Updates->setObjectName(QStringLiteral("mnuView_Updates"));
   m.mnuView_ShowBlockRefreshes = Item(m.mnuView_Updates, "mnuView_ShowBlockRefreshes",

@@ -36,6 +36,7 @@ struct MainMenus {
 
   QMenu* mnuView = nullptr;
   QAction* mnuView_Messages = nullptr;
+  QAction* mnuView_Trends = nullptr;
   QMenu* mnuView_Updates = nullptr;
   QAction* mnuView_ShowBlockRefreshes = nullptr;
   QAction* mnuView_About = nullptr;

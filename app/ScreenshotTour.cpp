@@ -95,6 +95,7 @@ void ScreenshotTour::Shoot() {
   credentials.close();
   ShootWatchDialogs();
   ShootValueDialogs();
+  ShootListTools();
   window_.CloseByProgram();
 }
 

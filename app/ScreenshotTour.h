@@ -23,6 +23,8 @@ class ScreenshotTour : public QObject {
   void Shoot();
   void ShootWatchDialogs();
   void ShootValueDialogs();
+  void ShootListTools();
+  void ShootTrends();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

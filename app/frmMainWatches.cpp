@@ -7,6 +7,8 @@
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "platform/ListExport.h"
+#include "trends/TrendRecorder.h"
+#include "trends/ui/TrendWindow.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ui/ChannelsPage.h"
 #include "watches/ChannelValueWriter.h"
@@ -43,6 +45,7 @@ void frmMain::ConnectWatchMenus() {
   });
   connect(m.mnuWatches_CopyWatchInfo, &QAction::triggered, this, &frmMain::CopyDataToClipboard);
   connect(m.mnuFile_ExportList, &QAction::triggered, this, &frmMain::ExportList);
+  connect(m.mnuView_Trends, &QAction::triggered, this, &frmMain::ShowTrendWindow);
 }
 
 void frmMain::SetupWatchOperations() {
@@ -66,6 +69,27 @@ void frmMain::CopyDataToClipboard() {
   const QString key = strip->tabData(strip->currentIndex()).toString();
   WatchOperations::CopyDataToClipboard(
       key, CopyableLists{devicesModel_, queuesModel_, blocksModel_, channelsModel_});
+}
+
+void frmMain::SetupTrends() {
+  trends_ = std::make_unique<TrendRecorder>(*channelsModel_);
+  tick_->SetObserver(trends_.get());
+}
+
+TrendWindow* frmMain::Trends() {
+  if (trendWindow_ == nullptr && trends_) {
+    trendWindow_ = new TrendWindow(*trends_, services_.prompter, this);
+    trendWindow_->setWindowFlag(Qt::Window);
+  }
+  return trendWindow_;
+}
+
+void frmMain::ShowTrendWindow() {
+  if (TrendWindow* window = Trends()) {
+    window->show();
+    window->raise();
+    window->activateWindow();
+  }
 }
 
 void frmMain::ExportList() {

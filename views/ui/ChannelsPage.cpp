@@ -40,6 +40,10 @@ ChannelsPage::ChannelsPage(KeyedListModel& channels, QWidget* parent)
           &QAction::triggered, this, &ChannelsPage::MessagesClicked);
   connect(AddButton("SaveIOList", tr("Save"), QStringLiteral("Save I/O channel list to file")),
           &QAction::triggered, this, &ChannelsPage::SaveIOListClicked);
+  toolbarChannels_->addSeparator();
+  connect(
+      AddButton("Trends", tr("Trends"), QStringLiteral("Show the trends of the watched channels")),
+      &QAction::triggered, this, &ChannelsPage::TrendsClicked);
   // Changing values needs edit mode; the main window enables the button when it is on.
   Button(QStringLiteral("ChangeValue"))->setEnabled(false);
 
