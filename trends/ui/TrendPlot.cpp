@@ -36,6 +36,7 @@ TrendPlot::TrendPlot(const TrendRecorder& recorder, QWidget* parent)
   cursor_->setVisible(false);
   connect(this, &QCustomPlot::legendClick, this, &TrendPlot::OnLegendClick);
   setNoAntialiasingOnDrag(true);
+  setNotAntialiasedElements(QCP::aePlottables);
   SetOwnScales(false);
 }
 
@@ -72,7 +73,7 @@ TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int ind
   line.axis = axisRect()->addAxis(QCPAxis::atRight);
   line.axis->setVisible(false);
   line.graph = addGraph(xAxis, ownScales_ ? line.axis : yAxis);
-  line.graph->setPen(QPen(LineColour(index), 1.5));
+  line.graph->setPen(QPen(LineColour(index), 1));  // thin lines take the fast path
   line.graph->setAdaptiveSampling(true);
   line.generation = recorder_.Generation();
   UpdateZoomAxes();
