@@ -12,7 +12,7 @@ QString ExportListToCsv(const QAbstractItemModel& model, Prompter& prompter,
   request.defaultExtension = QStringLiteral("csv");
   request.filter = QStringLiteral("CSV Files (*.csv)|*.csv|All Files (*.*)|*.*");
   request.promptOverwrite = true;
-  const QString path = prompter.SaveFileName(request).value_or(QString());
+  QString path = prompter.SaveFileName(request).value_or(QString());
   if (path.isEmpty()) {
     return {};
   }
