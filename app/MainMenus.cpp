@@ -1,5 +1,7 @@
 #include "app/MainMenus.h"
 
+#include "platform/ListExport.h"
+
 #include <QAction>
 #include <QMenu>
 #include <QMenuBar>
@@ -36,6 +38,8 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
   m.mnuFile_ReadAllData = Item(m.mnuFile, "mnuFile_ReadAllData", QStringLiteral("&Read All Data"));
   m.mnuFile->addSeparator();
   m.mnuFile_PrintScreen = Item(m.mnuFile, "mnuFile_PrintScreen", QStringLiteral("&Print Screen"));
+  m.mnuFile_ExportList =
+      Item(m.mnuFile, "mnuFile_ExportList", QString::fromLatin1(ExportListCaption));
   m.mnuFile->addSeparator();
   m.mnuFile_Exit = Item(m.mnuFile, "mnuFile_Exit", QStringLiteral("E&xit"));
 
@@ -65,6 +69,7 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
   m.mnuView_Messages = Item(m.mnuView, "mnuView_Messages", QStringLiteral("&Messages"));
   m.mnuView_Journal = Item(m.mnuView, "mnuView_Journal", QStringLiteral("Operator Journal"));
   m.mnuView_SiteState = Item(m.mnuView, "mnuView_SiteState", QStringLiteral("Site State"));
+  m.mnuView_Trends = Item(m.mnuView, "mnuView_Trends", QStringLiteral("&Trends"));
   m.mnuView_Updates = m.mnuView->addMenu(QStringLiteral("&Refreshes/Updates"));
   m.mnuView_Updates->setObjectName(QStringLiteral("mnuView_Updates"));
   m.mnuView_ShowBlockRefreshes = Item(m.mnuView_Updates, "mnuView_ShowBlockRefreshes",

@@ -18,6 +18,7 @@ struct MainMenus {
   QAction* mnuFile_RefreshAllLists = nullptr;
   QAction* mnuFile_ReadAllData = nullptr;
   QAction* mnuFile_PrintScreen = nullptr;
+  QAction* mnuFile_ExportList = nullptr;
   QAction* mnuFile_Exit = nullptr;
 
   QMenu* mnuEdit = nullptr;
@@ -37,6 +38,7 @@ struct MainMenus {
   QAction* mnuView_Messages = nullptr;
   QAction* mnuView_Journal = nullptr;
   QAction* mnuView_SiteState = nullptr;
+  QAction* mnuView_Trends = nullptr;
   QMenu* mnuView_Updates = nullptr;
   QAction* mnuView_ShowBlockRefreshes = nullptr;
   QAction* mnuView_About = nullptr;

@@ -101,6 +101,7 @@ void ScreenshotTour::Shoot() {
   ShootWatchDialogs();
   ShootValueDialogs();
   ShootJournalWindows();
+  ShootListTools();
   window_.CloseByProgram();
 }
 

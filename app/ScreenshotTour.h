@@ -24,6 +24,8 @@ class ScreenshotTour : public QObject {
   void ShootWatchDialogs();
   void ShootValueDialogs();
   void ShootJournalWindows();
+  void ShootListTools();
+  void ShootTrends();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

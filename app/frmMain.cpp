@@ -19,6 +19,7 @@
 #include "platform/SecurityPrivilegeGate.h"
 #include "platform/ui/WindowUtilitiesUi.h"
 #include "tools/ui/IOSSettingsPage.h"
+#include "trends/TrendRecorder.h"
 #include "util/Clock.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
@@ -136,6 +137,7 @@ void frmMain::ConnectChannelToolbar() {
   connect(page, &ChannelsPage::ChangeValueClicked, m.mnuWatches_Change, &QAction::trigger);
   connect(page, &ChannelsPage::RefreshBlocksClicked, m.mnuFile_ReadAllData, &QAction::trigger);
   connect(page, &ChannelsPage::MessagesClicked, m.mnuView_Messages, &QAction::trigger);
+  connect(page, &ChannelsPage::TrendsClicked, m.mnuView_Trends, &QAction::trigger);
   connect(page, &ChannelsPage::SaveIOListClicked, this, [this] {
     if (watchOps_) {
       watchOps_->SaveChannelTagsToFile();

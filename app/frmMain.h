@@ -50,6 +50,8 @@ class QueueListviewManager;
 class SecurityPrivilegeGate;
 class SplashForm;
 class StatusPanels;
+class TrendRecorder;
+class TrendWindow;
 class TabFrames;
 class QtWatchDialogs;
 class WatchOperations;
@@ -122,6 +124,8 @@ class frmMain : public QMainWindow,
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
   Prompter& Prompts() { return services_.prompter; }
   JournalFeature& Journal() const { return *journal_; }
+  // The trend window, made on first use (null before start-up made the watch list).
+  TrendWindow* Trends();
   // Closes the window without the exit question, as File > Exit does.
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
@@ -157,6 +161,9 @@ class frmMain : public QMainWindow,
   void ConnectWatchMenus();
   void SetupWatchOperations();
   void CopyDataToClipboard();
+  void ExportList();
+  void SetupTrends();
+  void ShowTrendWindow();
   void StartTimers();
   void OnClockTick();
   void OnEditModeChanged(bool on);
@@ -207,6 +214,9 @@ class frmMain : public QMainWindow,
   std::unique_ptr<ChannelConfigInfoManager> configs_;
   std::unique_ptr<DeviceOperations> deviceOps_;
   std::unique_ptr<ChannelUpdateTick> tick_;
+  // Destroyed before the tick that reports to it.
+  std::unique_ptr<TrendRecorder> trends_;
+  TrendWindow* trendWindow_ = nullptr;
   IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
   std::unique_ptr<QtWatchDialogs> watchDialogs_;

@@ -290,6 +290,7 @@ void frmMain::SetupChannelManager() {
   SetupWatchOperations();
   tick_ = std::make_unique<ChannelUpdateTick>(*dbil_, settings_->SqlConnectionString_Realtime(),
                                               channels_.get(), services_.clock, *this, *this);
+  SetupTrends();
   IosLinkSettings link;
   link.dahsId = settings_->DahsID();
   link.receiveBufferCap = commandLine_.receiveBufferCap;

@@ -1,11 +1,15 @@
 // The main window's part of the watch list: the Channels/Addresses menu, Edit > Copy and
-// File > Read All Data routed to the watch operations, which exist once the channel page does.
+// File > Read All Data and Export List routed to the watch operations, which exist once the channel
+// page does.
 
 #include "app/EditModeController.h"
 #include "app/MainMenus.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "journal/ui/JournalFeature.h"
+#include "platform/ListExport.h"
+#include "trends/TrendRecorder.h"
+#include "trends/ui/TrendWindow.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ui/ChannelsPage.h"
 #include "watches/ChannelValueWriter.h"
@@ -14,6 +18,7 @@
 #include "watches/ui/QtWatchDialogs.h"
 
 #include <QAction>
+#include <QHash>
 #include <QTabBar>
 
 namespace telmon {
@@ -40,6 +45,8 @@ void frmMain::ConnectWatchMenus() {
     }
   });
   connect(m.mnuWatches_CopyWatchInfo, &QAction::triggered, this, &frmMain::CopyDataToClipboard);
+  connect(m.mnuFile_ExportList, &QAction::triggered, this, &frmMain::ExportList);
+  connect(m.mnuView_Trends, &QAction::triggered, this, &frmMain::ShowTrendWindow);
 }
 
 void frmMain::SetupWatchOperations() {
@@ -65,6 +72,43 @@ void frmMain::CopyDataToClipboard() {
   const QString key = strip->tabData(strip->currentIndex()).toString();
   WatchOperations::CopyDataToClipboard(
       key, CopyableLists{devicesModel_, queuesModel_, blocksModel_, channelsModel_});
+}
+
+void frmMain::SetupTrends() {
+  trends_ = std::make_unique<TrendRecorder>(*channelsModel_);
+  tick_->SetObserver(trends_.get());
+}
+
+TrendWindow* frmMain::Trends() {
+  if (trendWindow_ == nullptr && trends_) {
+    trendWindow_ = new TrendWindow(*trends_, services_.prompter, this);
+    trendWindow_->setWindowFlag(Qt::Window);
+  }
+  return trendWindow_;
+}
+
+void frmMain::ShowTrendWindow() {
+  if (TrendWindow* window = Trends()) {
+    window->show();
+    window->raise();
+    window->activateWindow();
+  }
+}
+
+void frmMain::ExportList() {
+  const QTabBar* strip = tabs_->tabstripTELM();
+  const QString key = strip->tabData(strip->currentIndex()).toString();
+  const QHash<QString, KeyedListModel*> lists = {{QStringLiteral("Devices"), devicesModel_},
+                                                 {QStringLiteral("Queues"), queuesModel_},
+                                                 {QStringLiteral("Blocks"), blocksModel_},
+                                                 {QStringLiteral("Channels"), channelsModel_}};
+  const KeyedListModel* list = lists.value(key);
+  if (list == nullptr) {
+    services_.prompter.Show(QStringLiteral("This page has no list to export."),
+                            QLatin1String(ExportListTitle), PromptIcon::Information);
+    return;
+  }
+  ExportListToCsv(*list, services_.prompter, key + QStringLiteral(".csv"));
 }
 
 }  // namespace telmon

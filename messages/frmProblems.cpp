@@ -1,5 +1,6 @@
 #include "messages/frmProblems.h"
 
+#include "platform/ListExport.h"
 #include "platform/Prompter.h"
 #include "platform/WindowUtilities.h"
 #include "platform/ui/WindowUtilitiesUi.h"
@@ -112,6 +113,9 @@ void frmProblems::BuildMenus() {
           &frmProblems::PrintLog);
   connect(AddAction(file, "mnuFile_SaveToFile", QStringLiteral("Save")), &QAction::triggered, this,
           &frmProblems::SaveToFile);
+  connect(AddAction(file, "mnuFile_ExportList", QString::fromLatin1(ExportListCaption)),
+          &QAction::triggered, this,
+          [this] { ExportListToCsv(model_, prompter_, QStringLiteral("Messages.csv")); });
   file->addSeparator()->setObjectName(QStringLiteral("mnuFile_Line1"));
   connect(AddAction(file, "mnuFile_Close", QStringLiteral("Close")), &QAction::triggered, this,
           &QWidget::hide);

@@ -69,9 +69,9 @@ ChannelUpdateTick::ChannelUpdateTick(H5DBIL& dbil, QString realtimeConnection,
 
 void ChannelUpdateTick::Run() {
   BusyScope busy(panels_);
+  const QDateTime tickTime = clock_.Now();
+  std::optional<CurrentValues> values;
   try {
-    const QDateTime tickTime = clock_.Now();
-    std::optional<CurrentValues> values;
     if (channels_ != nullptr) {
       values = dbil_.ReadCurrentValues(connection_, QDateTime(), channels_->GetListOfIOIDsInLsv());
     }
@@ -83,6 +83,9 @@ void ChannelUpdateTick::Run() {
     }
   } catch (...) {
     sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
+  }
+  if (observer_ != nullptr && channels_ != nullptr) {
+    IgnoringFailure([&] { observer_->TickRead(tickTime, values ? &*values : nullptr); });
   }
 }
 

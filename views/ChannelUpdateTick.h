@@ -35,6 +35,14 @@ struct AllRefreshStatus {
 };
 AllRefreshStatus ReadAllRefreshStatus(const QString& pointText, const DateTimeFormats& formats);
 
+// Told of every tick's read after the rows were updated.
+class IChannelTickObserver {
+ public:
+  virtual ~IChannelTickObserver() = default;
+  // The values read at `time`, or null when the read failed.
+  virtual void TickRead(const QDateTime& time, const CurrentValues* values) = 0;
+};
+
 inline constexpr char AllRefreshDefaultToolTip[] = "Last All Data Refreshed Time";
 
 class ChannelUpdateTick {
@@ -45,6 +53,8 @@ class ChannelUpdateTick {
                     DateTimeFormats formats = DateTimeFormats::FromLocale(QLocale::system()));
 
   void Run();
+  // May be null; the observer must outlive the tick or be unset first.
+  void SetObserver(IChannelTickObserver* observer) { observer_ = observer; }
 
  private:
   void ShowResults(const CurrentValues& values);
@@ -56,6 +66,7 @@ class ChannelUpdateTick {
   IChannelTickPanels& panels_;
   IRaiseMsg& sink_;
   DateTimeFormats formats_;
+  IChannelTickObserver* observer_ = nullptr;
 };
 
 }  // namespace telmon

@@ -44,7 +44,7 @@ TEST_F(FrmProblemsTest, MenusAndColumnsAreThoseOperatorsKnow) {
   QStringList menus;
   for (QAction* a : window_.menuBar()->actions()) menus << a->text();
   EXPECT_EQ(menus, QStringList({"File", "Edit", "Options"}));
-  EXPECT_EQ(MenuItems("mnuFile"), QStringList({"Print", "Save", "-", "Close"}));
+  EXPECT_EQ(MenuItems("mnuFile"), QStringList({"Print", "Save", "Export List...", "-", "Close"}));
   EXPECT_EQ(MenuItems("mnuView"), QStringList({"Copy", "Clear"}));
   EXPECT_EQ(MenuItems("mnuOptions"),
             QStringList({"Auto Select Newest Message", "Collect and Show New Messages", "-",

@@ -53,7 +53,7 @@ TEST(DevicesPage, ButtonsCarryTheirTextsAndActOnTheModelSelection) {
     devices.UpdateOneItemInLsv(event);
   }
   // A click in the view selects in the model; the model's selection shows in the view.
-  page.lsvDevices()->setCurrentIndex(model.index(1, 0));
+  page.lsvDevices()->setCurrentIndex(page.lsvDevices()->ViewIndex(1));
   EXPECT_EQ(devices.GetSelectedDeviceID(), 4);
   page.cmdPollOne(1)->click();
   page.cmdSetClock()->click();
@@ -79,8 +79,8 @@ TEST(QueuesAndBlocksPages, ResetButtonAndLists) {
             "month)");
   queuesPage.cmdResetCounters()->click();
   EXPECT_EQ(peer.Received(), QByteArray("<Command action=\"ResetQCounters\"/>"));
-  EXPECT_EQ(queuesPage.lsvQueues()->model(), &queues);
-  EXPECT_EQ(blocksPage.lsvBlocks()->model(), &blocks);
+  EXPECT_EQ(queuesPage.lsvQueues()->ListModel(), &queues);
+  EXPECT_EQ(blocksPage.lsvBlocks()->ListModel(), &blocks);
 }
 
 TEST(ChannelsPage, ToolbarKeysAnnounceThemselves) {

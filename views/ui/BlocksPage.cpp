@@ -1,5 +1,7 @@
 #include "views/ui/BlocksPage.h"
 
+#include "views/ui/ListFilterEdit.h"
+
 #include <QVBoxLayout>
 
 namespace telmon {
@@ -9,7 +11,11 @@ BlocksPage::BlocksPage(KeyedListModel& blocks, QWidget* parent)
   lsvBlocks_->setObjectName(QStringLiteral("lsvBlocks"));
   lsvBlocks_->SetListModel(&blocks);
   auto* layout = new QVBoxLayout(this);
-  layout->addWidget(lsvBlocks_);
+  auto* filter = new ListFilterEdit(this);
+  filter->setObjectName(QStringLiteral("txtFilterBlocks"));
+  filter->Attach(lsvBlocks_);
+  layout->addWidget(filter);
+  layout->addWidget(lsvBlocks_, 1);
 }
 
 }  // namespace telmon

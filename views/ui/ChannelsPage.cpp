@@ -1,5 +1,7 @@
 #include "views/ui/ChannelsPage.h"
 
+#include "views/ui/ListFilterEdit.h"
+
 #include <QItemSelectionModel>
 #include <QVBoxLayout>
 
@@ -38,18 +40,27 @@ ChannelsPage::ChannelsPage(KeyedListModel& channels, QWidget* parent)
           &QAction::triggered, this, &ChannelsPage::MessagesClicked);
   connect(AddButton("SaveIOList", tr("Save"), QStringLiteral("Save I/O channel list to file")),
           &QAction::triggered, this, &ChannelsPage::SaveIOListClicked);
+  toolbarChannels_->addSeparator();
+  connect(
+      AddButton("Trends", tr("Trends"), QStringLiteral("Show the trends of the watched channels")),
+      &QAction::triggered, this, &ChannelsPage::TrendsClicked);
   // Changing values needs edit mode; the main window enables the button when it is on.
   Button(QStringLiteral("ChangeValue"))->setEnabled(false);
 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(toolbarChannels_);
+  auto* filter = new ListFilterEdit(this);
+  filter->setObjectName(QStringLiteral("txtFilterChannels"));
+  filter->Attach(lsvChannels_);
+  layout->addWidget(filter);
   layout->addWidget(lsvChannels_, 1);
 }
 
 QStringList ChannelsPage::SelectedTags() const {
   QStringList tags;
-  KeyedListModel* model = lsvChannels_->ListModel();
-  if (model == nullptr || lsvChannels_->selectionModel() == nullptr) {
+  // The view's rows, through the filter: the tags are the same data.
+  const QAbstractItemModel* model = lsvChannels_->model();
+  if (lsvChannels_->ListModel() == nullptr || lsvChannels_->selectionModel() == nullptr) {
     return tags;
   }
   QModelIndexList rows = lsvChannels_->selectionModel()->selectedRows();

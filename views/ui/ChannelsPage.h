@@ -35,6 +35,7 @@ class ChannelsPage : public QWidget {
   void RefreshBlocksClicked();
   void MessagesClicked();
   void SaveIOListClicked();
+  void TrendsClicked();
 
  private:
   QAction* AddButton(const char* key, const QString& caption, const QString& toolTip);

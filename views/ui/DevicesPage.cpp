@@ -1,5 +1,7 @@
 #include "views/ui/DevicesPage.h"
 
+#include "views/ui/ListFilterEdit.h"
+
 #include <QGridLayout>
 #include <QResizeEvent>
 #include <QVBoxLayout>
@@ -40,6 +42,10 @@ DevicesPage::DevicesPage(KeyedListModel& devices, DeviceOperations& operations, 
   connect(cmdFailover_, &QPushButton::clicked, this, [ops] { ops->Failover(); });
 
   auto* layout = new QVBoxLayout(this);
+  auto* filter = new ListFilterEdit(this);
+  filter->setObjectName(QStringLiteral("txtFilterDevices"));
+  filter->Attach(lsvDevices_);
+  layout->addWidget(filter);
   layout->addWidget(lsvDevices_, 1);
   layout->addWidget(buttonRow_);
   ArrangeButtons(width());

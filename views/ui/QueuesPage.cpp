@@ -1,5 +1,7 @@
 #include "views/ui/QueuesPage.h"
 
+#include "views/ui/ListFilterEdit.h"
+
 #include <QHBoxLayout>
 #include <QVBoxLayout>
 
@@ -22,6 +24,10 @@ QueuesPage::QueuesPage(KeyedListModel& queues, QueueListviewManager& manager, QW
   buttons->addWidget(cmdResetCounters_);
   buttons->addStretch();
   auto* layout = new QVBoxLayout(this);
+  auto* filter = new ListFilterEdit(this);
+  filter->setObjectName(QStringLiteral("txtFilterQueues"));
+  filter->Attach(lsvQueues_);
+  layout->addWidget(filter);
   layout->addWidget(lsvQueues_, 1);
   layout->addLayout(buttons);
 }

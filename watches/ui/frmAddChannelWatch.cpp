@@ -2,6 +2,7 @@
 
 #include "util/ErrorInfo.h"
 #include "views/ChannelConfigInfoManager.h"
+#include "views/ui/ListFilterEdit.h"
 #include "watches/ChannelTagFile.h"
 
 #include <QCheckBox>
@@ -107,6 +108,11 @@ QWidget* frmAddChannelWatch::BuildChannelsFrame() {
       QStringLiteral("Shows CGA/linearity, HDR, and disabled channels"));
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(new QLabel(QStringLiteral("Select one or more channels:"), frame));
+  txtFilterChannels_ = new ListFilterEdit(frame);
+  txtFilterChannels_->setObjectName(QStringLiteral("txtFilterChannels"));
+  txtFilterChannels_->Attach(lstChannels_);
+  txtFilterChannels_->Attach(lstChannelsEx_);
+  layout->addWidget(txtFilterChannels_);
   layout->addWidget(lstChannels_, 1);
   layout->addWidget(lstChannelsEx_, 1);
   layout->addWidget(chkUseExtendedSelect_);
@@ -162,6 +168,8 @@ void frmAddChannelWatch::FillChannelLists() {
       BuildChannelListEntries(*sources_.configs, sources_.blocks, chkShowAllChannels_->isChecked());
   FillList(lstChannels_, filled.entries);
   FillList(lstChannelsEx_, filled.entries);
+  FilterListWidget(lstChannels_, txtFilterChannels_->text());
+  FilterListWidget(lstChannelsEx_, txtFilterChannels_->text());
   filledFromCount_ = sources_.configs->Count();
   if (filled.truncated) {
     Exclaim(QStringLiteral("TELM-0043: The listbox only shows the first 32,767 channels."));

@@ -21,6 +21,10 @@ class QPushButton;
 class QTabBar;
 
 namespace telmon {
+class ListFilterEdit;
+}
+
+namespace telmon {
 
 class BlockListviewManager;
 class ChannelConfigInfoManager;
@@ -63,6 +67,7 @@ class frmAddChannelWatch : public QDialog {
   QCheckBox* chkUseExtendedSelect() const { return chkUseExtendedSelect_; }
   QCheckBox* chkShowAllChannels() const { return chkShowAllChannels_; }
   QLineEdit* txtChanIDs() const { return txtChanIDs_; }
+  ListFilterEdit* txtFilterChannels() const { return txtFilterChannels_; }
 
  protected:
   void reject() override;
@@ -94,6 +99,7 @@ class frmAddChannelWatch : public QDialog {
   QCheckBox* chkUseExtendedSelect_ = nullptr;
   QCheckBox* chkShowAllChannels_ = nullptr;
   QLineEdit* txtChanIDs_ = nullptr;
+  ListFilterEdit* txtFilterChannels_ = nullptr;
 };
 
 }  // namespace telmon

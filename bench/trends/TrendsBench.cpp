@@ -1,0 +1,228 @@
+// The trend window and the list filter against what the program already pays for.
+//   BM_ChannelTick50         one channel tick for 50 watched channels (read, rows, recording)
+//   BM_TrendReplotAfterTick  one recorded tick plus the trend window's replot, 50 channels with
+//                            7,200 points each; "vs_tick" is its time over the tick's
+//   BM_ListUpdates           ten row updates (a tenth of a second at 100 updates/s) shown on a
+//                            10,000-row block list: the baseline of the next one
+//   BM_FilterKeystroke       the same updates, then one keystroke in the filter box;
+//                            "vs_updates" is its time over the baseline's
+// Run in the order above (the ratios use the earlier results of the same run).
+
+#include "platform/H5DBIL.h"
+#include "platform/SiteSchema.h"
+#include "platform/SqlConnection.h"
+#include "platform/testing/ScriptedPrompter.h"
+#include "trends/TrendRecorder.h"
+#include "trends/ui/TrendPlot.h"
+#include "trends/ui/TrendWindow.h"
+#include "util/Clock.h"
+#include "util/IRaiseMsg.h"
+#include "views/ChannelListviewManager.h"
+#include "views/ChannelUpdateTick.h"
+#include "views/ui/KeyedListView.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+
+namespace telmon {
+namespace {
+
+constexpr int Channels = 50;
+double tickSeconds = 0;
+double updatesSeconds = 0;
+
+struct NoPanels final : IChannelTickPanels {
+  void SetChannelUpdateTime(const QString&) override {}
+  void SetAllRefreshTime(const QString&) override {}
+  void SetAllRefreshToolTip(const QString&) override {}
+  void SetNotPollingVisible(bool) override {}
+  void BeginBusy() override {}
+  void EndBusy() override {}
+};
+
+struct NullSink final : IRaiseMsg {
+  void RaiseMsg(std::int32_t, const QString&) override {}
+};
+
+QString ChannelIds() {
+  QStringList ids;
+  for (int i = 1; i <= Channels; ++i) {
+    ids << QString::number(i);
+  }
+  return ids.join(QLatin1Char(';'));
+}
+
+void MakeRealtime(const QString& connection) {
+  SqlConnection sql(connection, OpenMode::Create);
+  QSqlDatabase* db = sql.Database(nullptr);
+  if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
+    return;
+  }
+  QSqlQuery insert(*db);
+  insert.prepare(QStringLiteral(
+      "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
+  for (int i = 1; i <= Channels; ++i) {
+    insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
+    insert.bindValue(1, QDateTime::currentDateTime());
+    insert.bindValue(2, i * 0.5);
+    insert.exec();
+  }
+  insert.finish();
+  db->commit();
+}
+
+void BM_ChannelTick50(benchmark::State& state) {
+  QTemporaryDir dir;
+  const QString connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
+  MakeRealtime(connection);
+  H5DBIL dbil;
+  KeyedListModel model;
+  KeyedListView view;
+  view.SetListModel(&model);
+  view.resize(1200, 800);
+  view.show();
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  channels.AddLsvRowsForChannelIDList(ChannelIds());
+  TrendRecorder recorder(model);
+  SystemClock clock;
+  NoPanels panels;
+  NullSink sink;
+  ChannelUpdateTick tick(dbil, connection, &channels, clock, panels, sink);
+  tick.SetObserver(&recorder);
+  QApplication::processEvents();
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    tick.Run();
+    QApplication::processEvents();
+  }
+  tickSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+}
+
+CurrentValues SineValues(int tick) {
+  CurrentValues values;
+  for (int i = 1; i <= Channels; ++i) {
+    const QString ioid = QString::number(i) + QLatin1Char('C');
+    values.insert(ioid, CurrentValueItem{ioid, QDateTime(), i * 10 + 5 * std::sin(tick / 30.0 + i),
+                                         QString()});
+  }
+  return values;
+}
+
+void BM_TrendReplotAfterTick(benchmark::State& state) {
+  KeyedListModel model;
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  channels.AddLsvRowsForChannelIDList(ChannelIds());
+  TrendRecorder recorder(model);
+  const QDateTime start = QDateTime::currentDateTime();
+  int tick = 0;
+  for (; tick < static_cast<int>(DefaultTrendCapacity); ++tick) {
+    const CurrentValues values = SineValues(tick);
+    recorder.TickRead(start.addSecs(2LL * tick), &values);
+  }
+  ScriptedPrompter prompter;
+  TrendWindow window(recorder, prompter);
+  window.resize(1200, 700);
+  window.show();
+  window.Plot()->ShowAll();
+  window.Action("Pause")->setChecked(false);
+  QApplication::processEvents();
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    const CurrentValues values = SineValues(tick);
+    recorder.TickRead(start.addSecs(2LL * tick++), &values);  // the window takes it at once
+    window.Plot()->replot(QCustomPlot::rpImmediateRefresh);
+  }
+  const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+  if (tickSeconds > 0) {
+    state.counters["vs_tick"] = seconds / tickSeconds;
+  }
+}
+
+struct BlockList {
+  KeyedListModel model;
+  KeyedListView view;
+  int next = 0;
+  BlockList() {
+    for (int c = 0; c < 12; ++c) {
+      model.AddColumn({QStringLiteral("Column %1").arg(c), 1000, Qt::AlignLeft, QString()});
+    }
+    model.SetCoalescing(true);
+    std::vector<KeyedListModel::NewRow> rows;
+    for (int i = 0; i < 10000; ++i) {
+      rows.push_back({QString::number(100000 + i), QString::number(100000 + i), {}, -1});
+    }
+    model.InsertRowsAt(0, std::move(rows));
+    for (int i = 0; i < 10000; ++i) {
+      for (int c = 1; c < 12; ++c) {
+        model.SetSubItem(model.RowAt(i), c, QStringLiteral("U1 Block %1 cell %2").arg(i).arg(c));
+      }
+    }
+    view.SetListModel(&model);
+    view.resize(1200, 800);
+    view.show();
+    QApplication::processEvents();
+  }
+  void TenUpdates() {
+    for (int i = 0; i < 10; ++i, next = (next + 997) % 10000) {
+      model.SetSubItem(model.RowAt(next), 9, QString::number(next * 7 % 1000));
+    }
+    model.Flush();
+  }
+};
+
+void BM_ListUpdates(benchmark::State& state) {
+  BlockList list;
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    list.TenUpdates();
+    QApplication::processEvents();
+  }
+  updatesSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+}
+
+void BM_FilterKeystroke(benchmark::State& state) {
+  BlockList list;
+  const QStringList typed = {"1", "10", "105", "105 ", "105", "10", "1", ""};
+  int key = 0;
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    list.TenUpdates();
+    list.view.SetFilterText(typed[key++ % typed.size()]);
+    QApplication::processEvents();
+  }
+  const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+  if (updatesSeconds > 0) {
+    state.counters["vs_updates"] = seconds / updatesSeconds;
+  }
+}
+
+BENCHMARK(BM_ChannelTick50)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_TrendReplotAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ListUpdates)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_FilterKeystroke)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+}  // namespace telmon
+
+int main(int argc, char** argv) {
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+  QApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

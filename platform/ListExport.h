@@ -1,0 +1,22 @@
+#pragma once
+
+// "Export List...": asks for a file name and writes a list, header first, every row and
+// column, as a comma-separated file. The file is replaced only when all of it was written; a
+// failure leaves no partial file and says why in a message box.
+
+#include "platform/Prompter.h"
+
+#include <QAbstractItemModel>
+#include <QString>
+
+namespace telmon {
+
+inline constexpr char ExportListCaption[] = "Export List...";
+inline constexpr char ExportListTitle[] = "Export List";
+
+// What happened, for the caller's own message log: the file written, or empty when the
+// operator cancelled or the file could not be written.
+QString ExportListToCsv(const QAbstractItemModel& model, Prompter& prompter,
+                        const QString& suggestedName);
+
+}  // namespace telmon

@@ -1,0 +1,88 @@
+// The trend window offscreen: lines are drawn, a hidden line is not, pausing freezes the view
+// while recording goes on, and the picture and data can be saved.
+
+#include "platform/testing/ScriptedPrompter.h"
+#include "trends/ui/TrendPlot.h"
+#include "trends/ui/TrendWindow.h"
+#include "views/ChannelListviewManager.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace telmon {
+namespace {
+
+int PixelsOf(const QImage& image, const QColor& colour) {
+  int count = 0;
+  for (int y = 0; y < image.height(); ++y) {
+    for (int x = 0; x < image.width(); ++x) {
+      const QColor pixel = image.pixelColor(x, y);
+      if (std::abs(pixel.red() - colour.red()) + std::abs(pixel.green() - colour.green()) +
+              std::abs(pixel.blue() - colour.blue()) <
+          40) {
+        ++count;
+      }
+    }
+  }
+  return count;
+}
+
+TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
+  KeyedListModel model;
+  ChannelListviewManager channels;
+  channels.Setup({}, model, 0);
+  channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
+  TrendRecorder recorder(model);
+  ScriptedPrompter prompter;
+  TrendWindow window(recorder, prompter);
+  window.resize(800, 500);
+  window.show();
+  const QDateTime t0 = QDateTime::currentDateTime();
+  for (int i = 0; i < 40; ++i) {
+    CurrentValues values;
+    values.insert("1C", CurrentValueItem{"1C", t0, i % 7 * 1.0, ""});
+    values.insert("2C", CurrentValueItem{"2C", t0, 20.0 - i % 5, ""});
+    recorder.TickRead(t0.addSecs(2 * i), &values);
+  }
+  QApplication::processEvents();
+  window.Plot()->ShowAll();
+  const QColor first = window.Plot()->Graph("1C")->pen().color();
+  const QColor second = window.Plot()->Graph("2C")->pen().color();
+  const QImage drawn = window.Plot()->toPixmap().toImage();
+  EXPECT_GT(PixelsOf(drawn, first), 200);
+  EXPECT_GT(PixelsOf(drawn, second), 200);
+
+  window.Plot()->Graph("2C")->setVisible(false);
+  window.Plot()->replot();
+  EXPECT_LT(PixelsOf(window.Plot()->toPixmap().toImage(), second), 40);  // the legend's sample
+
+  window.Action("Pause")->setChecked(true);
+  const int shown = window.Plot()->Graph("1C")->dataCount();
+  recorder.TickRead(t0.addSecs(200), nullptr);
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown);
+  EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 41U);
+  window.Action("Pause")->setChecked(false);
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
+
+  model.RemoveRow(model.FindKey("1C"));
+  EXPECT_EQ(window.Plot()->Graph("1C"), nullptr);
+
+  window.Plot()->Graph("2C")->setVisible(true);
+  QTemporaryDir dir;
+  prompter.QueueSaveFile(dir.filePath("t.png"));
+  window.SavePicture();
+  EXPECT_FALSE(QImage(dir.filePath("t.png")).isNull());
+  prompter.QueueSaveFile(dir.filePath("t.csv"));
+  window.ExportCsv();
+  QFile csv(dir.filePath("t.csv"));
+  ASSERT_TRUE(csv.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(csv.readLine().startsWith("Time,2C\r\n"));
+}
+
+}  // namespace
+}  // namespace telmon

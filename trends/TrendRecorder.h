@@ -1,0 +1,103 @@
+#pragma once
+
+// The recent history of every watched channel, kept from the values the channel tick reads,
+// whether or not a trend window is open. Every tick adds one point to every watched row, so
+// the tick times are kept once for all channels and each channel keeps its values in step.
+//
+// A point is a number only when the read gave a number without text; a text, a null value, or
+// a row the read did not return (a failed read) is a gap. A tick whose time is not after the
+// last one (the clock was put back) drops the points at or after that time and leaves a gap,
+// so that times only ever increase and no line is drawn back in time.
+
+#include "platform/H5DBIL.h"
+#include "views/ChannelUpdateTick.h"
+#include "views/KeyedListModel.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+namespace telmon {
+
+// Four hours at the two-second tick.
+inline constexpr std::size_t DefaultTrendCapacity = 7200;
+
+class TrendRecorder : public QObject, public IChannelTickObserver {
+  Q_OBJECT
+
+ public:
+  class Series {
+   public:
+    const QString& Key() const { return key_; }
+    const QString& Name() const { return name_; }
+
+   private:
+    friend class TrendRecorder;
+    QString key_;
+    QString name_;
+    std::uint64_t first_ = 0;     // the first tick this channel was recorded at
+    std::uint64_t last_ = 0;      // the last tick it was watched at
+    std::vector<double> values_;  // a ring in step with the tick times; NaN is a gap
+  };
+
+  struct Point {
+    double time;   // seconds since the epoch, with milliseconds
+    double value;  // NaN for a gap
+  };
+
+  // Records the rows of `watches` (keyed by IOID, named by their row text).
+  explicit TrendRecorder(KeyedListModel& watches, std::size_t capacity = DefaultTrendCapacity,
+                         QObject* parent = nullptr);
+  ~TrendRecorder() override;
+
+  void TickRead(const QDateTime& time, const CurrentValues* values) override;
+
+  // The channels in the watch list's order.
+  std::vector<const Series*> AllSeries() const;
+  const Series* Find(const QString& key) const;
+  // The points of a channel, oldest first.
+  std::vector<Point> Points(const Series& series) const;
+  // Appends the points recorded at ticks from `fromTick` on; returns the next tick to ask for.
+  std::uint64_t AppendPoints(const Series& series, std::uint64_t fromTick,
+                             std::vector<Point>& out) const;
+  // The time of a kept tick, and a channel's value at it (NaN for a gap or a tick before the
+  // channel was watched).
+  double TimeAt(std::uint64_t tick) const { return times_[Slot(tick)]; }
+  double ValueAt(const Series& series, std::uint64_t tick) const;
+  std::uint64_t FirstTick() const { return begin_; }
+  std::uint64_t EndTick() const { return end_; }
+  // Changes whenever kept points were dropped other than by age (the clock was put back).
+  std::uint64_t Generation() const { return generation_; }
+  std::size_t Capacity() const { return capacity_; }
+
+  static std::optional<double> NumberOf(const CurrentValueItem& item);
+
+ Q_SIGNALS:
+  // After every tick that was recorded.
+  void Recorded();
+  // A watched row was removed: its channel is no longer recorded or shown.
+  void SeriesRemoved();
+
+ private:
+  void AddTick(double time);
+  void Rewind(double time);
+  void Store(Series& series, std::uint64_t tick, double value);
+  void DropUnwatched();
+  std::size_t Slot(std::uint64_t tick) const { return static_cast<std::size_t>(tick % capacity_); }
+
+  KeyedListModel& watches_;
+  std::size_t capacity_;
+  std::vector<double> times_;
+  std::uint64_t begin_ = 0;
+  std::uint64_t end_ = 0;
+  std::uint64_t generation_ = 0;
+  std::unordered_map<QString, std::unique_ptr<Series>> series_;
+};
+
+}  // namespace telmon
