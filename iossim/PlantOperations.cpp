@@ -233,6 +233,7 @@ OpResult SimPlant::ForceChannel(int channelId, const QString& value, const QStri
   c->heldNumeric = ToDouble(value);
   c->heldText = c->heldNumeric ? QString() : value;
   c->heldUntil = QDateTime();
+  c->releaseAt = ReleaseTime(now);
   BroadcastOne(ChannelConfigUpdateXml(*c));
   return Done(dataSource == QLatin1String("TriangleWave")
                   ? QStringLiteral("Channel %1 follows a triangle wave from %2 to %3, half period "
@@ -285,13 +286,13 @@ std::optional<QString> SimPlant::QueueWrite(std::int64_t recordId, int channelId
   const std::optional<double> numeric = ToDouble(valueText);
   const QString text = numeric ? QString() : valueText;
   const QDateTime now = clock_.Now();
-  if (c->dataSource == QLatin1String("TriangleWave")) {
-    return QStringLiteral("OK; channel %1 follows its triangle wave").arg(channelId);
+  if (IsForcedSource(c->cfg.dataSource)) {
+    return WriteForceable(*c, numeric, text, now);
   }
   BlockState* b = Block(c->cfg.blockId);
   DeviceState* d = b == nullptr ? nullptr : Device(b->cfg.deviceId);
   QueueState* q = b == nullptr ? nullptr : Queue(b->cfg.queueName);
-  if (IsForcedSource(c->dataSource) || b == nullptr || d == nullptr || q == nullptr || d->random) {
+  if (b == nullptr || d == nullptr || q == nullptr || d->random) {
     c->held = true;
     c->heldNumeric = numeric;
     c->heldText = text;

@@ -32,6 +32,7 @@ void SimPlant::Tick() {
   }
   UpdateWatchdogs(now);
   UpdateClocks(now);
+  ReleaseDueChannels(now);
 }
 
 void SimPlant::ScheduleDueBlocks(const QDateTime& now) {

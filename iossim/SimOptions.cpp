@@ -65,6 +65,10 @@ void AddOptions(QCommandLineParser& p) {
       {QStringLiteral("verbose"), QStringLiteral("Log every command received.")},
       {QStringLiteral("trace"),
        QStringLiteral("Answer every command with a trace message (type 8) first.")},
+      {QStringLiteral("release-forced-after"),
+       QStringLiteral("Return a forced channel to the plant's source this long after it was "
+                      "last forced (default: never)."),
+       QStringLiteral("seconds")},
   });
 }
 
@@ -83,6 +87,9 @@ bool ReadNumbers(Parsed& p, SimOptions* o) {
   }
   if (auto v = p.Number<int>(QStringLiteral("stall-ms"), 0, 600000)) o->faults.stallMs = *v;
   if (auto v = p.Number<int>(QStringLiteral("event-rate"), 0, 1000000)) o->eventRate = *v;
+  if (auto v = p.Number<int>(QStringLiteral("release-forced-after"), 1, 31536000)) {
+    o->releaseForcedAfterS = *v;
+  }
   for (const QString& text : p.parser.values(QStringLiteral("faulty-device"))) {
     bool ok = false;
     const int id = text.toInt(&ok);

@@ -27,7 +27,8 @@ struct SimOptions {
   int chaosIntervalMs = 5000;
   int eventRate = 0;  // extra update events per second
   bool verbose = false;
-  bool trace = false;  // a trace message (type 8) for every command handled
+  bool trace = false;                      // a trace message (type 8) for every command handled
+  std::optional<int> releaseForcedAfterS;  // empty = forced channels stay forced
 };
 
 enum class OptionsOutcome { Run, ShowHelp, Error };

@@ -68,6 +68,9 @@ class SimPlant : public QObject {
   std::optional<QString> QueueWrite(std::int64_t recordId, int channelId, const QString& valueText);
 
   void SetInitialUrp(int urp) { settings_.urp = urp; }
+  // Forced channels (those forced by configuration, by command or by a write) go back to the
+  // plant's own source this long after they were last forced; by default they stay forced.
+  void ReleaseForcedAfter(std::int64_t ms);
   // A device that stops answering, in addition to those configured as faulty.
   void MakeFaulty(int deviceId);
 
@@ -117,6 +120,12 @@ class SimPlant : public QObject {
   double Seconds(const QDateTime& now) const;
   bool IsForcedSource(const QString& source) const;
 
+  // Forcing and its release.
+  QDateTime ReleaseTime(const QDateTime& forcedAt) const;
+  std::optional<QString> WriteForceable(ChannelState& c, const std::optional<double>& numeric,
+                                        const QString& text, const QDateTime& now);
+  void ReleaseDueChannels(const QDateTime& now);
+
   OpResult SetRandomModeOne(DeviceState& d, bool on);
   void BroadcastOne(const QByteArray& event);
   void MarkDeviceBlocksDirty(int deviceId);
@@ -139,6 +148,7 @@ class SimPlant : public QObject {
   QDateTime refreshFinish_;
   int refreshFailures_ = 0;
   bool settingsDirty_ = false;
+  std::optional<std::int64_t> releaseForcedAfterMs_;
 };
 
 }  // namespace telmon::iossim

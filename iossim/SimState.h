@@ -84,6 +84,8 @@ struct ChannelState {
   QString oscillationMax;
   QString oscillationPeriod;
   QDateTime forcedAt;
+  // When a forced source goes back to the plant's own; invalid = it stays forced.
+  QDateTime releaseAt;
   // A value written to the channel; measured kinds return to their signal after a while.
   bool held = false;
   std::optional<double> heldNumeric;

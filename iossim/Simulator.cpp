@@ -73,6 +73,9 @@ bool Simulator::Start(QString* error) {
   for (const int id : options_.faultyDevices) {
     plant_->MakeFaulty(id);
   }
+  if (options_.releaseForcedAfterS) {
+    plant_->ReleaseForcedAfter(1000LL * *options_.releaseForcedAfterS);
+  }
   QString lookupError;
   if (const auto urp = ToInt32(db_->Lookup(UrpKey, QStringLiteral("1"), &lookupError));
       urp && *urp >= 1) {

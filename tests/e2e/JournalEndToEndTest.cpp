@@ -1,7 +1,7 @@
 // The demo as an operator sees it: switching a device to random values and forcing a channel
 // from Telmon's main window (offscreen) against the simulator as a real process land in the
-// operator journal and the site state, and the device leaves the site state when the
-// simulator reports it polling again.
+// operator journal and the site state; the device leaves the site state when the simulator
+// reports it polling again, the channel when the simulator hands it back to the plant.
 
 #include "journal/ui/JournalFeature.h"
 #include "tests/e2e/E2eSupport.h"
@@ -34,7 +34,10 @@ TEST(JournalEndToEnd, RandomValuesAndForcingAreJournaledAndFollowedInTheSiteStat
   QString error;
   ASSERT_TRUE(site.Create(port, &error)) << error.toStdString();
   SimProcess sim;
-  ASSERT_TRUE(sim.Start(site, port)) << sim.Output().toStdString();
+  // Forced channels go back to the plant five seconds after they were last forced.
+  ASSERT_TRUE(
+      sim.Start(site, port, {QStringLiteral("--release-forced-after"), QStringLiteral("5")}))
+      << sim.Output().toStdString();
   QTemporaryDir dir;
   Monitor monitor;
   qputenv("HALVO5_SYSTEM_FOLDER", site.Folder().toUtf8());
@@ -58,20 +61,30 @@ TEST(JournalEndToEnd, RandomValuesAndForcingAreJournaledAndFollowedInTheSiteStat
   const int forced = site.Scalar(QStringLiteral("SELECT min(channelid) FROM H5IOCHANNEL WHERE "
                                                 "dahsid = 1 AND datasource = 'ForcedValue'"))
                          .toInt();
+  // Forced by the configuration, it is released first; a written value forces it again, and
+  // the window then forces it as well.
+  ASSERT_TRUE(
+      WaitFor([&] { return !Lists(state, SiteStateModel::Group::ForcedChannel, forced); }, 30000));
   ChangeChanValueModel dialog(ChangeValueServices{w.ChannelConfigs(), *w.ValueWriter(), w,
                                                   monitor.prompter, QStringLiteral("Telmon"),
                                                   &journal.Journal()});
   dialog.SetChannelID(forced);
   dialog.SetNewValueText(QStringLiteral("42.75"));
   ASSERT_TRUE(dialog.Change());
+  ASSERT_TRUE(
+      WaitFor([&] { return Lists(state, SiteStateModel::Group::ForcedChannel, forced); }, 30000));
+  dialog.SetChannelID(forced);
+  dialog.SetNewValueText(QStringLiteral("43.5"));
+  ASSERT_TRUE(dialog.Change());
   EXPECT_TRUE(Lists(state, SiteStateModel::Group::WrittenChannel, forced));
-  EXPECT_TRUE(Lists(state, SiteStateModel::Group::ForcedChannel, forced));
   journal.RefreshNow();
   EXPECT_EQ(journal.Panel()->text(), SiteStateModel::PanelText(state.LeftChangedCount()));
 
   w.findChild<QPushButton*>(QStringLiteral("cmdPollOne_0"))->click();
   EXPECT_TRUE(
       WaitFor([&] { return !Lists(state, SiteStateModel::Group::RandomDevice, 1); }, 15000));
+  EXPECT_TRUE(
+      WaitFor([&] { return !Lists(state, SiteStateModel::Group::ForcedChannel, forced); }, 30000));
 
   QStringList operations;
   for (const JournalEntry& e : journal.Journal().ReadAll()) {
@@ -79,9 +92,11 @@ TEST(JournalEndToEnd, RandomValuesAndForcingAreJournaledAndFollowedInTheSiteStat
     EXPECT_EQ(e.dahs, 1);
     operations << e.operation;
   }
-  EXPECT_EQ(operations, (QStringList{"Random values on", "WriteToChannel", "ForceChannelValue",
-                                     "Random values off"}));
+  EXPECT_EQ(operations, (QStringList{"Random values on", "WriteToChannel", "WriteToChannel",
+                                     "ForceChannelValue", "Random values off"}));
   EXPECT_FALSE(monitor.HasMessage(QStringLiteral("TELM-9002")));
+  EXPECT_TRUE(monitor.Messages().filter(QStringLiteral("cannot be forced")).isEmpty())
+      << monitor.Messages().join('\n').toStdString();
 }
 
 }  // namespace

@@ -81,6 +81,35 @@ TEST_F(SimDatabaseTest, WriteRecordsAreAppliedAndMarkedDone) {
       4000));
 }
 
+// 1216 is a forced-value test channel: released two seconds after the start, forced again by a
+// record, and released again two seconds later; every monitor is told each time.
+TEST_F(SimDatabaseTest, ARecordForcesAReleasedChannelAgain) {
+  SimOptions options = Options(1);
+  options.releaseForcedAfterS = 2;
+  Simulator* sim = Start(options);
+  SimTestClient client;
+  ASSERT_TRUE(client.Connect(sim->Port()));
+  const auto sources = [&] {
+    QStringList out;
+    for (const SimEvent& e : client.OfType(QStringLiteral("ChannelConfigUpdate"))) {
+      if (e.Attr("ID") == QLatin1String("1216")) out << e.Attr("DataSource");
+    }
+    return out;
+  };
+  ASSERT_TRUE(client.WaitFor([&] { return sources() == QStringList{"Calculated"}; }, 15000))
+      << sources().join(',').toStdString();
+  ASSERT_TRUE(dbil_.WriteMessageRecord(
+      QStringLiteral("<Command action=\"WriteToChannel\" id=\"1216\" value=\"42.5\" />"), QString(),
+      QString(), QStringLiteral("TELM-0038")));
+  EXPECT_TRUE(client.WaitFor(
+      [&] {
+        return sources() == QStringList{"Calculated", "ForcedValue", "Calculated"};
+      },
+      15000))
+      << sources().join(',').toStdString();
+  EXPECT_EQ(Processed(), QStringList{"1|OK"});
+}
+
 TEST_F(SimDatabaseTest, RealtimeTableIsRewrittenEverySecond) {
   Simulator* sim = Start(Options(1));
   const QString ioids = QStringLiteral("1001C,IOS.AllCommsOk,IOS.AllDataRefreshed");

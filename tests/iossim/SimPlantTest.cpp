@@ -142,6 +142,55 @@ TEST_F(PlantTest, TriangleWaveAndForcedValues) {
                    .ForceChannel(wave, QStringLiteral("5"), QStringLiteral("TriangleWave"),
                                  QStringLiteral("0"), QStringLiteral("x"), QStringLiteral("1"))
                    .ok);
+  Run(20000);
+  EXPECT_EQ(BroadcastWith("DataSource=\"Calculated\"").size(), 0)
+      << "without a hold, forced channels stay forced";
+}
+
+// With a hold of 10 s, the configured test channels go back to the plant 10 s after the start,
+// a forced one 10 s after it was last forced (by command or write), and a write forces a
+// released channel again as it was configured.
+TEST_F(PlantTest, ForcedChannelsGoBackToThePlantAfterTheHold) {
+  plant_.ReleaseForcedAfter(10000);
+  const int forced = Id("Test NOx Forced 1");
+  const int wave = Id("Test SO2 Wave 1");
+  const auto updates = [&](int id) {
+    return BroadcastWith(QStringLiteral("ID=\"%1\" Name").arg(id).toLatin1());
+  };
+  const auto source = [&](int id) {
+    static const QRegularExpression re(QStringLiteral(R"re(DataSource="([^"]*)")re"));
+    const QStringList all = updates(id);
+    return all.isEmpty() ? QString() : re.match(all.last()).captured(1);
+  };
+  const auto value = [&](const char* name) {
+    return Point(plant_.RealtimeSnapshot(), Ioid(name))->numeric;
+  };
+  Run(5000);
+  EXPECT_TRUE(
+      plant_.ForceChannel(forced, QStringLiteral("7"), QStringLiteral("ForcedValue"), {}, {}, {})
+          .ok);
+  Run(6000);
+  EXPECT_EQ(source(wave), QStringLiteral("Calculated"));
+  EXPECT_EQ(source(forced), QStringLiteral("ForcedValue"));
+  EXPECT_EQ(plant_.QueueWrite(1, forced, QStringLiteral("8")), QStringLiteral("OK"));
+  Run(9000);
+  EXPECT_EQ(value("Test NOx Forced 1"), 8.0) << "the write restarted the hold";
+  Run(1000);
+  EXPECT_EQ(source(forced), QStringLiteral("Calculated"));
+  EXPECT_NE(value("Test NOx Forced 1"), 8.0) << "the value comes from the plant again";
+
+  EXPECT_EQ(plant_.QueueWrite(2, forced, QStringLiteral("9.5")), QStringLiteral("OK"));
+  EXPECT_EQ(source(forced), QStringLiteral("ForcedValue"));
+  EXPECT_EQ(value("Test NOx Forced 1"), 9.5);
+  EXPECT_EQ(plant_.QueueWrite(3, wave, QStringLiteral("1")),
+            QStringLiteral("OK; channel %1 follows its triangle wave").arg(wave));
+  EXPECT_TRUE(updates(wave).last().contains(
+      R"(DataSource="TriangleWave" OscillationMin="0" OscillationMax="100" OscillationPeriod="30")"))
+      << updates(wave).last().toStdString();
+  Run(10000);
+  EXPECT_EQ(source(forced), QStringLiteral("Calculated"));
+  EXPECT_EQ(source(wave), QStringLiteral("Calculated"));
+  EXPECT_EQ(updates(forced).size(), 4) << "forced, released, forced again, released";
 }
 
 TEST_F(PlantTest, WritesGoThroughTheQueueAndALaterWriteCancelsAnEarlierOne) {
