@@ -118,9 +118,10 @@ int Digits(QStringView text, int from, int count) {
   return value;
 }
 
-// "yyyy-MM-ddTHH:mm:ss[.zzz]" (or with a blank for the T), the form every realtime row has;
-// the general parser is far slower and shows in reads of thousands of rows.
-QDateTime ParseIsoFast(QStringView text) {
+}  // namespace
+
+// The general parser is far slower and shows in reads of thousands of rows.
+QDateTime ParseSqlTimestamp(QStringView text) {
   if ((text.size() != 19 && text.size() != 23) || text[4] != u'-' || text[7] != u'-' ||
       (text[10] != u'T' && text[10] != u' ') || text[13] != u':' || text[16] != u':' ||
       (text.size() == 23 && text[19] != u'.')) {
@@ -135,8 +136,6 @@ QDateTime ParseIsoFast(QStringView text) {
   return QDateTime(date, time);
 }
 
-}  // namespace
-
 QDateTime SqlToDateTime(const QVariant& value) {
   if (value.isNull()) {
     return {};
@@ -145,7 +144,7 @@ QDateTime SqlToDateTime(const QVariant& value) {
     return value.toDateTime().toLocalTime();
   }
   const QString text = value.toString().trimmed();
-  QDateTime parsed = ParseIsoFast(text);
+  QDateTime parsed = ParseSqlTimestamp(text);
   if (!parsed.isValid()) {
     parsed = QDateTime::fromString(text, Qt::ISODateWithMs);
   }

@@ -78,4 +78,9 @@ QString SqlErrorText(const class QSqlError& error);
 // Invalid for NULL or unreadable text.
 QDateTime SqlToDateTime(const QVariant& value);
 
+// "yyyy-MM-ddTHH:mm:ss[.zzz]" (or with a blank for the T), the form every realtime row has, read
+// without the general parser; invalid for any other shape, which SqlToDateTime then hands to the
+// general parser.
+QDateTime ParseSqlTimestamp(QStringView text);
+
 }  // namespace telmon

@@ -55,6 +55,23 @@ TEST(ConnectionStrings, ParseBothFormsAndRefuseOthers) {
             QStringLiteral("postgresql://u@h/db"));
 }
 
+TEST(SqlTimestamps, OnlyTheRowFormIsReadFastAndAnyOtherShapeIsLeftToTheGeneralParser) {
+  const QDateTime t(QDate(2024, 3, 14), QTime(14, 5, 9));
+  EXPECT_EQ(ParseSqlTimestamp(u"2024-03-14T14:05:09"), t);
+  EXPECT_EQ(ParseSqlTimestamp(u"2024-03-14 14:05:09"), t);
+  EXPECT_EQ(ParseSqlTimestamp(u"2024-03-14T14:05:09.250"), t.addMSecs(250));
+  for (const char16_t* other :
+       {u"2024-03-14T14:05:0", u"2024-03-14T14:05:09.25", u"2024-03-14T14:05:09Z",
+        u"2024/03-14T14:05:09", u"2024-03/14T14:05:09", u"2024-03-14X14:05:09",
+        u"2024-03-14T14.05:09", u"2024-03-14T14:05.09", u"2024-03-14T14:05:09,250",
+        u"2024-13-14T14:05:09", u"2024-03-14T24:05:09", u"2024-0a-14T14:05:09",
+        u"2024-03-14T14:05:09.2x0", u"20240-3-14T14:05:09"}) {
+    EXPECT_FALSE(ParseSqlTimestamp(other).isValid()) << QString::fromUtf16(other).toStdString();
+  }
+  // Every shape still reads through the general parser.
+  EXPECT_EQ(SqlToDateTime(QStringLiteral("2024-03-14T14:05:09.25")).toLocalTime(), t.addMSecs(250));
+}
+
 TEST(WindowUtilities, TemporaryFilesAreUniqueAndNamedAsAsked) {
   QString error;
   const QString a = WindowUtilities::TemporaryFileName(QStringLiteral("mp"), QStringLiteral("txt"));
