@@ -10,7 +10,6 @@
 #include <libxml/xmlsave.h>
 #include <libxml/xpath.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -290,27 +289,6 @@ QString GetAttributeText(XmlElement element, const char* name) {
     return FromXmlChars(only->content);
   }
   return NodeStringValue(reinterpret_cast<const xmlNode*>(attr));
-}
-
-bool AttributeTextEquals(XmlElement element, const char* name, const QString& text) {
-  if (element == nullptr || element->type != XML_ELEMENT_NODE || name == nullptr) {
-    return false;
-  }
-  const xmlAttr* attr = xmlHasProp(element, reinterpret_cast<const xmlChar*>(name));
-  if (attr == nullptr) {
-    return false;
-  }
-  const xmlNode* only = attr->children;
-  if (only == nullptr || only->next != nullptr || only->type != XML_TEXT_NODE ||
-      only->content == nullptr) {
-    return GetAttributeText(element, name) == text;
-  }
-  const auto* bytes = reinterpret_cast<const char*>(only->content);
-  const std::size_t size = std::strlen(bytes);
-  if (std::any_of(bytes, bytes + size, [](char c) { return (c & 0x80) != 0; })) {
-    return QString::fromUtf8(bytes, static_cast<qsizetype>(size)) == text;
-  }
-  return text == QLatin1StringView(bytes, static_cast<qsizetype>(size));
 }
 
 bool HasAttribute(XmlElement element, const char* name) {

@@ -53,10 +53,6 @@ QString GetNodeText(XmlElement element, const QString& xpath);
 // Attribute text; "" when the element is null or the attribute is missing.
 QString GetAttributeText(XmlElement element, const char* name);
 bool HasAttribute(XmlElement element, const char* name);
-// True when the attribute is present and its text is exactly `text`, decided without making a
-// string when the value is plain ASCII (the list pages compare most cells of every event with
-// what they show, and most are unchanged).
-bool AttributeTextEquals(XmlElement element, const char* name, const QString& text);
 // Empty when the element is null, the attribute is missing or empty, or it is not a Boolean.
 std::optional<bool> GetAttributeBoolean(XmlElement element, const char* name);
 // The serialised form of a node.

@@ -74,9 +74,6 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
 
 void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement event,
                                     const char* attribute) {
-  if (xml::AttributeTextEquals(event, attribute, lsv_->SubItem(row, column))) {
-    return;
-  }
   const QString text = xml::GetAttributeText(event, attribute);
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);

@@ -206,21 +206,6 @@ TEST(XmlRead, AttributeReadersDefaultInsteadOfFailing) {
   EXPECT_EQ(GetAttributeBoolean(nullptr, "z"), std::nullopt);
 }
 
-TEST(XmlRead, AttributeComparisonMatchesTheTextRead) {
-  auto doc = ParseXmlFragment(nullptr, R"(<Event a="abc" e="" u="50 °C" r="a&amp;b" p="abcd"/>)");
-  const XmlElement e = SelectSingleNode(doc, "//Event");
-  ASSERT_NE(e, nullptr);
-  for (const char* name : {"a", "e", "u", "r", "p"}) {
-    EXPECT_TRUE(AttributeTextEquals(e, name, GetAttributeText(e, name))) << name;
-    EXPECT_FALSE(AttributeTextEquals(e, name, GetAttributeText(e, name) + QLatin1Char('x')))
-        << name;
-  }
-  EXPECT_FALSE(AttributeTextEquals(e, "a", QStringLiteral("ab")));
-  EXPECT_FALSE(AttributeTextEquals(e, "u", QStringLiteral("50 \u00b0c")));
-  EXPECT_FALSE(AttributeTextEquals(e, "missing", QString()));
-  EXPECT_FALSE(AttributeTextEquals(nullptr, "a", QStringLiteral("abc")));
-}
-
 TEST(XmlRead, NodeTextAndSerialisedForm) {
   auto doc = ParseXmlFragment(nullptr, R"(<Event id="3"><Desc>hot &amp; high</Desc></Event>)");
   const XmlElement e = SelectSingleNode(doc, "//Event");
