@@ -171,7 +171,8 @@ TEST_F(SimulatorTest, SplitAndPackedOutputDeliverTheSameEvents) {
     SimTestClient c;
     ASSERT_TRUE(c.Connect(sim->Port()));
     c.Send("<Command action=\"GetChannelConfigInfo\" />");
-    ASSERT_TRUE(c.WaitFor([&] { return !c.Messages().filter("channel(s)").isEmpty(); }, 20000))
+    // The split output sends byte by byte: slow under the sanitizers on a busy machine.
+    ASSERT_TRUE(c.WaitFor([&] { return !c.Messages().filter("channel(s)").isEmpty(); }, 90000))
         << mode;
     QList<QByteArray> events;
     for (const SimEvent& e : c.OfType(QStringLiteral("ChannelConfigUpdate"))) events << e.xml;
