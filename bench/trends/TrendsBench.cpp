@@ -8,6 +8,7 @@
 //                            "vs_updates" is its time over the baseline's
 // Run in the order above (the ratios use the earlier results of the same run).
 
+#include "bench/support/RealtimeSite.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -58,29 +59,9 @@ QString ChannelIds() {
   return ids.join(QLatin1Char(';'));
 }
 
-void MakeRealtime(const QString& connection) {
-  SqlConnection sql(connection, OpenMode::Create);
-  QSqlDatabase* db = sql.Database(nullptr);
-  if (db == nullptr || !SiteSchema::Init(*db, nullptr) || !db->transaction()) {
-    return;
-  }
-  QSqlQuery insert(*db);
-  insert.prepare(QStringLiteral(
-      "INSERT INTO H5REALTIME (ioid, tstamp, numvalue, textvalue) VALUES (?, ?, ?, '')"));
-  for (int i = 1; i <= Channels; ++i) {
-    insert.bindValue(0, QString::number(i) + QLatin1Char('C'));
-    insert.bindValue(1, QDateTime::currentDateTime());
-    insert.bindValue(2, i * 0.5);
-    insert.exec();
-  }
-  insert.finish();
-  db->commit();
-}
-
 void BM_ChannelTick50(benchmark::State& state) {
-  QTemporaryDir dir;
-  const QString connection = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("rt.db"));
-  MakeRealtime(connection);
+  const bench::RealtimeSite site(Channels);
+  const QString& connection = site.connection;
   H5DBIL dbil;
   KeyedListModel model;
   KeyedListView view;
