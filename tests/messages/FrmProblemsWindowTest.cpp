@@ -68,7 +68,6 @@ TEST_F(FrmProblemsWindowTest, OpeningShowsTheNewestRowSelectedAndInView) {
   // Closing the log, even as the only window shown, never ends the program (Qt counts only
   // windows that quit on close when it decides that the last window has gone).
   EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose));
-  EXPECT_TRUE(window.close());
 }
 
 TEST_F(FrmProblemsWindowTest, TimestampColumnShowsTheWholeTimestamp) {
