@@ -18,18 +18,7 @@ PromptAnswer ConsolePrompter::Ask(const PromptQuestion& question) {
   if (err_ != nullptr) {
     std::fprintf(err_, "%s\n", qPrintable(question.text));
   }
-  if (question.defaultButton) {
-    return *question.defaultButton;
-  }
-  switch (question.buttons) {
-    case PromptButtons::Ok:
-    case PromptButtons::OkCancel:
-      return PromptAnswer::Ok;
-    case PromptButtons::YesNo:
-    case PromptButtons::YesNoCancel:
-      return PromptAnswer::Yes;
-  }
-  return PromptAnswer::Ok;
+  return DefaultAnswer(question);
 }
 
 std::optional<QString> ConsolePrompter::InputText(const QString& prompt, const QString&,

@@ -56,4 +56,20 @@ class Prompter {
   }
 };
 
+// The answer a box gives when Enter is pressed: the default button, else the first button.
+inline PromptAnswer DefaultAnswer(const PromptQuestion& question) {
+  if (question.defaultButton) {
+    return *question.defaultButton;
+  }
+  switch (question.buttons) {
+    case PromptButtons::Ok:
+    case PromptButtons::OkCancel:
+      return PromptAnswer::Ok;
+    case PromptButtons::YesNo:
+    case PromptButtons::YesNoCancel:
+      return PromptAnswer::Yes;
+  }
+  return PromptAnswer::Ok;
+}
+
 }  // namespace telmon

@@ -10,6 +10,7 @@
 #include <libxml/xmlsave.h>
 #include <libxml/xpath.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -289,6 +290,51 @@ QString GetAttributeText(XmlElement element, const char* name) {
     return FromXmlChars(only->content);
   }
   return NodeStringValue(reinterpret_cast<const xmlNode*>(attr));
+}
+
+AttributeTable::AttributeTable(XmlElement element, std::span<const char* const> names) {
+  if (element == nullptr || element->type != XML_ELEMENT_NODE) {
+    return;
+  }
+  const std::size_t n = std::min(names.size(), MaxNames);
+  // Events carry their attributes in much the order of the table, so each search starts after
+  // the last match and usually ends at its first comparison.
+  std::size_t next = 0;
+  for (const xmlAttr* attr = element->properties; attr != nullptr; attr = attr->next) {
+    for (std::size_t k = 0; k < n; ++k) {
+      const std::size_t i = next + k < n ? next + k : next + k - n;
+      if (attrs_[i] == nullptr && names[i] != nullptr &&
+          xmlStrEqual(attr->name, reinterpret_cast<const xmlChar*>(names[i])) != 0) {
+        attrs_[i] = attr;
+        next = i + 1 < n ? i + 1 : 0;
+        break;
+      }
+    }
+  }
+}
+
+QString AttributeTable::Text(std::size_t i) const {
+  if (!Has(i)) {
+    return {};
+  }
+  if (const std::optional<QByteArrayView> value = InPlace(i)) {
+    return QString::fromUtf8(*value);
+  }
+  return NodeStringValue(reinterpret_cast<const xmlNode*>(attrs_[i]));
+}
+
+std::optional<QByteArrayView> AttributeTable::InPlace(std::size_t i) const {
+  if (!Has(i)) {
+    return std::nullopt;
+  }
+  const xmlNode* only = attrs_[i]->children;
+  if (only == nullptr) {
+    return QByteArrayView();
+  }
+  if (only->next == nullptr && only->type == XML_TEXT_NODE && only->content != nullptr) {
+    return QByteArrayView(reinterpret_cast<const char*>(only->content));
+  }
+  return std::nullopt;
 }
 
 bool HasAttribute(XmlElement element, const char* name) {

@@ -13,8 +13,12 @@
 #include <libxml/tree.h>
 #include <QString>
 
+#include <QByteArrayView>
+
+#include <array>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace telmon::xml {
@@ -53,6 +57,25 @@ QString GetNodeText(XmlElement element, const QString& xpath);
 // Attribute text; "" when the element is null or the attribute is missing.
 QString GetAttributeText(XmlElement element, const char* name);
 bool HasAttribute(XmlElement element, const char* name);
+
+// The attributes of one element named in a fixed table, found in one pass over the element
+// rather than one search per name (the list pages read most attributes of every event). Value i
+// is the first attribute named names[i], as GetAttributeText finds it.
+class AttributeTable {
+ public:
+  static constexpr std::size_t MaxNames = 32;
+  // At most MaxNames names; the names must outlive nothing (they are compared, not kept).
+  AttributeTable(XmlElement element, std::span<const char* const> names);
+  bool Has(std::size_t i) const { return i < attrs_.size() && attrs_[i] != nullptr; }
+  // As GetAttributeText: "" when the attribute is missing.
+  QString Text(std::size_t i) const;
+  // The value as UTF-8 read in place when it is one text node (nearly always); none otherwise,
+  // and none when the attribute is missing.
+  std::optional<QByteArrayView> InPlace(std::size_t i) const;
+
+ private:
+  std::array<const xmlAttr*, MaxNames> attrs_{};
+};
 // Empty when the element is null, the attribute is missing or empty, or it is not a Boolean.
 std::optional<bool> GetAttributeBoolean(XmlElement element, const char* name);
 // The serialised form of a node.

@@ -57,18 +57,37 @@ constexpr std::array<Cell, 17> kCells = {{
     {B::ColRandom, "DeviceIsGenRandomValues", true},
 }};
 
+// Every cell's attribute name, in the order of kCells.
+constexpr std::array<const char*, kCells.size()> CellAttributes() {
+  std::array<const char*, kCells.size()> names{};
+  for (std::size_t i = 0; i < kCells.size(); ++i) {
+    names[i] = kCells[i].attribute;
+  }
+  return names;
+}
+constexpr std::array<const char*, kCells.size()> kCellAttributes = CellAttributes();
+
+constexpr std::size_t CellIndex(int column) {
+  for (std::size_t i = 0; i < kCells.size(); ++i) {
+    if (kCells[i].column == column) {
+      return i;
+    }
+  }
+  return kCells.size();
+}
+
 // Grey for disabled, red for failing (even when disabled), blue for random values only when
 // neither applies.
-ColorRef BlockColor(xml::XmlElement event) {
+ColorRef BlockColor(std::optional<bool> disabled, const QString& failCount,
+                    std::optional<bool> random) {
   ColorRef color = Colors::WindowText;
-  if (xml::GetAttributeBoolean(event, "Disabled") == std::optional<bool>(true)) {
+  if (disabled == std::optional<bool>(true)) {
     color = Colors::LightGrey;
   }
-  if (ToDouble(xml::GetAttributeText(event, "FailCount")).value_or(0.0) > 0.0) {
+  if (ToDouble(failCount).value_or(0.0) > 0.0) {
     color = Colors::Red;
   }
-  if (xml::GetAttributeBoolean(event, "DeviceIsGenRandomValues") == std::optional<bool>(true) &&
-      color == Colors::WindowText) {
+  if (random == std::optional<bool>(true) && color == Colors::WindowText) {
     color = Colors::Blue;
   }
   return color;
@@ -87,14 +106,18 @@ void BlockListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   }
   KeyedListModel::Batch batch(*lsv_);
   const RowRef row = PrepareRow(event);
-  for (const Cell& cell : kCells) {
-    if (cell.boolean) {
-      WriteBoolean(row, cell.column, event, cell.attribute);
+  const xml::AttributeTable attributes(event, kCellAttributes);
+  std::array<std::optional<bool>, kCells.size()> booleans{};
+  for (std::size_t i = 0; i < kCells.size(); ++i) {
+    if (kCells[i].boolean) {
+      booleans[i] = WriteBoolean(row, kCells[i].column, attributes, i);
     } else {
-      WriteText(row, cell.column, event, cell.attribute);
+      WriteText(row, kCells[i].column, attributes, i);
     }
   }
-  ApplyColor(row, BlockColor(event));
+  ApplyColor(row,
+             BlockColor(booleans[CellIndex(ColDisabled)], attributes.Text(CellIndex(ColFailCount)),
+                        booleans[CellIndex(ColRandom)]));
 }
 
 bool BlockListviewManager::IsHDRBlock(std::int32_t blockId) const {

@@ -338,6 +338,36 @@ void KeyedListModel::SetSubItem(RowRef row, int column, const QString& text) {
   Changed(row, column, column);
 }
 
+namespace {
+
+// Whether ASCII text equals the string, without converting it; false for any other byte.
+bool EqualsAscii(const QString& text, QByteArrayView ascii) {
+  if (text.size() != ascii.size()) {
+    return false;
+  }
+  const QChar* chars = text.constData();
+  for (qsizetype i = 0; i < ascii.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(ascii[i]);
+    if (byte >= 0x80 || chars[i].unicode() != byte) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+void KeyedListModel::SetSubItemUtf8(RowRef row, int column, QByteArrayView utf8) {
+  if (column > 0) {
+    const Row& r = Checked(row);
+    const auto at = static_cast<std::size_t>(column - 1);
+    if (at < r.subItems.size() && EqualsAscii(r.subItems[at], utf8)) {
+      return;
+    }
+  }
+  SetSubItem(row, column, QString::fromUtf8(utf8));
+}
+
 void KeyedListModel::SetTag(RowRef row, const QString& tag) { Checked(row).tag = tag; }
 
 void KeyedListModel::SetRowColor(RowRef row, ColorRef color) {

@@ -15,6 +15,7 @@
 #include "util/ColorRef.h"
 
 #include <QAbstractTableModel>
+#include <QByteArrayView>
 #include <QElapsedTimer>
 #include <QHash>
 #include <QPalette>
@@ -103,6 +104,8 @@ class KeyedListModel : public QAbstractTableModel {
 
   void SetText(RowRef row, const QString& text);
   void SetSubItem(RowRef row, int column, const QString& text);
+  // The same from UTF-8 text; a value equal to the cell's is recognised without a copy.
+  void SetSubItemUtf8(RowRef row, int column, QByteArrayView utf8);
   void SetTag(RowRef row, const QString& tag);
   // The row colour applies to every cell, replacing any cell colour.
   void SetRowColor(RowRef row, ColorRef color);

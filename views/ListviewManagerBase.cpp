@@ -89,6 +89,39 @@ std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column, xm
   return value;
 }
 
+void ListviewManagerBase::WriteText(RowRef row, int column, const xml::AttributeTable& attributes,
+                                    std::size_t i) {
+  if (const std::optional<QByteArrayView> value = attributes.InPlace(i)) {
+    if (!value->isEmpty()) {
+      lsv_->SetSubItemUtf8(row, column, *value);
+    }
+    return;
+  }
+  const QString text = attributes.Text(i);
+  if (!text.isEmpty()) {
+    lsv_->SetSubItem(row, column, text);
+  }
+}
+
+std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column,
+                                                      const xml::AttributeTable& attributes,
+                                                      std::size_t i) {
+  std::optional<bool> value;
+  // The IOS writes "true" and "false"; anything else is read as GetAttributeBoolean reads it.
+  const std::optional<QByteArrayView> inPlace = attributes.InPlace(i);
+  if (inPlace && *inPlace == QByteArrayView("true")) {
+    value = true;
+  } else if (inPlace && *inPlace == QByteArrayView("false")) {
+    value = false;
+  } else if (const QString text = attributes.Text(i); !text.isEmpty()) {
+    value = ToBoolean(text);
+  }
+  if (value) {
+    lsv_->SetSubItem(row, column, BooleanText(*value));
+  }
+  return value;
+}
+
 void ListviewManagerBase::ApplyColor(RowRef row, ColorRef color) {
   if (lsv_->RowColor(row) != color) {
     lsv_->SetRowColor(row, color);

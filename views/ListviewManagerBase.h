@@ -56,6 +56,10 @@ class ListviewManagerBase {
   // Writes True/False when the attribute holds a Boolean; returns what was read.
   std::optional<bool> WriteBoolean(RowRef row, int column, xml::XmlElement event,
                                    const char* attribute);
+  // The same two for attribute i of a table read once per event.
+  void WriteText(RowRef row, int column, const xml::AttributeTable& attributes, std::size_t i);
+  std::optional<bool> WriteBoolean(RowRef row, int column, const xml::AttributeTable& attributes,
+                                   std::size_t i);
   // Colours the whole row, repainting only when the colour changes.
   void ApplyColor(RowRef row, ColorRef color);
   void Send(const QString& command);

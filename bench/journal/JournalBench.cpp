@@ -4,6 +4,7 @@
 // model, the first screen of rows fetched) and filtered as the operator types. The ratios to
 // the baselines measured in the same run are printed at the end.
 
+#include "bench/support/RunRecorder.h"
 #include "journal/JournalTableModel.h"
 #include "journal/OperationJournal.h"
 #include "platform/H5DBIL.h"
@@ -170,21 +171,6 @@ BENCHMARK(BM_GroupedWrite)
 BENCHMARK(BM_OpenJournal)->Iterations(3)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FilterKeystroke)->Iterations(8)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (!run.error_occurred) {
-        ms[run.benchmark_name()] = run.GetAdjustedRealTime();
-        cpu[run.benchmark_name()] = run.GetAdjustedCPUTime();
-      }
-    }
-  }
-  std::map<std::string, double> ms;
-  std::map<std::string, double> cpu;  // this process's own time: less disturbed by other load
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -192,26 +178,25 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   Files files;
   TheFiles = &files;
-  TimeReporter reporter;
+  telmon::bench::RunRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const auto& ms = reporter.ms;
-  const auto off = ms.find("BM_GroupedWrite/journal:0/iterations:16/real_time");
-  const auto on = ms.find("BM_GroupedWrite/journal:1/iterations:16/real_time");
-  if (off != ms.end() && on != ms.end()) {
-    const double cpuRatio = reporter.cpu[on->first] / reporter.cpu[off->first];
+  const auto off = reporter.Of("BM_GroupedWrite/journal:0/iterations:16/real_time");
+  const auto on = reporter.Of("BM_GroupedWrite/journal:1/iterations:16/real_time");
+  if (off.realTime > 0 && on.realTime > 0) {
+    const double cpuRatio = on.cpuTime / off.cpuTime;
     std::printf(
         "20,000-record write, journal on / off: %.3f (%+.1f %%) real time, %.3f (%+.1f %%) "
         "CPU time\n",
-        on->second / off->second, 100.0 * (on->second / off->second - 1.0), cpuRatio,
+        on.realTime / off.realTime, 100.0 * (on.realTime / off.realTime - 1.0), cpuRatio,
         100.0 * (cpuRatio - 1.0));
   }
-  const auto open = ms.find("BM_OpenJournal/iterations:3/real_time");
-  const auto key = ms.find("BM_FilterKeystroke/iterations:8/real_time");
-  if (off != ms.end() && open != ms.end() && key != ms.end()) {
+  const auto open = reporter.Of("BM_OpenJournal");
+  const auto key = reporter.Of("BM_FilterKeystroke");
+  if (off.realTime > 0 && open.realTime > 0 && key.realTime > 0) {
     std::printf(
         "open 100,000-entry journal to first rows: %.0f ms (%.2f x the 20,000-record "
         "write); one filter keystroke: %.0f ms (%.2f x)\n",
-        open->second, open->second / off->second, key->second, key->second / off->second);
+        open.realTime, open.realTime / off.realTime, key.realTime, key.realTime / off.realTime);
   }
   benchmark::Shutdown();
   TheFiles = nullptr;

@@ -2,6 +2,7 @@
 // the bare batch insert of the same 5,000 command records (one prepared statement, one
 // transaction) in the same run. Prints records per second of both and their ratio.
 
+#include "bench/support/RunRecorder.h"
 #include "ioslink/IosCommands.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
@@ -187,20 +188,6 @@ BENCHMARK(BM_BareBatchInsert)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_CalHdrWrite)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 // Keeps the records per second of each benchmark for the ratio printed at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const auto it = run.counters.find("items_per_second");
-      if (it != run.counters.end()) {
-        const std::string name = run.benchmark_name();
-        rates[name.substr(0, name.find('/'))] = it->second.value;
-      }
-    }
-  }
-  std::map<std::string, double> rates;
-};
 
 }  // namespace
 
@@ -209,12 +196,12 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   Fixture fixture;
   TheFixture = &fixture;
-  RatioReporter reporter;
+  telmon::bench::RunRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   TheFixture = nullptr;
-  const double write = reporter.rates["BM_CalHdrWrite"];
-  const double bare = reporter.rates["BM_BareBatchInsert"];
+  const double write = reporter.Of("BM_CalHdrWrite").itemsPerSecond;
+  const double bare = reporter.Of("BM_BareBatchInsert").itemsPerSecond;
   if (write > 0 && bare > 0) {
     QTextStream(stdout) << QStringLiteral(
                                "cal HDR write: %1 records/s; bare batch insert: %2 records/s; "

@@ -4,6 +4,7 @@
 // second and after the last shows whether repeats leave anything behind. The ratio of the two
 // rates is printed at the end.
 
+#include "bench/support/RunRecorder.h"
 #include "ioslink/IosCommands.h"
 #include "platform/H5DBIL.h"
 #include "platform/Prompter.h"
@@ -233,19 +234,6 @@ BENCHMARK(BM_BareBatchInsert)->Apply(Backends);
 BENCHMARK(BM_BulkModeCodeWrite)->Apply(Backends);
 
 // Prints each run as usual and keeps its rate, for the ratios at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const auto rate = run.counters.find("items_per_second");
-      if (!run.error_occurred && rate != run.counters.end()) {
-        rates[run.benchmark_name()] = rate->second.value;
-      }
-    }
-  }
-  std::map<std::string, double> rates;
-};
 
 }  // namespace
 
@@ -254,16 +242,15 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   Sites sites;
   TheSites = &sites;
-  RatioReporter reporter;
+  telmon::bench::RunRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   for (const char* backend : {"pg:0", "pg:1"}) {
     const std::string suffix = std::string("/") + backend + "/iterations:10/real_time";
-    const auto bare = reporter.rates.find("BM_BareBatchInsert" + suffix);
-    const auto bulk = reporter.rates.find("BM_BulkModeCodeWrite" + suffix);
-    if (bare != reporter.rates.end() && bulk != reporter.rates.end() && bare->second > 0) {
+    const double bare = reporter.Of("BM_BareBatchInsert" + suffix).itemsPerSecond;
+    const double bulk = reporter.Of("BM_BulkModeCodeWrite" + suffix).itemsPerSecond;
+    if (bare > 0 && bulk > 0) {
       std::printf("%s: bulk write %.0f records/s, bare batch %.0f records/s, ratio %.2f\n",
-                  backend[3] == '0' ? "SQLite" : "PostgreSQL", bulk->second, bare->second,
-                  bulk->second / bare->second);
+                  backend[3] == '0' ? "SQLite" : "PostgreSQL", bulk, bare, bulk / bare);
     }
   }
   benchmark::Shutdown();

@@ -8,6 +8,7 @@
 // After the run, each case's time is printed as a ratio to its baseline.
 
 #include "bench/support/RealtimeSite.h"
+#include "bench/support/RunRecorder.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -208,29 +209,6 @@ BENCHMARK(BM_ShowAllToggle30000In2000Blocks)->Unit(benchmark::kMillisecond)->Use
 BENCHMARK(BM_RealtimeRead5000)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TypedRanges5000AndTick)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Prints the usual table and remembers each case's real time per iteration.
-class RatioReporter final : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (!run.error_occurred && run.iterations > 0) {
-        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
-      }
-    }
-  }
-  void PrintRatio(const char* name, const char* baseline) const {
-    const auto a = times_.find(name);
-    const auto b = times_.find(baseline);
-    if (a != times_.end() && b != times_.end() && b->second > 0) {
-      std::printf("ratio %s / %s = %.2f\n", name, baseline, a->second / b->second);
-    }
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 }  // namespace telmon
 
@@ -240,7 +218,7 @@ int main(int argc, char** argv) {
   }
   QApplication app(argc, argv);
   benchmark::Initialize(&argc, argv);
-  telmon::RatioReporter reporter;
+  telmon::bench::RunRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.PrintRatio("BM_FillChannelLists32767", "BM_EntryTexts32767");
   reporter.PrintRatio("BM_ShowAllToggle30000In2000Blocks", "BM_EntryTexts30000");

@@ -16,21 +16,6 @@ std::optional<T> PopOr(std::deque<std::optional<T>>& queue) {
 
 }  // namespace
 
-PromptAnswer DefaultAnswer(const PromptQuestion& question) {
-  if (question.defaultButton) {
-    return *question.defaultButton;
-  }
-  switch (question.buttons) {
-    case PromptButtons::Ok:
-    case PromptButtons::OkCancel:
-      return PromptAnswer::Ok;
-    case PromptButtons::YesNo:
-    case PromptButtons::YesNoCancel:
-      return PromptAnswer::Yes;
-  }
-  return PromptAnswer::Ok;
-}
-
 void ScriptedPrompter::QueueAnswer(PromptAnswer answer) { answers_.push_back(answer); }
 void ScriptedPrompter::QueueInput(std::optional<QString> text) {
   inputs_.push_back(std::move(text));

@@ -66,7 +66,4 @@ class ScriptedPrompter final : public Prompter {
   int beeps_ = 0;
 };
 
-// The answer a box gives when Enter is pressed: the default button, else the first button.
-PromptAnswer DefaultAnswer(const PromptQuestion& question);
-
 }  // namespace telmon

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <vector>
 
 using namespace telmon;
@@ -182,6 +184,27 @@ TEST(XmlHostile, TheAttributeLimitIsExact) {
   };
   EXPECT_TRUE(ParseXmlDocument(nullptr, element(1000)));
   ExpectRefusedDocument(element(1001));
+}
+
+TEST(XmlRead, AttributeTableReadsWhatEachLookupReads) {
+  // Any attribute order, names missing or repeated in another namespace, entity and empty values.
+  auto doc = ParseXmlFragment(nullptr, R"(<Event a="1" b="&amp;x" c="" d="°C"/>)"
+                                       R"(<Event d="4" c="3" b="2" a="1" z="9"/>)"
+                                       R"(<Event xmlns:p="urn:p" p:b="first" b="second" q="q"/>)"
+                                       R"(<Event/>)");
+  const std::array<const char*, 5> names = {"a", "b", "c", "d", "missing"};
+  for (const XmlElement e : SelectNodes(doc, "//Event")) {
+    const AttributeTable table(e, names);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      SCOPED_TRACE(names[i]);
+      EXPECT_EQ(table.Text(i), GetAttributeText(e, names[i]));
+      EXPECT_EQ(table.Has(i), HasAttribute(e, names[i]));
+      if (const auto inPlace = table.InPlace(i)) {
+        EXPECT_EQ(QString::fromUtf8(*inPlace), GetAttributeText(e, names[i]));
+      }
+    }
+  }
+  EXPECT_FALSE(AttributeTable(nullptr, names).Has(0));
 }
 
 TEST(XmlRead, AttributeReadersDefaultInsteadOfFailing) {

@@ -243,5 +243,16 @@ TEST_F(BlockPage, HdrAndDisabledAnswersComeFromTheRow) {
   EXPECT_EQ(Texts(), QStringList{"(no block information)"});
 }
 
+TEST_F(BlockPage, CellsFollowEveryChangeOfText) {
+  // Same length, non-ASCII, entities and back: each event's text is what the cell shows.
+  for (const char* name :
+       {"Boiler", "Boilar", "Boil\u00e9r", "B&amp;iler", "Boiler", "B", "\u00c3\u00a9", "\u00e9"}) {
+    Apply(Block(QStringLiteral("BlockID=\"3\" BlockName=\"%1\"").arg(QString::fromUtf8(name))));
+    auto doc = xml::ParseXmlFragment(nullptr,
+                                     QStringLiteral("<x a=\"%1\"/>").arg(QString::fromUtf8(name)));
+    EXPECT_EQ(Cell("3", BlockListviewManager::ColName),
+              xml::GetAttributeText(xml::SelectSingleNode(doc, "//x"), "a"));
+  }
+}
 }  // namespace
 }  // namespace telmon
