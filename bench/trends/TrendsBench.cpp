@@ -2,6 +2,11 @@
 //   BM_ChannelTick50         one channel tick for 50 watched channels (read, rows, recording)
 //   BM_TrendReplotAfterTick  one recorded tick plus the trend window's replot, 50 channels with
 //                            7,200 points each; "vs_tick" is its time over the tick's
+//   BM_ChartsRedrawAfterTick the same lines drawn with Qt Charts instead (the other plotting
+//                            library the window could use): one point appended to each of 50
+//                            line series of 7,200 points, the oldest dropped, the time axis
+//                            moved on, the value axis fitted and the view drawn whole into a
+//                            picture the size of the trend plot; "vs_tick" as above
 //   BM_ListUpdates           ten row updates (a tenth of a second at 100 updates/s) shown on a
 //                            10,000-row block list: the baseline of the next one
 //   BM_FilterKeystroke       the same updates, then one keystroke in the filter box;
@@ -23,13 +28,21 @@
 #include "views/ui/KeyedListView.h"
 
 #include <QApplication>
+#include <QChartView>
+#include <QDateTimeAxis>
 #include <QElapsedTimer>
+#include <QImage>
+#include <QLineSeries>
+#include <QPainter>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QValueAxis>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace telmon {
 namespace {
@@ -37,6 +50,7 @@ namespace {
 constexpr int Channels = 50;
 double tickSeconds = 0;
 double updatesSeconds = 0;
+QSize plotSize(1180, 600);  // the trend plot's size in its window, taken from the run
 
 struct NoPanels final : IChannelTickPanels {
   void SetChannelUpdateTime(const QString&) override {}
@@ -87,12 +101,15 @@ void BM_ChannelTick50(benchmark::State& state) {
   tickSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
 }
 
+double SineValue(int channel, int tick) {
+  return channel * 10 + 5 * std::sin(tick / 30.0 + channel);
+}
+
 CurrentValues SineValues(int tick) {
   CurrentValues values;
   for (int i = 1; i <= Channels; ++i) {
     const QString ioid = QString::number(i) + QLatin1Char('C');
-    values.insert(ioid, CurrentValueItem{ioid, QDateTime(), i * 10 + 5 * std::sin(tick / 30.0 + i),
-                                         QString()});
+    values.insert(ioid, CurrentValueItem{ioid, QDateTime(), SineValue(i, tick), QString()});
   }
   return values;
 }
@@ -116,12 +133,109 @@ void BM_TrendReplotAfterTick(benchmark::State& state) {
   window.Plot()->ShowAll();
   window.Action("Pause")->setChecked(false);
   QApplication::processEvents();
+  plotSize = window.Plot()->size();
   QElapsedTimer timer;
   timer.start();
   for (auto _ : state) {
     const CurrentValues values = SineValues(tick);
     recorder.TickRead(start.addSecs(2LL * tick++), &values);  // the window takes it at once
     window.Plot()->replot(QCustomPlot::rpImmediateRefresh);
+  }
+  const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+  if (tickSeconds > 0) {
+    state.counters["vs_tick"] = seconds / tickSeconds;
+  }
+}
+
+// The trend lines as Qt Charts would hold them. A line series joins every point it holds (it has
+// no gap marker), so a gap would end one series and start another in the same colour; the
+// values here have no gaps, so each channel is one series, which is the cheapest case.
+class ChartsTrend {
+ public:
+  ChartsTrend() : chart_(view_.chart()) {
+    chart_->legend()->setVisible(true);
+    chart_->legend()->setAlignment(Qt::AlignRight);
+    chart_->addAxis(time_, Qt::AlignBottom);
+    chart_->addAxis(values_, Qt::AlignLeft);
+    time_->setFormat(QStringLiteral("hh:mm:ss"));
+    time_->setTitleText(QStringLiteral("Time"));
+    for (int i = 1; i <= Channels; ++i) {
+      auto* series = new QLineSeries(chart_);  // owned by the chart
+      series->setName(QStringLiteral("Channel %1").arg(i));
+      series->setPen(QPen(QColor::fromHsv(i * 37 % 360, 200, 200), 1));
+      QList<QPointF> points;
+      points.reserve(static_cast<qsizetype>(DefaultTrendCapacity));
+      for (int tick = 0; tick < static_cast<int>(DefaultTrendCapacity); ++tick) {
+        points.append(QPointF(TimeAt(tick), SineValue(i, tick)));
+      }
+      series->replace(points);
+      points_.push_back(points);
+      chart_->addSeries(series);
+      series->attachAxis(time_);
+      series->attachAxis(values_);
+      series_.push_back(series);
+    }
+    next_ = static_cast<int>(DefaultTrendCapacity);
+    view_.resize(plotSize);
+    view_.show();
+    QApplication::processEvents();
+  }
+
+  // One tick: a point on and a point off each line, the last ten minutes shown, values fitted.
+  void Tick() {
+    double low = std::numeric_limits<double>::max();
+    double high = std::numeric_limits<double>::lowest();
+    const double shownFrom = TimeAt(next_) - SpanMs;
+    for (int i = 0; i < Channels; ++i) {
+      QLineSeries* series = series_[static_cast<std::size_t>(i)];
+      QList<QPointF>& points = points_[static_cast<std::size_t>(i)];
+      points.removeFirst();
+      points.append(QPointF(TimeAt(next_), SineValue(i + 1, next_)));
+      series->replace(points);  // one change where remove and append would be two
+      const auto from = std::lower_bound(points.cbegin(), points.cend(), shownFrom,
+                                         [](const QPointF& p, double t) { return p.x() < t; });
+      for (auto it = from; it != points.cend(); ++it) {
+        low = std::min(low, it->y());
+        high = std::max(high, it->y());
+      }
+    }
+    time_->setRange(
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(shownFrom)),
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(TimeAt(next_) + SpanMs / 50)));
+    const double pad = (high - low) * 0.05;
+    values_->setRange(low - pad, high + pad);
+    ++next_;
+  }
+
+  // The whole view drawn, as the window would show it.
+  void Draw(QImage& image) {
+    QApplication::processEvents();
+    QPainter painter(&image);
+    view_.render(&painter);
+  }
+
+ private:
+  static constexpr double SpanMs = 600'000.0;
+  double TimeAt(int tick) const { return start_ + 2000.0 * tick; }
+
+  QChartView view_;
+  QChart* chart_;
+  QDateTimeAxis* time_ = new QDateTimeAxis(chart_);
+  QValueAxis* values_ = new QValueAxis(chart_);
+  std::vector<QLineSeries*> series_;
+  std::vector<QList<QPointF>> points_;  // what each series holds
+  double start_ = static_cast<double>(QDateTime::currentMSecsSinceEpoch());
+  int next_ = 0;
+};
+
+void BM_ChartsRedrawAfterTick(benchmark::State& state) {
+  ChartsTrend chart;
+  QImage image(plotSize, QImage::Format_ARGB32_Premultiplied);
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    chart.Tick();
+    chart.Draw(image);
   }
   const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
   if (tickSeconds > 0) {
@@ -191,6 +305,7 @@ void BM_FilterKeystroke(benchmark::State& state) {
 
 BENCHMARK(BM_ChannelTick50)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TrendReplotAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ChartsRedrawAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ListUpdates)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_FilterKeystroke)->Unit(benchmark::kMillisecond)->UseRealTime();
 
