@@ -1,5 +1,5 @@
-// The trend window offscreen: lines are drawn, a hidden line is not, pausing freezes the view
-// while recording goes on, and the picture and data can be saved.
+// The trend window offscreen: lines are drawn, a hidden line is not, pausing (or minimizing)
+// freezes the view while recording goes on, and the picture and data can be saved.
 
 #include "platform/testing/ScriptedPrompter.h"
 #include "trends/ui/TrendPlot.h"
@@ -68,6 +68,12 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 41U);
   window.Action("Pause")->setChecked(false);
   EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  window.showMinimized();  // takes nothing until it is shown again, then all it missed
+  recorder.TickRead(t0.addSecs(202), nullptr);
+  recorder.TickRead(t0.addSecs(204), nullptr);
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  window.showNormal();
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 3);
 
   model.RemoveRow(model.FindKey("1C"));
   EXPECT_EQ(window.Plot()->Graph("1C"), nullptr);

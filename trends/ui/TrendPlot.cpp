@@ -71,7 +71,11 @@ TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int ind
     return line;
   }
   line.axis = axisRect()->addAxis(QCPAxis::atRight);
+  // The line's own scale is never drawn (the shared scale's numbers are hidden instead), so
+  // it need not work out ticks and their labels at every replot either.
   line.axis->setVisible(false);
+  line.axis->setTicks(false);
+  line.axis->setTickLabels(false);
   line.graph = addGraph(xAxis, ownScales_ ? line.axis : yAxis);
   line.graph->setPen(QPen(LineColour(index), 1));  // thin lines take the fast path
   line.graph->setAdaptiveSampling(true);

@@ -35,9 +35,11 @@ class TrendWindow : public QMainWindow {
 
  protected:
   void showEvent(QShowEvent* event) override;
+  void changeEvent(QEvent* event) override;
 
  private:
   QAction* AddAction(const char* name, const QString& caption, const QString& toolTip);
+  bool Drawn() const { return isVisible() && !isMinimized(); }
   void OnRecorded();
   void OnSeriesRemoved();
 
