@@ -80,14 +80,8 @@ void TrendWindow::showEvent(QShowEvent* event) {
   plot_->Sync();
 }
 
-// A minimized window takes no points and draws nothing; it catches up when it is shown again.
-void TrendWindow::changeEvent(QEvent* event) {
-  QMainWindow::changeEvent(event);
-  if (event->type() == QEvent::WindowStateChange && Drawn() && plot_->Following()) {
-    plot_->Sync();
-  }
-}
-
+// A minimized window takes no points and draws nothing; it catches up in showEvent when it is
+// restored.
 void TrendWindow::OnRecorded() {
   if (Drawn() && plot_->Following()) {
     plot_->Sync();

@@ -35,7 +35,6 @@ class TrendWindow : public QMainWindow {
 
  protected:
   void showEvent(QShowEvent* event) override;
-  void changeEvent(QEvent* event) override;
 
  private:
   QAction* AddAction(const char* name, const QString& caption, const QString& toolTip);
