@@ -156,6 +156,7 @@ void ReplotAfterTick(benchmark::State& state, PlotSetup setup) {
   // The values a channel read would hand over, made before the clock starts: making them is the
   // tick's cost, measured above, not the window's.
   std::vector<CurrentValues> reads;
+  reads.reserve(600);
   for (int i = 0; i < 600; ++i) {
     reads.push_back(SineValues(tick + i));
   }
@@ -288,6 +289,7 @@ struct BlockList {
     }
     model.SetCoalescing(true);
     std::vector<KeyedListModel::NewRow> rows;
+    rows.reserve(10000);
     for (int i = 0; i < 10000; ++i) {
       rows.push_back({QString::number(100000 + i), QString::number(100000 + i), {}, -1});
     }

@@ -48,7 +48,7 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
     CurrentValues values;
     values.insert("1C", CurrentValueItem{"1C", t0, i % 7 * 1.0, ""});
     values.insert("2C", CurrentValueItem{"2C", t0, 20.0 - i % 5, ""});
-    recorder.TickRead(t0.addSecs(2 * i), &values);
+    recorder.TickRead(t0.addSecs(2LL * i), &values);
   }
   QApplication::processEvents();
   window.Plot()->ShowAll();
@@ -116,7 +116,7 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
       CurrentValues values;
       values.insert("1C", CurrentValueItem{"1C", t0, i % 2 == 0 ? c.low : c.high, ""});
       values.insert("2C", CurrentValueItem{"2C", t0, c.low, ""});
-      recorder.TickRead(t0.addSecs(2 * i), &values);
+      recorder.TickRead(t0.addSecs(2LL * i), &values);
     }
     TrendPlot* plot = window.Plot();
     const double newest = recorder.TimeAt(recorder.EndTick() - 1);
