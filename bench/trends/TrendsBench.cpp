@@ -1,7 +1,15 @@
 // The trend window and the list filter against what the program already pays for.
 //   BM_ChannelTick50         one channel tick for 50 watched channels (read, rows, recording)
 //   BM_TrendReplotAfterTick  one recorded tick plus the trend window's replot, 50 channels with
-//                            7,200 points each; "vs_tick" is its time over the tick's
+//                            7,200 points each, the last ten minutes shown (the live view);
+//                            "vs_tick" is its time over the tick's
+//   BM_TrendReplotScalesWithTicks, BM_TrendReplotFastPolylines
+//                            the same with one of the plot's settings undone (see PlotSetup)
+//   BM_ChartsRedrawAfterTick the same lines drawn with Qt Charts instead (the other plotting
+//                            library the window could use): one point appended to each of 50
+//                            line series of 7,200 points, the oldest dropped, the time axis
+//                            moved on, the value axis fitted and the view drawn whole into a
+//                            picture the size of the trend plot; "vs_tick" as above
 //   BM_ListUpdates           ten row updates (a tenth of a second at 100 updates/s) shown on a
 //                            10,000-row block list: the baseline of the next one
 //   BM_FilterKeystroke       the same updates, then one keystroke in the filter box;
@@ -23,13 +31,21 @@
 #include "views/ui/KeyedListView.h"
 
 #include <QApplication>
+#include <QChartView>
+#include <QDateTimeAxis>
 #include <QElapsedTimer>
+#include <QImage>
+#include <QLineSeries>
+#include <QPainter>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QValueAxis>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace telmon {
 namespace {
@@ -37,6 +53,7 @@ namespace {
 constexpr int Channels = 50;
 double tickSeconds = 0;
 double updatesSeconds = 0;
+QSize plotSize(1180, 600);  // the trend plot's size in its window, taken from the run
 
 struct NoPanels final : IChannelTickPanels {
   void SetChannelUpdateTime(const QString&) override {}
@@ -87,17 +104,28 @@ void BM_ChannelTick50(benchmark::State& state) {
   tickSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
 }
 
+double SineValue(int channel, int tick) {
+  return channel * 10 + 5 * std::sin(tick / 30.0 + channel);
+}
+
 CurrentValues SineValues(int tick) {
   CurrentValues values;
   for (int i = 1; i <= Channels; ++i) {
     const QString ioid = QString::number(i) + QLatin1Char('C');
-    values.insert(ioid, CurrentValueItem{ioid, QDateTime(), i * 10 + 5 * std::sin(tick / 30.0 + i),
-                                         QString()});
+    values.insert(ioid, CurrentValueItem{ioid, QDateTime(), SineValue(i, tick), QString()});
   }
   return values;
 }
 
-void BM_TrendReplotAfterTick(benchmark::State& state) {
+// How the trend plot is set up for a run: as the window sets it up, or with one of its choices
+// undone to show what that choice is worth.
+enum class PlotSetup {
+  AsShipped,
+  ScalesWithTicks,  // the hidden scales (the lines' own, top, right) work out ticks and labels
+  FastPolylines,    // QCustomPlot's line-by-line drawing instead of one polyline per line
+};
+
+void ReplotAfterTick(benchmark::State& state, PlotSetup setup) {
   KeyedListModel model;
   ChannelListviewManager channels;
   channels.Setup({}, model, 0);
@@ -113,15 +141,137 @@ void BM_TrendReplotAfterTick(benchmark::State& state) {
   TrendWindow window(recorder, prompter);
   window.resize(1200, 700);
   window.show();
-  window.Plot()->ShowAll();
-  window.Action("Pause")->setChecked(false);
+  TrendPlot* plot = window.Plot();
+  for (QCPAxis* axis : plot->axisRect()->axes()) {
+    if (!axis->visible() && setup == PlotSetup::ScalesWithTicks) {
+      axis->setTicks(true);
+      axis->setTickLabels(true);
+    }
+  }
+  if (setup == PlotSetup::FastPolylines) {
+    plot->setPlottingHints(plot->plottingHints() | QCP::phFastPolylines);
+  }
   QApplication::processEvents();
+  plotSize = plot->size();
+  // The values a channel read would hand over, made before the clock starts: making them is the
+  // tick's cost, measured above, not the window's.
+  std::vector<CurrentValues> reads;
+  reads.reserve(600);
+  for (int i = 0; i < 600; ++i) {
+    reads.push_back(SineValues(tick + i));
+  }
   QElapsedTimer timer;
   timer.start();
   for (auto _ : state) {
-    const CurrentValues values = SineValues(tick);
+    const CurrentValues& values = reads[static_cast<std::size_t>(tick) % reads.size()];
     recorder.TickRead(start.addSecs(2LL * tick++), &values);  // the window takes it at once
-    window.Plot()->replot(QCustomPlot::rpImmediateRefresh);
+    plot->replot(QCustomPlot::rpImmediateRefresh);
+  }
+  const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
+  if (tickSeconds > 0) {
+    state.counters["vs_tick"] = seconds / tickSeconds;
+  }
+}
+
+void BM_TrendReplotAfterTick(benchmark::State& state) {
+  ReplotAfterTick(state, PlotSetup::AsShipped);
+}
+void BM_TrendReplotScalesWithTicks(benchmark::State& state) {
+  ReplotAfterTick(state, PlotSetup::ScalesWithTicks);
+}
+void BM_TrendReplotFastPolylines(benchmark::State& state) {
+  ReplotAfterTick(state, PlotSetup::FastPolylines);
+}
+
+// The trend lines as Qt Charts would hold them. A line series joins every point it holds (it has
+// no gap marker), so a gap would end one series and start another in the same colour; the
+// values here have no gaps, so each channel is one series, which is the cheapest case.
+class ChartsTrend {
+ public:
+  ChartsTrend() : chart_(view_.chart()) {
+    chart_->legend()->setVisible(true);
+    chart_->legend()->setAlignment(Qt::AlignRight);
+    chart_->addAxis(time_, Qt::AlignBottom);
+    chart_->addAxis(values_, Qt::AlignLeft);
+    time_->setFormat(QStringLiteral("hh:mm:ss"));
+    time_->setTitleText(QStringLiteral("Time"));
+    for (int i = 1; i <= Channels; ++i) {
+      auto* series = new QLineSeries(chart_);  // owned by the chart
+      series->setName(QStringLiteral("Channel %1").arg(i));
+      series->setPen(QPen(QColor::fromHsv(i * 37 % 360, 200, 200), 1));
+      QList<QPointF> points;
+      points.reserve(static_cast<qsizetype>(DefaultTrendCapacity));
+      for (int tick = 0; tick < static_cast<int>(DefaultTrendCapacity); ++tick) {
+        points.append(QPointF(TimeAt(tick), SineValue(i, tick)));
+      }
+      series->replace(points);
+      points_.push_back(points);
+      chart_->addSeries(series);
+      series->attachAxis(time_);
+      series->attachAxis(values_);
+      series_.push_back(series);
+    }
+    next_ = static_cast<int>(DefaultTrendCapacity);
+    view_.resize(plotSize);
+    view_.show();
+    QApplication::processEvents();
+  }
+
+  // One tick: a point on and a point off each line, the last ten minutes shown, values fitted.
+  void Tick() {
+    double low = std::numeric_limits<double>::max();
+    double high = std::numeric_limits<double>::lowest();
+    const double shownFrom = TimeAt(next_) - SpanMs;
+    for (int i = 0; i < Channels; ++i) {
+      QLineSeries* series = series_[static_cast<std::size_t>(i)];
+      QList<QPointF>& points = points_[static_cast<std::size_t>(i)];
+      points.removeFirst();
+      points.append(QPointF(TimeAt(next_), SineValue(i + 1, next_)));
+      series->replace(points);  // one change where remove and append would be two
+      const auto from = std::lower_bound(points.cbegin(), points.cend(), shownFrom,
+                                         [](const QPointF& p, double t) { return p.x() < t; });
+      for (auto it = from; it != points.cend(); ++it) {
+        low = std::min(low, it->y());
+        high = std::max(high, it->y());
+      }
+    }
+    time_->setRange(
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(shownFrom)),
+        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(TimeAt(next_) + SpanMs / 50)));
+    const double pad = (high - low) * 0.05;
+    values_->setRange(low - pad, high + pad);
+    ++next_;
+  }
+
+  // The whole view drawn, as the window would show it.
+  void Draw(QImage& image) {
+    QApplication::processEvents();
+    QPainter painter(&image);
+    view_.render(&painter);
+  }
+
+ private:
+  static constexpr double SpanMs = 600'000.0;
+  double TimeAt(int tick) const { return start_ + 2000.0 * tick; }
+
+  QChartView view_;
+  QChart* chart_;
+  QDateTimeAxis* time_ = new QDateTimeAxis(chart_);
+  QValueAxis* values_ = new QValueAxis(chart_);
+  std::vector<QLineSeries*> series_;
+  std::vector<QList<QPointF>> points_;  // what each series holds
+  double start_ = static_cast<double>(QDateTime::currentMSecsSinceEpoch());
+  int next_ = 0;
+};
+
+void BM_ChartsRedrawAfterTick(benchmark::State& state) {
+  ChartsTrend chart;
+  QImage image(plotSize, QImage::Format_ARGB32_Premultiplied);
+  QElapsedTimer timer;
+  timer.start();
+  for (auto _ : state) {
+    chart.Tick();
+    chart.Draw(image);
   }
   const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
   if (tickSeconds > 0) {
@@ -139,6 +289,7 @@ struct BlockList {
     }
     model.SetCoalescing(true);
     std::vector<KeyedListModel::NewRow> rows;
+    rows.reserve(10000);
     for (int i = 0; i < 10000; ++i) {
       rows.push_back({QString::number(100000 + i), QString::number(100000 + i), {}, -1});
     }
@@ -191,6 +342,9 @@ void BM_FilterKeystroke(benchmark::State& state) {
 
 BENCHMARK(BM_ChannelTick50)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TrendReplotAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_TrendReplotScalesWithTicks)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_TrendReplotFastPolylines)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ChartsRedrawAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ListUpdates)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_FilterKeystroke)->Unit(benchmark::kMillisecond)->UseRealTime();
 

@@ -1,5 +1,5 @@
-// The trend window offscreen: lines are drawn, a hidden line is not, pausing freezes the view
-// while recording goes on, and the picture and data can be saved.
+// The trend window offscreen: lines are drawn, a hidden line is not, pausing (or minimizing)
+// freezes the view while recording goes on, and the picture and data can be saved.
 
 #include "platform/testing/ScriptedPrompter.h"
 #include "trends/ui/TrendPlot.h"
@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QImage>
+#include <QMouseEvent>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -47,7 +48,7 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
     CurrentValues values;
     values.insert("1C", CurrentValueItem{"1C", t0, i % 7 * 1.0, ""});
     values.insert("2C", CurrentValueItem{"2C", t0, 20.0 - i % 5, ""});
-    recorder.TickRead(t0.addSecs(2 * i), &values);
+    recorder.TickRead(t0.addSecs(2LL * i), &values);
   }
   QApplication::processEvents();
   window.Plot()->ShowAll();
@@ -68,6 +69,12 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 41U);
   window.Action("Pause")->setChecked(false);
   EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  window.showMinimized();  // takes nothing until it is shown again, then all it missed
+  recorder.TickRead(t0.addSecs(202), nullptr);
+  recorder.TickRead(t0.addSecs(204), nullptr);
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  window.showNormal();
+  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 3);
 
   model.RemoveRow(model.FindKey("1C"));
   EXPECT_EQ(window.Plot()->Graph("1C"), nullptr);
@@ -82,6 +89,58 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   QFile csv(dir.filePath("t.csv"));
   ASSERT_TRUE(csv.open(QIODevice::ReadOnly));
   EXPECT_TRUE(csv.readLine().startsWith("Time,2C\r\n"));
+}
+
+// The live view: the last ten minutes up to the newest point, the shared scale (or each line's
+// own) fitted to the values shown with a twentieth of their spread to spare, a flat line's scale
+// steady tick after tick, and the hidden scales working out no ticks. The cursor line follows
+// the mouse and reads the values under it.
+TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
+  struct Case {
+    double low;
+    double high;
+  };
+  for (const Case& c : {Case{0.0, 20.0}, Case{0.2, 0.4}, Case{-3.0, -3.0}}) {
+    SCOPED_TRACE(c.high);
+    KeyedListModel model;
+    ChannelListviewManager channels;
+    channels.Setup({}, model, 0);
+    channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
+    TrendRecorder recorder(model);
+    ScriptedPrompter prompter;
+    TrendWindow window(recorder, prompter);
+    window.resize(800, 500);
+    window.show();
+    const QDateTime t0 = QDateTime::currentDateTime();
+    for (int i = 0; i < 400; ++i) {  // 800 s, more than the ten minutes shown
+      CurrentValues values;
+      values.insert("1C", CurrentValueItem{"1C", t0, i % 2 == 0 ? c.low : c.high, ""});
+      values.insert("2C", CurrentValueItem{"2C", t0, c.low, ""});
+      recorder.TickRead(t0.addSecs(2LL * i), &values);
+    }
+    TrendPlot* plot = window.Plot();
+    const double newest = recorder.TimeAt(recorder.EndTick() - 1);
+    EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
+    EXPECT_DOUBLE_EQ(plot->xAxis->range().upper, newest + 12);
+    const double pad = c.high > c.low ? (c.high - c.low) / 20 : 1.0;  // a flat line: one
+    EXPECT_NEAR(plot->yAxis->range().lower, c.low - pad, 1e-9);
+    EXPECT_NEAR(plot->yAxis->range().upper, c.high + pad, 1e-9);
+    window.Action("OwnScales")->setChecked(true);
+    EXPECT_NEAR(plot->Graph("1C")->valueAxis()->range().lower, c.low - pad, 1e-9);
+    EXPECT_NEAR(plot->Graph("2C")->valueAxis()->range().lower, c.low - 1, 1e-9);  // flat
+    EXPECT_NEAR(plot->Graph("2C")->valueAxis()->range().upper, c.low + 1, 1e-9);
+
+    plot->replot();
+    for (QCPAxis* axis : plot->axisRect()->axes()) {
+      EXPECT_EQ(axis->tickVector().isEmpty(), !axis->visible());
+    }
+    const QPointF at(plot->xAxis->coordToPixel(newest - 100), plot->height() / 2.0);
+    QMouseEvent move(QEvent::MouseMove, at, plot->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(plot, &move);
+    EXPECT_TRUE(plot->item(0)->visible());
+    EXPECT_TRUE(window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
+  }
 }
 
 }  // namespace

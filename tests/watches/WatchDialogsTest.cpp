@@ -6,6 +6,7 @@
 #include "tests/views/ViewsTestSupport.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
+#include "views/ui/ListFilterEdit.h"
 #include "watches/WatchOperations.h"
 #include "watches/ui/frmAddChannelWatch.h"
 #include "watches/ui/frmWatchLists.h"
@@ -109,6 +110,38 @@ TEST_F(AddChannelWatchTest, SelectionBecomesTheIdListAndIsCleared) {
   dialog.cmdOK_Click();
   EXPECT_TRUE(dialog.Blocks());
   EXPECT_EQ(dialog.IDList(), "9");
+}
+
+// A channel the filter hides is never added: typing deselects it, and a select-all made while
+// it is hidden does not reach it.
+TEST_F(AddChannelWatchTest, ChannelsTheFilterHidesAreNotAdded) {
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  dialog.lstChannels()->item(1)->setSelected(true);  // 12: SO2
+  dialog.lstChannels()->item(0)->setSelected(true);  // 11: NOx
+  dialog.txtFilterChannels()->setText(QStringLiteral("nOX"));
+  EXPECT_TRUE(dialog.lstChannels()->item(1)->isHidden());
+  EXPECT_FALSE(dialog.lstChannels()->item(1)->isSelected());
+  dialog.txtFilterChannels()->clear();
+  EXPECT_FALSE(dialog.lstChannels()->item(1)->isSelected());  // not selected again
+  dialog.cmdOK_Click();
+  EXPECT_EQ(dialog.IDList(), "11");
+
+  dialog.show();
+  dialog.chkUseExtendedSelect()->setChecked(true);
+  dialog.txtFilterChannels()->setText(QStringLiteral("so2"));
+  dialog.lstChannelsEx()->selectAll();
+  dialog.lstChannelsEx()->item(0)->setSelected(true);  // hidden, selected by other means
+  dialog.cmdOK_Click();
+  EXPECT_EQ(dialog.IDList(), "12");
+
+  dialog.show();
+  dialog.txtFilterChannels()->setText(QStringLiteral("nox"));
+  dialog.lstChannelsEx()->item(1)->setSelected(true);  // only a hidden one selected
+  dialog.cmdOK_Click();
+  EXPECT_TRUE(dialog.isVisible());
+  EXPECT_EQ(prompter.BeepCount(), 1);
+  EXPECT_TRUE(dialog.lstChannelsEx()->selectedItems().isEmpty());
 }
 
 TEST_F(AddChannelWatchTest, TypedIdsAndCancelKeepTheDialogsState) {

@@ -17,6 +17,11 @@ QColor LineColour(int index) {
   return QColor::fromHsvF(static_cast<float>(hue), 0.85F, index % 2 == 0 ? 0.8F : 0.6F);
 }
 
+QCPRange WithMargin(const QCPRange& range) {
+  const double margin = range.size() > 0 ? range.size() * 0.05 : 1.0;
+  return {range.lower - margin, range.upper + margin};
+}
+
 void SetLegendShown(QCPAbstractLegendItem* item, bool shown) {
   item->setTextColor(shown ? Qt::black : Qt::gray);
 }
@@ -35,6 +40,10 @@ TrendPlot::TrendPlot(const TrendRecorder& recorder, QWidget* parent)
   cursor_->setPen(QPen(Qt::darkGray, 1, Qt::DashLine));
   cursor_->setVisible(false);
   connect(this, &QCustomPlot::legendClick, this, &TrendPlot::OnLegendClick);
+  for (QCPAxis* unused : {xAxis2, yAxis2}) {  // hidden, but they would still work out ticks
+    unused->setTicks(false);
+    unused->setTickLabels(false);
+  }
   setNoAntialiasingOnDrag(true);
   setNotAntialiasedElements(QCP::aePlottables);
   SetOwnScales(false);
@@ -71,7 +80,11 @@ TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int ind
     return line;
   }
   line.axis = axisRect()->addAxis(QCPAxis::atRight);
+  // The line's own scale is never drawn (the shared scale's numbers are hidden instead), so
+  // it need not work out ticks and their labels at every replot either.
   line.axis->setVisible(false);
+  line.axis->setTicks(false);
+  line.axis->setTickLabels(false);
   line.graph = addGraph(xAxis, ownScales_ ? line.axis : yAxis);
   line.graph->setPen(QPen(LineColour(index), 1));  // thin lines take the fast path
   line.graph->setAdaptiveSampling(true);
@@ -149,23 +162,31 @@ void TrendPlot::FollowLatest() {
   FitValues();
 }
 
+// Each scale spans the values shown on it with a twentieth of their spread to spare, or one
+// either side of a flat line. Hidden lines do not count, and their scales are left as they are.
 void TrendPlot::FitValues() {
-  bool first = true;
+  QCPRange shared;
+  bool sharedFound = false;
   for (const auto& [key, line] : lines_) {
     if (!line.graph->visible() || line.graph->dataCount() == 0) {
       continue;
     }
-    line.graph->rescaleValueAxis(!ownScales_ && !first, true);
-    first = false;
+    bool found = false;
+    const QCPRange range = line.graph->getValueRange(found, QCP::sdBoth, xAxis->range());
+    if (!found) {
+      continue;
+    }
+    if (ownScales_) {
+      line.axis->setRange(WithMargin(range));
+    } else if (sharedFound) {
+      shared.expand(range);
+    } else {
+      shared = range;
+      sharedFound = true;
+    }
   }
-  QList<QCPAxis*> axes{yAxis};
-  for (const auto& [key, line] : lines_) {
-    axes.push_back(line.axis);
-  }
-  for (QCPAxis* axis : axes) {
-    const QCPRange range = axis->range();
-    const double pad = range.size() > 0 ? range.size() * 0.05 : 1.0;
-    axis->setRange(range.lower - pad, range.upper + pad);
+  if (sharedFound) {
+    yAxis->setRange(WithMargin(shared));
   }
 }
 

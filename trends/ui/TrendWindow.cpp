@@ -80,8 +80,10 @@ void TrendWindow::showEvent(QShowEvent* event) {
   plot_->Sync();
 }
 
+// A minimized window takes no points and draws nothing; it catches up in showEvent when it is
+// restored.
 void TrendWindow::OnRecorded() {
-  if (isVisible() && plot_->Following()) {
+  if (Drawn() && plot_->Following()) {
     plot_->Sync();
   }
 }

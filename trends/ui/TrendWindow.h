@@ -38,6 +38,7 @@ class TrendWindow : public QMainWindow {
 
  private:
   QAction* AddAction(const char* name, const QString& caption, const QString& toolTip);
+  bool Drawn() const { return isVisible() && !isMinimized(); }
   void OnRecorded();
   void OnSeriesRemoved();
 

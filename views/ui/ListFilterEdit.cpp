@@ -34,7 +34,11 @@ void ListFilterEdit::keyPressEvent(QKeyEvent* event) {
 void FilterListWidget(QListWidget* list, const QString& text) {
   for (int row = 0; row < list->count(); ++row) {
     QListWidgetItem* item = list->item(row);
-    item->setHidden(!text.isEmpty() && !item->text().contains(text, Qt::CaseInsensitive));
+    const bool hidden = !text.isEmpty() && !item->text().contains(text, Qt::CaseInsensitive);
+    item->setHidden(hidden);
+    if (hidden && item->isSelected()) {
+      item->setSelected(false);
+    }
   }
 }
 

@@ -19,15 +19,15 @@ class ListFilterEdit : public QLineEdit {
 
   // Filters a keyed list's view.
   void Attach(KeyedListView* view);
-  // Filters a plain list by hiding the items that do not match; selected items stay selected.
-  // The owner filters again after refilling the list.
+  // Filters a plain list by hiding the items that do not match; an item the filter hides is no
+  // longer selected, as on the keyed lists. The owner filters again after refilling the list.
   void Attach(QListWidget* list);
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;
 };
 
-// Hides the items of `list` that do not contain `text` (any case, literally).
+// Hides the items of `list` that do not contain `text` (any case, literally) and deselects them.
 void FilterListWidget(QListWidget* list, const QString& text);
 
 }  // namespace telmon

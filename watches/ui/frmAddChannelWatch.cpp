@@ -230,12 +230,13 @@ void frmAddChannelWatch::cmdOK_Click() {
 }
 
 bool frmAddChannelWatch::OkWithList(QListWidget* list, bool blocks) {
-  if (list->selectedItems().isEmpty()) {
+  const QString ids = CollectSelection(list);
+  if (ids.isEmpty()) {
     sources_.prompter->Beep();
     list->setFocus();
     return false;
   }
-  Accept(CollectSelection(list), blocks);
+  Accept(ids, blocks);
   return true;
 }
 
@@ -247,6 +248,8 @@ void frmAddChannelWatch::Accept(const QString& idList, bool blocks) {
   done(QDialog::Accepted);
 }
 
+// The selected items in list order, which are then deselected. An item the filter hides is
+// never taken, even when a select-all reached it.
 QString frmAddChannelWatch::CollectSelection(QListWidget* list) {
   qsizetype left = list->selectedItems().size();
   QString ids;
@@ -255,12 +258,15 @@ QString frmAddChannelWatch::CollectSelection(QListWidget* list) {
     if (!item->isSelected()) {
       continue;
     }
+    --left;
+    item->setSelected(false);
+    if (item->isHidden()) {
+      continue;
+    }
     if (!ids.isEmpty()) {
       ids += QLatin1Char(';');
     }
     ids += QString::number(item->data(Qt::UserRole).toInt());
-    item->setSelected(false);
-    --left;
   }
   return ids;
 }
