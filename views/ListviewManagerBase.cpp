@@ -3,6 +3,9 @@
 #include "util/TextConversionFunctions.h"
 #include "views/ViewErrors.h"
 
+#include <algorithm>
+#include <array>
+
 namespace telmon {
 
 void ListviewManagerBase::Setup(IRaiseMsg& sink, ICommandSender& sender, KeyedListModel& lsv) {
@@ -63,11 +66,24 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
     lsv_->ClearRows();
   }
-  const QString id = xml::GetAttributeText(event, traits_.idAttribute);
-  const QString key = id + QLatin1Char('K');
+  // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
+  const std::array<const char*, 1> idName = {traits_.idAttribute};
+  const xml::AttributeTable attributes(event, idName);
+  QString key;
+  const std::optional<QByteArrayView> id = attributes.InPlace(0);
+  if (id && std::all_of(id->begin(), id->end(), [](char c) { return (c & 0x80) == 0; })) {
+    key = QString(id->size() + 1, Qt::Uninitialized);
+    QChar* out = key.data();
+    for (const char c : *id) {
+      *out++ = QLatin1Char(c);
+    }
+    *out = QLatin1Char('K');
+  } else {
+    key = attributes.Text(0) + QLatin1Char('K');
+  }
   RowRef row = lsv_->FindKey(key);
   if (row == nullptr) {
-    row = lsv_->AddRow(key, id);
+    row = lsv_->AddRow(key, key.chopped(1));
   }
   return row;
 }

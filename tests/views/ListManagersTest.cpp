@@ -253,6 +253,13 @@ TEST_F(BlockPage, CellsFollowEveryChangeOfText) {
     EXPECT_EQ(Cell("3", BlockListviewManager::ColName),
               xml::GetAttributeText(xml::SelectSingleNode(doc, "//x"), "a"));
   }
+  // IDs that are not plain ASCII key their rows the same way, once each.
+  for (int pass = 0; pass < 2; ++pass) {
+    Apply(Block(QStringLiteral("BlockID=\"\u00e9\"")) +
+          Block(QStringLiteral("BlockID=\"a&amp;b\"")));
+  }
+  EXPECT_EQ(Texts(),
+            (QStringList{QStringLiteral("3"), QStringLiteral("\u00e9"), QStringLiteral("a&b")}));
 }
 }  // namespace
 }  // namespace telmon
