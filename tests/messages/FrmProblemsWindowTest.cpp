@@ -1,4 +1,4 @@
-// The messages window as the operator meets it: opened after rows were collected, the
+// The messages window as the operator meets it: opened after rows were collected and closed, the
 // timestamp column, Save As on a read-only file, and printing on a computer without a printer.
 
 #include "messages/frmProblems.h"
@@ -64,6 +64,10 @@ TEST_F(FrmProblemsWindowTest, OpeningShowsTheNewestRowSelectedAndInView) {
   window.AddMsg(1, QStringLiteral("not selected"));
   window.show();
   EXPECT_TRUE(QTest::qWaitFor([&] { return SelectedAndInView(*window.List(), 3); }, 5000));
+
+  // Closing the log, even as the only window shown, never ends the program (Qt counts only
+  // windows that quit on close when it decides that the last window has gone).
+  EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose));
 }
 
 TEST_F(FrmProblemsWindowTest, TimestampColumnShowsTheWholeTimestamp) {
