@@ -20,6 +20,8 @@ TEST(MessageTypes, ProgramTypesAreNeverTraceAndUnknownTypesUseTheDefault) {
   EXPECT_EQ(types.Colour(1), 0u);
   EXPECT_NE(types.Colour(4), 0u);
   EXPECT_NE(types.Colour(8196), 0u);
+  EXPECT_NE(types.Colour(8194), 0u);
+  EXPECT_EQ(types.Colour(8195), 0u);
   EXPECT_FALSE(types.IsTraceType(-1));
   EXPECT_EQ(types.Colour(123456), 0u);
 }
@@ -38,6 +40,8 @@ TEST(ConnectionStrings, ParseBothFormsAndRefuseOthers) {
   EXPECT_EQ(pg->password, QStringLiteral("p:w"));
   EXPECT_EQ(pg->host, QStringLiteral("db.local"));
   EXPECT_EQ(pg->port, 5433);
+  EXPECT_EQ(ParseConnectionString(QStringLiteral("postgresql://db.local/site"), &error)->port, 5432)
+      << "the server's own port when none is given";
   EXPECT_EQ(pg->databaseName, QStringLiteral("site"));
   EXPECT_EQ(pg->options, QStringLiteral("sslmode=disable;connect_timeout=3"));
   auto timeout = ParseConnectionString(QStringLiteral("postgres://h/db?connect_timeout=9"), &error);

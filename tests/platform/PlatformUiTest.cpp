@@ -95,7 +95,10 @@ TEST(QtPrompter, InputAndCredentialsTellOkFromCancel) {
     ASSERT_NE(dialog, nullptr);
     auto* password = dialog->findChild<QLineEdit*>(QStringLiteral("password"));
     EXPECT_EQ(password->echoMode(), QLineEdit::Password);
+    QPushButton* ok = dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+    EXPECT_FALSE(ok->isEnabled()) << "OK before an account is typed";
     dialog->findChild<QLineEdit*>(QStringLiteral("account"))->setText(QStringLiteral(" tech "));
+    EXPECT_TRUE(ok->isEnabled());
     password->setText(QStringLiteral("pw"));
     dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
   });

@@ -148,6 +148,7 @@ TEST_P(SecurityServiceTest, CancelAndUnknownAccounts) {
   const std::size_t asked = prompter_.Records().size();
   EXPECT_EQ(service->CheckPrivilege(0, false).result, PrivilegeResult::Refused);
   EXPECT_EQ(prompter_.Records().size(), asked);
+  EXPECT_TRUE(log_.All().contains(QStringLiteral("privilege checks need the operator")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, SecurityServiceTest,

@@ -3,9 +3,11 @@
 #include "platform/SiteSettingsReader.h"
 #include "tests/platform/SiteDatabaseFixture.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+#include <QTemporaryDir>
 
 namespace telmon::test {
 namespace {
@@ -151,6 +153,37 @@ TEST(SiteTool, BigDemoSiteSpreadsChannelsOverBlocksDevicesAndQueues) {
         QStringList{QStringLiteral("init"), QStringLiteral("sqlite:x"),
                     QStringLiteral("--blocks=5")}}) {
     EXPECT_EQ(RunSiteTool(args).exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
+  }
+}
+
+TEST(SiteSettingsFile, EachFaultIsNamed) {
+  struct Case {
+    const char* text;  // null: no file at all
+    bool opens;
+    const char* message;
+  };
+  const Case cases[] = {
+      {nullptr, false, "the settings file does not exist"},
+      {"[Site\n", false, "syntax error on line 1"},
+      {"[Other]\nSiteID=P1\n", false, "no section [Site]"},
+      {"[Site]\nSiteID=  \n", false, "[Site] SiteID: missing or empty"},
+      {"[Site]\nSiteID=P1\n", true, "no section [DAHS1] (it needs at least a Description line)"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.message);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("settings.ini"));
+    if (c.text != nullptr) {
+      QFile file(path);
+      ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+      file.write(c.text);
+    }
+    SiteSettingsReader reader;
+    EXPECT_EQ(reader.Open(path), c.opens);
+    if (c.opens) {
+      EXPECT_FALSE(reader.LoadDahs(1));
+    }
+    EXPECT_TRUE(reader.TakeMessages().join(u'\n').contains(QLatin1String(c.message)));
   }
 }
 

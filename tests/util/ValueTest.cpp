@@ -55,6 +55,10 @@ TEST(Decimal, ConversionsAndArithmetic) {
   EXPECT_EQ(Decimal::Parse("2.51")->ToInt64(), 3);
   EXPECT_FALSE(Decimal::Parse("1E20")->ToInt64());
   EXPECT_EQ((*Decimal::Parse("0.1") + *Decimal::Parse("0.2")).ToText(), "0.3");
+  Decimal assigned(7);
+  const Decimal source = *Decimal::Parse("-12.25");
+  assigned = source;
+  EXPECT_EQ(assigned.ToText(), "-12.25");
   EXPECT_EQ(Divide(Decimal(1), Decimal(3))->ToText(), "0.33333333333333333333333333333");
   EXPECT_FALSE(Divide(Decimal(1), Decimal(0)));
   EXPECT_LT(*Decimal::Parse("-0.5"), Decimal(0));
