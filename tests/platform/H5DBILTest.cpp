@@ -80,6 +80,25 @@ TEST_P(H5DBILTest, CommandRecordsRoundTripWithTheirSite) {
   EXPECT_EQ(rows[1][4].toString(), QStringLiteral("TELM-0049"));
 }
 
+TEST_P(H5DBILTest, BatchesOfRecordsAreWholeAtEverySizeAroundAStatementsRows) {
+  // The batch goes out in statements of 100 rows and one for the rest.
+  int written = 0;
+  for (const int count : {1, 99, 100, 101, 200}) {
+    std::vector<MessageRecord> records(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+      records[static_cast<std::size_t>(i)].commandText = QString::number(written + i);
+    }
+    QString error;
+    ASSERT_TRUE(dbil_.WriteMessageRecords(records, &error)) << count << ": " << error.toStdString();
+    written += count;
+  }
+  const auto rows = db_->Rows(QStringLiteral("SELECT commandtext FROM H5IOCOMMAND ORDER BY id"));
+  ASSERT_EQ(rows.size(), written);
+  for (int i = 0; i < written; ++i) {
+    ASSERT_EQ(rows[i][0].toString(), QString::number(i));
+  }
+}
+
 TEST_P(H5DBILTest, CurrentValuesComeBackKeyedByIoid) {
   const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9, 250));
   PutRealtime(QStringLiteral("17C"), 12.5, QString(), stamp);
