@@ -182,6 +182,16 @@ TEST(XmlHostile, TheAttributeLimitIsExact) {
   };
   EXPECT_TRUE(ParseXmlDocument(nullptr, element(1000)));
   ExpectRefusedDocument(element(1001));
+  // A tag's text inside a comment, a CDATA section or a processing instruction is not a tag,
+  // even after a ">" there.
+  const QString flood = element(1001).chopped(2) + QStringLiteral(">");
+  for (const QString& wrapped : {QStringLiteral("<!-- > ") + flood + QStringLiteral(" -->"),
+                                 QStringLiteral("<![CDATA[ > ") + flood + QStringLiteral(" ]]>"),
+                                 QStringLiteral("<?pi > ") + flood + QStringLiteral(" ?>")}) {
+    EXPECT_TRUE(
+        ParseXmlDocument(nullptr, QStringLiteral("<Event>") + wrapped + QStringLiteral("</Event>")))
+        << wrapped.left(20).toStdString();
+  }
 }
 
 TEST(XmlRead, AttributeReadersDefaultInsteadOfFailing) {
