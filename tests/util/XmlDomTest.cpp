@@ -170,6 +170,9 @@ TEST(XmlHostile, DeepNestingAndAttributeFloodsAreRefused) {
   QString fine = QStringLiteral("<!-- <x a=b> --><Event Desc=\"") +
                  QStringLiteral("=>").repeated(5000) + QStringLiteral("\"/>");
   EXPECT_TRUE(ParseXmlDocument(nullptr, fine));
+  EXPECT_TRUE(ParseXmlDocument(
+      nullptr,
+      QStringLiteral("<Event Desc=\"%1\" Note='%1'/>").arg(QStringLiteral("=").repeated(2000))));
 }
 
 TEST(XmlHostile, TheAttributeLimitIsExact) {
