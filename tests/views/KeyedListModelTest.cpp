@@ -44,6 +44,17 @@ TEST_F(KeyedListModelTest, SortedRowsOrderAsTextIgnoringCase) {
   EXPECT_EQ(model_.FindKey("2K"), model_.RowAt(2));
 }
 
+TEST_F(KeyedListModelTest, ARowWhoseTextEqualsOthersGoesAfterThem) {
+  model_.SetSorted(true);
+  for (const char* key : {"x1", "x2", "y", "x3"}) {
+    model_.AddRow(QString::fromLatin1(key), QString::fromLatin1(key[0] == 'y' ? "B" : "b"));
+  }
+  EXPECT_EQ(model_.RowAt(0), model_.FindKey("x1"));
+  EXPECT_EQ(model_.RowAt(1), model_.FindKey("x2"));
+  EXPECT_EQ(model_.RowAt(2), model_.FindKey("y"));
+  EXPECT_EQ(model_.RowAt(3), model_.FindKey("x3"));
+}
+
 TEST_F(KeyedListModelTest, TurningSortingOnReordersExistingRowsAndKeepsKeys) {
   for (const char* id : {"b", "C", "a"}) {
     model_.AddRow(QString::fromLatin1(id), QString::fromLatin1(id));
