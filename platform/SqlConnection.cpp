@@ -127,7 +127,12 @@ QDateTime ParseSqlTimestamp(QStringView text) {
       (text.size() == 23 && text[19] != u'.')) {
     return {};
   }
-  const QDate date(Digits(text, 0, 4), Digits(text, 5, 2), Digits(text, 8, 2));
+  // A year that is not four digits would otherwise read as a year before the common era.
+  const int year = Digits(text, 0, 4);
+  if (year < 1) {
+    return {};
+  }
+  const QDate date(year, Digits(text, 5, 2), Digits(text, 8, 2));
   const QTime time(Digits(text, 11, 2), Digits(text, 14, 2), Digits(text, 17, 2),
                    text.size() == 23 ? Digits(text, 20, 3) : 0);
   if (!date.isValid() || !time.isValid()) {

@@ -69,7 +69,8 @@ TEST(SqlTimestamps, OnlyTheRowFormIsReadFastAndAnyOtherShapeIsLeftToTheGeneralPa
         u"2024/03-14T14:05:09", u"2024-03/14T14:05:09", u"2024-03-14X14:05:09",
         u"2024-03-14T14.05:09", u"2024-03-14T14:05.09", u"2024-03-14T14:05:09,250",
         u"2024-13-14T14:05:09", u"2024-03-14T24:05:09", u"2024-0a-14T14:05:09",
-        u"2024-03-14T14:05:09.2x0", u"20240-3-14T14:05:09"}) {
+        u"2024-03-14T14:05:09.2x0", u"20240-3-14T14:05:09", u"2x24-03-14T14:05:09",
+        u"0000-03-14T14:05:09"}) {
     EXPECT_FALSE(ParseSqlTimestamp(other).isValid()) << QString::fromUtf16(other).toStdString();
   }
   // Every shape still reads through the general parser.
