@@ -33,59 +33,72 @@ int PixelsOf(const QImage& image, const QColor& colour) {
   return count;
 }
 
-TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
-  KeyedListModel model;
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
-  TrendRecorder recorder(model);
+// Channels 1 and 2 watched and recorded, with the trend window shown.
+struct ShownTrends {
+  struct Watched {
+    Watched() {
+      channels.Setup({}, model, 0);
+      channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
+    }
+    KeyedListModel model;
+    ChannelListviewManager channels;
+  };
+  ShownTrends() {
+    window.resize(800, 500);
+    window.show();
+  }
+  Watched watched;
+  KeyedListModel& model = watched.model;
+  TrendRecorder recorder{watched.model};
   ScriptedPrompter prompter;
-  TrendWindow window(recorder, prompter);
-  window.resize(800, 500);
-  window.show();
+  TrendWindow window{recorder, prompter};
+};
+
+TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
+  ShownTrends s;
   const QDateTime t0 = QDateTime::currentDateTime();
   for (int i = 0; i < 40; ++i) {
     CurrentValues values;
     values.insert("1C", CurrentValueItem{"1C", t0, i % 7 * 1.0, ""});
     values.insert("2C", CurrentValueItem{"2C", t0, 20.0 - i % 5, ""});
-    recorder.TickRead(t0.addSecs(2LL * i), &values);
+    s.recorder.TickRead(t0.addSecs(2LL * i), &values);
   }
   QApplication::processEvents();
-  window.Plot()->ShowAll();
-  const QColor first = window.Plot()->Graph("1C")->pen().color();
-  const QColor second = window.Plot()->Graph("2C")->pen().color();
-  const QImage drawn = window.Plot()->toPixmap().toImage();
+  s.window.Plot()->ShowAll();
+  const QColor first = s.window.Plot()->Graph("1C")->pen().color();
+  const QColor second = s.window.Plot()->Graph("2C")->pen().color();
+  const QImage drawn = s.window.Plot()->toPixmap().toImage();
   EXPECT_GT(PixelsOf(drawn, first), 200);
   EXPECT_GT(PixelsOf(drawn, second), 200);
 
-  window.Plot()->Graph("2C")->setVisible(false);
-  window.Plot()->replot();
-  EXPECT_LT(PixelsOf(window.Plot()->toPixmap().toImage(), second), 40);  // the legend's sample
+  s.window.Plot()->Graph("2C")->setVisible(false);
+  s.window.Plot()->replot();
+  EXPECT_LT(PixelsOf(s.window.Plot()->toPixmap().toImage(), second), 40);  // the legend's sample
 
-  window.Action("Pause")->setChecked(true);
-  const int shown = window.Plot()->Graph("1C")->dataCount();
-  recorder.TickRead(t0.addSecs(200), nullptr);
-  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown);
-  EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 41U);
-  window.Action("Pause")->setChecked(false);
-  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
-  window.showMinimized();  // takes nothing until it is shown again, then all it missed
-  recorder.TickRead(t0.addSecs(202), nullptr);
-  recorder.TickRead(t0.addSecs(204), nullptr);
-  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 1);
-  window.showNormal();
-  EXPECT_EQ(window.Plot()->Graph("1C")->dataCount(), shown + 3);
+  s.window.Action("Pause")->setChecked(true);
+  const int shown = s.window.Plot()->Graph("1C")->dataCount();
+  s.recorder.TickRead(t0.addSecs(200), nullptr);
+  EXPECT_EQ(s.window.Plot()->Graph("1C")->dataCount(), shown);
+  EXPECT_EQ(s.recorder.Points(*s.recorder.Find("1C")).size(), 41U);
+  s.window.Action("Pause")->setChecked(false);
+  EXPECT_EQ(s.window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  s.window.showMinimized();  // takes nothing until it is shown again, then all it missed
+  s.recorder.TickRead(t0.addSecs(202), nullptr);
+  s.recorder.TickRead(t0.addSecs(204), nullptr);
+  EXPECT_EQ(s.window.Plot()->Graph("1C")->dataCount(), shown + 1);
+  s.window.showNormal();
+  EXPECT_EQ(s.window.Plot()->Graph("1C")->dataCount(), shown + 3);
 
-  model.RemoveRow(model.FindKey("1C"));
-  EXPECT_EQ(window.Plot()->Graph("1C"), nullptr);
+  s.model.RemoveRow(s.model.FindKey("1C"));
+  EXPECT_EQ(s.window.Plot()->Graph("1C"), nullptr);
 
-  window.Plot()->Graph("2C")->setVisible(true);
+  s.window.Plot()->Graph("2C")->setVisible(true);
   QTemporaryDir dir;
-  prompter.QueueSaveFile(dir.filePath("t.png"));
-  window.SavePicture();
+  s.prompter.QueueSaveFile(dir.filePath("t.png"));
+  s.window.SavePicture();
   EXPECT_FALSE(QImage(dir.filePath("t.png")).isNull());
-  prompter.QueueSaveFile(dir.filePath("t.csv"));
-  window.ExportCsv();
+  s.prompter.QueueSaveFile(dir.filePath("t.csv"));
+  s.window.ExportCsv();
   QFile csv(dir.filePath("t.csv"));
   ASSERT_TRUE(csv.open(QIODevice::ReadOnly));
   EXPECT_TRUE(csv.readLine().startsWith("Time,2C\r\n"));
@@ -102,30 +115,22 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
   };
   for (const Case& c : {Case{0.0, 20.0}, Case{0.2, 0.4}, Case{-3.0, -3.0}}) {
     SCOPED_TRACE(c.high);
-    KeyedListModel model;
-    ChannelListviewManager channels;
-    channels.Setup({}, model, 0);
-    channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
-    TrendRecorder recorder(model);
-    ScriptedPrompter prompter;
-    TrendWindow window(recorder, prompter);
-    window.resize(800, 500);
-    window.show();
+    ShownTrends s;
     const QDateTime t0 = QDateTime::currentDateTime();
     for (int i = 0; i < 400; ++i) {  // 800 s, more than the ten minutes shown
       CurrentValues values;
       values.insert("1C", CurrentValueItem{"1C", t0, i % 2 == 0 ? c.low : c.high, ""});
       values.insert("2C", CurrentValueItem{"2C", t0, c.low, ""});
-      recorder.TickRead(t0.addSecs(2LL * i), &values);
+      s.recorder.TickRead(t0.addSecs(2LL * i), &values);
     }
-    TrendPlot* plot = window.Plot();
-    const double newest = recorder.TimeAt(recorder.EndTick() - 1);
+    TrendPlot* plot = s.window.Plot();
+    const double newest = s.recorder.TimeAt(s.recorder.EndTick() - 1);
     EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
     EXPECT_DOUBLE_EQ(plot->xAxis->range().upper, newest + 12);
     const double pad = c.high > c.low ? (c.high - c.low) / 20 : 1.0;  // a flat line: one
     EXPECT_NEAR(plot->yAxis->range().lower, c.low - pad, 1e-9);
     EXPECT_NEAR(plot->yAxis->range().upper, c.high + pad, 1e-9);
-    window.Action("OwnScales")->setChecked(true);
+    s.window.Action("OwnScales")->setChecked(true);
     EXPECT_NEAR(plot->Graph("1C")->valueAxis()->range().lower, c.low - pad, 1e-9);
     EXPECT_NEAR(plot->Graph("2C")->valueAxis()->range().lower, c.low - 1, 1e-9);  // flat
     EXPECT_NEAR(plot->Graph("2C")->valueAxis()->range().upper, c.low + 1, 1e-9);
@@ -139,7 +144,7 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
                      Qt::NoModifier);
     QApplication::sendEvent(plot, &move);
     EXPECT_TRUE(plot->item(0)->visible());
-    EXPECT_TRUE(window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
+    EXPECT_TRUE(s.window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
   }
 }
 
