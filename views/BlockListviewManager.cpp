@@ -76,6 +76,13 @@ constexpr std::size_t CellIndex(int column) {
   return kCells.size();
 }
 
+// The cells the row colour is worked out from, found once.
+constexpr std::size_t kDisabledCell = CellIndex(B::ColDisabled);
+constexpr std::size_t kFailCountCell = CellIndex(B::ColFailCount);
+constexpr std::size_t kRandomCell = CellIndex(B::ColRandom);
+static_assert(kDisabledCell < kCells.size() && kFailCountCell < kCells.size() &&
+              kRandomCell < kCells.size());
+
 // Grey for disabled, red for failing (even when disabled), blue for random values only when
 // neither applies.
 ColorRef BlockColor(std::optional<bool> disabled, const QString& failCount,
@@ -115,9 +122,8 @@ void BlockListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
       WriteText(row, kCells[i].column, attributes, i);
     }
   }
-  ApplyColor(row,
-             BlockColor(booleans[CellIndex(ColDisabled)], attributes.Text(CellIndex(ColFailCount)),
-                        booleans[CellIndex(ColRandom)]));
+  ApplyColor(row, BlockColor(booleans[kDisabledCell], attributes.Text(kFailCountCell),
+                             booleans[kRandomCell]));
 }
 
 bool BlockListviewManager::IsHDRBlock(std::int32_t blockId) const {
