@@ -66,13 +66,17 @@ class WorkWatch final : public QObject {
       longest_ = current_;
     }
     last_ = now;
-    current_ = QStringLiteral("event %1 to a %2")
-                   .arg(static_cast<int>(event->type()))
-                   .arg(QString::fromLatin1(receiver->metaObject()->className()));
+    // Only what names the event is kept here; the text is made once, for the report.
+    current_ = {static_cast<int>(event->type()), receiver->metaObject()};
     return false;
   }
   qint64 LongestMs() const { return longestNs_ / 1000000; }
-  const QString& Longest() const { return longest_; }
+  QString Longest() const {
+    return QStringLiteral("event %1 to a %2")
+        .arg(longest_.type)
+        .arg(QString::fromLatin1(longest_.receiver != nullptr ? longest_.receiver->className()
+                                                              : "(nothing)"));
+  }
 
  private:
   static qint64 ThreadCpuNs() {
@@ -82,8 +86,12 @@ class WorkWatch final : public QObject {
   }
   qint64 last_ = 0;
   qint64 longestNs_ = 0;
-  QString current_;
-  QString longest_;
+  struct Delivery {
+    int type = 0;
+    const QMetaObject* receiver = nullptr;
+  };
+  Delivery current_;
+  Delivery longest_;
 };
 
 // How late a 100 ms timer of the window runs. A beat is late by its own work when the window's
