@@ -9,6 +9,7 @@
 
 #include <QLocale>
 #include <QTcpSocket>
+#include <QTimer>
 
 #include <cmath>
 #include <limits>
@@ -35,8 +36,16 @@ QString FormatByteCount(std::uint64_t count) {
 }
 
 IosConnection::IosConnection(IRaiseMsg& sink, IosLinkSettings settings, QObject* parent)
-    : QObject(parent), sink_(sink), settings_(std::move(settings)), socket_(new QTcpSocket(this)) {
+    : QObject(parent),
+      sink_(sink),
+      settings_(std::move(settings)),
+      socket_(new QTcpSocket(this)),
+      pumpTimer_(new QTimer(this)) {
   socket_->setObjectName(QStringLiteral("Winsock1"));
+  socket_->setReadBufferSize(SocketReadBufferSize);
+  pumpTimer_->setSingleShot(true);
+  pumpTimer_->setInterval(0);
+  connect(pumpTimer_, &QTimer::timeout, this, &IosConnection::Pump);
   connect(socket_, &QTcpSocket::connected, this, &IosConnection::OnConnected);
   connect(socket_, &QTcpSocket::disconnected, this, &IosConnection::OnDisconnected);
   connect(socket_, &QTcpSocket::readyRead, this, &IosConnection::OnReadyRead);
@@ -46,7 +55,16 @@ IosConnection::IosConnection(IRaiseMsg& sink, IosLinkSettings settings, QObject*
 IosConnection::~IosConnection() {
   // Tearing the socket down is not the server closing the link.
   closingLocally_ = true;
+  waiting_.clear();
   socket_->abort();
+}
+
+std::size_t IosConnection::EventsWaiting() const {
+  std::size_t n = 0;
+  for (const EventBatch& batch : waiting_) {
+    n += batch.Remaining();
+  }
+  return n;
 }
 
 int IosConnection::SocketState() const { return static_cast<int>(socket_->state()); }
@@ -124,6 +142,7 @@ void IosConnection::StartConnect() {
 }
 
 void IosConnection::DisconnectFromIOS() {
+  DrainAll();
   try {
     const int state = SocketState();
     if (state == 0) {
@@ -165,6 +184,7 @@ void IosConnection::RequestFullRefresh() {
 }
 
 void IosConnection::OnConnected() {
+  DrainAll();
   try {
     Report(MsgType::Progress, QStringLiteral("TELM-0030: Connected to IOS."));
     ResetReceiveState();
@@ -179,6 +199,7 @@ void IosConnection::OnDisconnected() {
   if (closingLocally_) {
     return;
   }
+  DrainAll();
   try {
     Report(MsgType::Progress, QStringLiteral("TELM-0028: Connection to IOS is closed."));
     ResetReceiveState();
@@ -202,8 +223,65 @@ void IosConnection::OnErrorOccurred(QAbstractSocket::SocketError error) {
 }
 
 void IosConnection::OnReadyRead() {
+  // While earlier events wait (or a handler runs), the bytes wait in the socket for the pump.
+  if (waiting_.empty() && !dispatching_) {
+    Pump();
+  }
+}
+
+void IosConnection::Pump() {
+  if (dispatching_) {
+    return;
+  }
+  const auto deadline = EventBatch::Clock::now() + DispatchSlice;
+  do {
+    if (!waiting_.empty()) {
+      DispatchFront(deadline);
+    } else if (!ReadArrival()) {
+      break;
+    }
+  } while (EventBatch::Clock::now() < deadline);
+  if (!waiting_.empty() || socket_->bytesAvailable() > 0) {
+    pumpTimer_->start();
+  }
+}
+
+void IosConnection::DrainAll() {
+  if (dispatching_) {
+    return;
+  }
+  pumpTimer_->stop();
+  while (!waiting_.empty() || ReadArrival()) {
+    if (!waiting_.empty()) {
+      DispatchFront(EventBatch::Clock::time_point::max());
+    }
+  }
+}
+
+void IosConnection::DispatchFront(EventBatch::Clock::time_point deadline) {
+  bool finished = true;
+  dispatching_ = true;
+  try {
+    finished = waiting_.front().DispatchUntil(handlers_, sink_, deadline);
+  } catch (...) {
+    // The rest of that arrival is dropped.
+    ReportCaught("TELM-0034");
+  }
+  dispatching_ = false;
+  if (finished) {
+    waiting_.pop_front();
+  }
+}
+
+bool IosConnection::ReadArrival() {
+  if (socket_->bytesAvailable() <= 0) {
+    return false;
+  }
   try {
     const QByteArray chunk = socket_->readAll();
+    if (chunk.isEmpty()) {
+      return false;
+    }
     bytesReceivedTotal_ += static_cast<std::uint64_t>(chunk.size());
     SetPanel(FormatByteCount(bytesReceivedTotal_));
     xml::XmlDocument doc = buffer_.Append(chunk);
@@ -215,14 +293,14 @@ void IosConnection::OnReadyRead() {
                                     ReceivedTextShown) +
                  QLatin1Char(')'));
       doc = ResynchroniseIfOverCap();
-      if (!doc) {
-        return;
-      }
     }
-    DispatchEvents(doc, handlers_, sink_);
+    if (doc) {
+      waiting_.emplace_back(std::move(doc));
+    }
   } catch (...) {
     ReportCaught("TELM-0034");
   }
+  return true;
 }
 
 xml::XmlDocument IosConnection::ResynchroniseIfOverCap() {

@@ -4,8 +4,16 @@
 // disconnecting, sending commands, and turning what arrives into events for the handlers.
 // Everything runs on the user-interface thread; every operation and socket notification
 // catches its own failures and reports them once through the message sink.
+//
+// A large arrival (the whole configuration after a connect) is handed to the handlers a slice
+// at a time, with the event loop running in between, so the window's timers and input are never
+// held up for long. Events keep their order: while some wait, later bytes wait in the socket,
+// whose own buffer is bounded so that a peer sending faster than the pages take it is held back
+// by TCP instead of filling memory. Whatever arrived is handled before a change of the link's
+// state is acted on.
 
 #include "ioslink/ICommandSender.h"
+#include "ioslink/IosEventDispatch.h"
 #include "ioslink/IosEventHandlers.h"
 #include "ioslink/IosReceiveBuffer.h"
 #include "util/IRaiseMsg.h"
@@ -14,10 +22,13 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 
 class QTcpSocket;
+class QTimer;
 
 namespace telmon {
 
@@ -63,6 +74,13 @@ class IosConnection : public QObject, public ICommandSender {
   // What the "BytesReceived" status panel shows now.
   const QString& BytesReceivedText() const { return panelText_; }
   qsizetype PendingBytes() const { return buffer_.PendingSize(); }
+  // Events parsed but not yet handed to the handlers.
+  std::size_t EventsWaiting() const;
+
+  // The longest the handlers are given in one go before the event loop runs again.
+  static constexpr std::chrono::milliseconds DispatchSlice{20};
+  // What the socket buffers before it stops reading from the peer.
+  static constexpr qint64 SocketReadBufferSize = qint64{1} * 1024 * 1024;
 
  Q_SIGNALS:
   // New text for the "BytesReceived" status panel: the link state or the byte count.
@@ -72,6 +90,14 @@ class IosConnection : public QObject, public ICommandSender {
   void OnConnected();
   void OnDisconnected();
   void OnReadyRead();
+  // Reads and parses what the socket holds; false when it held nothing.
+  bool ReadArrival();
+  // Hands waiting events to the handlers for one slice; reads on when none wait.
+  void Pump();
+  // Hands the first waiting arrival's events over until the deadline.
+  void DispatchFront(EventBatch::Clock::time_point deadline);
+  // Everything received so far, handled at once.
+  void DrainAll();
   void OnErrorOccurred(QAbstractSocket::SocketError error);
   void StartConnect();
   void ResetReceiveState();
@@ -85,6 +111,9 @@ class IosConnection : public QObject, public ICommandSender {
   IIosEventHandlers* handlers_ = nullptr;
   QTcpSocket* socket_;  // child of this object
   IosReceiveBuffer buffer_;
+  std::deque<EventBatch> waiting_;
+  QTimer* pumpTimer_;         // child of this object
+  bool dispatching_ = false;  // a handler is running (it may run a nested event loop)
   std::uint64_t bytesReceivedTotal_ = 0;
   QString panelText_;
   bool closingLocally_ = false;

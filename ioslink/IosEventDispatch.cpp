@@ -4,6 +4,8 @@
 #include "util/TextConversionFunctions.h"
 #include "util/UtilityFunctions.h"
 
+#include <utility>
+
 namespace telmon {
 
 namespace {
@@ -50,6 +52,16 @@ bool Route(const QByteArray& type, xml::XmlElement event, IIosEventHandlers& h,
   return true;
 }
 
+void DispatchOne(xml::XmlElement event, IIosEventHandlers& h, IRaiseMsg& sink,
+                 bool& channelConfigChanged) {
+  const QByteArray type = xml::GetAttributeText(event, EventAttribute::EventTypeName).toUtf8();
+  if (!Route(type, event, h, channelConfigChanged)) {
+    sink.RaiseMsg(MsgType::UnknownEvent,
+                  QStringLiteral("TELM-0033: Unrecognized eventtype from IOS. (XML=") +
+                      TruncateForDisplay(xml::NodeXml(event), EventXmlShown) + QLatin1Char(')'));
+  }
+}
+
 }  // namespace
 
 void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IRaiseMsg& sink) {
@@ -57,16 +69,31 @@ void DispatchEvents(const xml::XmlDocument& doc, IIosEventHandlers* handlers, IR
   IIosEventHandlers& h = handlers != nullptr ? *handlers : none;
   bool channelConfigChanged = false;
   for (xml::XmlElement event : xml::SelectNodes(doc, "//Event")) {
-    const QByteArray type = xml::GetAttributeText(event, EventAttribute::EventTypeName).toUtf8();
-    if (!Route(type, event, h, channelConfigChanged)) {
-      sink.RaiseMsg(MsgType::UnknownEvent,
-                    QStringLiteral("TELM-0033: Unrecognized eventtype from IOS. (XML=") +
-                        TruncateForDisplay(xml::NodeXml(event), EventXmlShown) + QLatin1Char(')'));
-    }
+    DispatchOne(event, h, sink, channelConfigChanged);
   }
   if (channelConfigChanged) {
     h.OnChannelConfigBurstEnd();
   }
+}
+
+EventBatch::EventBatch(xml::XmlDocument doc)
+    : doc_(std::move(doc)), events_(xml::SelectNodes(doc_, "//Event")) {}
+
+bool EventBatch::DispatchUntil(IIosEventHandlers* handlers, IRaiseMsg& sink,
+                               Clock::time_point deadline) {
+  NoHandlers none;
+  IIosEventHandlers& h = handlers != nullptr ? *handlers : none;
+  while (next_ < events_.size()) {
+    DispatchOne(events_[next_++], h, sink, channelConfigChanged_);
+    if (next_ < events_.size() && Clock::now() >= deadline) {
+      return false;
+    }
+  }
+  if (channelConfigChanged_) {
+    channelConfigChanged_ = false;
+    h.OnChannelConfigBurstEnd();
+  }
+  return true;
 }
 
 void HandleMessageEvent(xml::XmlElement event, IIosEventHandlers* handlers) {

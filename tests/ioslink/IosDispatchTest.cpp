@@ -4,7 +4,11 @@
 
 #include "IosLinkTestPeer.h"
 
+#include <QTimer>
+
 #include <gtest/gtest.h>
+
+#include <map>
 
 namespace telmon {
 namespace {
@@ -37,8 +41,11 @@ class IosDispatchTest : public ::testing::Test {
   void Arrive(const QByteArray& bytes, int timeoutMs = 5000) {
     const auto target = received_ + static_cast<quint64>(bytes.size());
     ios_.Send(bytes);
-    ASSERT_TRUE(
-        QTest::qWaitFor([&] { return connection_.BytesReceivedTotal() >= target; }, timeoutMs));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+          return connection_.BytesReceivedTotal() >= target && connection_.EventsWaiting() == 0;
+        },
+        timeoutMs));
     received_ = target;
   }
 
@@ -94,6 +101,102 @@ TEST_F(IosDispatchTest, ABurstOfConfigurationUpdatesEndsOnce) {
   expected << "Settings:3"
            << "BurstEnd";
   EXPECT_EQ(handlers_.calls, expected);
+}
+
+// A batch handed over a slice at a time gives the handlers what one call would, in the same order.
+TEST(EventBatchTest, ASliceAtATimeGivesWhatOneGoGives) {
+  const QByteArray text = R"(<Event eventtype="ChannelConfigFullUpdate"/>)"
+                          R"(<Event eventtype="ChannelConfigUpdate" ID="1"/>)"
+                          R"(<Event eventtype="odd"/><Event eventtype="QUpdate" QName="Q"/>)";
+  RecordingHandlers whole;
+  RecordingSink wholeSink;
+  DispatchEvents(ParseLatin1Fragment(text), &whole, wholeSink);
+
+  RecordingHandlers sliced;
+  RecordingSink slicedSink;
+  EventBatch batch(ParseLatin1Fragment(text));
+  const auto past = EventBatch::Clock::now() - std::chrono::seconds(1);
+  std::vector<std::size_t> remaining;
+  // A deadline already gone still lets one event through per call.
+  while (!batch.DispatchUntil(&sliced, slicedSink, past)) {
+    remaining.push_back(batch.Remaining());
+  }
+  EXPECT_EQ(remaining, (std::vector<std::size_t>{3, 2, 1}));
+  EXPECT_EQ(batch.Remaining(), 0U);
+  EXPECT_EQ(sliced.calls, whole.calls);
+  EXPECT_EQ(sliced.calls.last(), QStringLiteral("BurstEnd"));
+  EXPECT_EQ(slicedSink.Texts(), wholeSink.Texts());
+  ASSERT_EQ(slicedSink.messages.size(), 1U);
+  // Finished, it stays finished: no second burst end.
+  EXPECT_TRUE(batch.DispatchUntil(&sliced, slicedSink, past));
+  EXPECT_EQ(sliced.calls.size(), whole.calls.size());
+
+  EventBatch all(ParseLatin1Fragment(text));
+  RecordingHandlers inOneGo;
+  EXPECT_TRUE(all.DispatchUntil(&inOneGo, slicedSink, EventBatch::Clock::time_point::max()));
+  EXPECT_EQ(inOneGo.calls, whole.calls);
+}
+
+QByteArray Devices(int from, int to) {
+  QByteArray text;
+  for (int id = from; id <= to; ++id) {
+    text += QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="%1"/>)").arg(id).toLatin1();
+  }
+  return text;
+}
+
+QStringList DeviceCalls(int from, int to) {
+  QStringList calls;
+  for (int id = from; id <= to; ++id) calls << QStringLiteral("Device:%1").arg(id);
+  return calls;
+}
+
+// A large arrival must not hold the window up: the handlers get it in slices with the event loop
+// running in between, in order, and an arrival behind it waits its turn.
+TEST_F(IosDispatchTest, ALargeArrivalIsHandedOverInSlicesInOrder) {
+  handlers_.busyPerDevice = std::chrono::microseconds(100);
+  int loopTurns = 0;
+  QTimer turns;
+  turns.setInterval(0);
+  QObject::connect(&turns, &QTimer::timeout, [&] { ++loopTurns; });
+  turns.start();
+  std::map<int, int> eventsPerTurn;
+  handlers_.onDevice = [&] { ++eventsPerTurn[loopTurns]; };
+
+  const int count = 3000;  // at least 0.3 s of the handlers' work
+  ios_.Send(Devices(1, count) + Devices(count + 1, count + 10));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return handlers_.calls.size() == count + 10; }, 60000));
+  EXPECT_EQ(handlers_.calls, DeviceCalls(1, count + 10));
+  EXPECT_EQ(connection_.EventsWaiting(), 0U);
+  // The window is never held up for more than 50 ms (a slice ends once its time is up), and each
+  // event takes at least 100 us.
+  const int perSlice = 500;
+  int most = 0;
+  for (const auto& [turn, events] : eventsPerTurn) most = std::max(most, events);
+  EXPECT_LE(most, perSlice);
+  EXPECT_GE(eventsPerTurn.size(), static_cast<std::size_t>(count / perSlice));
+}
+
+// What arrived before the server closed the link is handed over before the close is reported,
+// however much of it was still waiting.
+TEST_F(IosDispatchTest, EventsWaitingAtAServerCloseAreHandledBeforeIt) {
+  handlers_.busyPerDevice = std::chrono::microseconds(100);
+  const int count = 2000;
+  int handledAfterClose = 0;
+  handlers_.onDevice = [&] {
+    if (handlers_.calls.size() == 1) {
+      // The first slice is under way: the server closes now.
+      ios_.Peer()->disconnectFromHost();
+    }
+    handledAfterClose += sink_.Count(QStringLiteral("TELM-0028")) > 0 ? 1 : 0;
+  };
+  ios_.Send(Devices(1, count));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return connection_.SocketState() == 0; }, 60000));
+  QTest::qWait(50);
+  EXPECT_EQ(handlers_.calls, DeviceCalls(1, count));
+  EXPECT_EQ(handledAfterClose, 0);
+  EXPECT_EQ(sink_.Texts().last(), QStringLiteral("TELM-0028: Connection to IOS is closed."));
+  EXPECT_EQ(connection_.EventsWaiting(), 0U);
 }
 
 TEST_F(IosDispatchTest, UnknownTypesAreReportedAndSkipped) {

@@ -11,6 +11,8 @@
 #include <QTcpSocket>
 #include <QtTest/QTest>
 
+#include <chrono>
+#include <functional>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -40,14 +42,22 @@ struct RecordingSink final : IRaiseMsg {
 // Records each call as "<kind>:<identifying attribute>".
 struct RecordingHandlers final : IIosEventHandlers {
   QStringList calls;
-  QString throwOnId;  // a DeviceUpdate with this DeviceID throws
+  QString throwOnId;                           // a DeviceUpdate with this DeviceID throws
+  std::chrono::microseconds busyPerDevice{0};  // work a DeviceUpdate takes, in wall time
+  std::function<void()> onDevice;              // runs after each DeviceUpdate is recorded
 
   void OnDeviceUpdate(xml::XmlElement e) override {
+    const auto until = std::chrono::steady_clock::now() + busyPerDevice;
+    while (std::chrono::steady_clock::now() < until) {
+    }
     const QString id = xml::GetAttributeText(e, "DeviceID");
     if (!throwOnId.isEmpty() && id == throwOnId) {
       throw HandlerError(91, QStringLiteral("Object variable not set"));
     }
     calls << QStringLiteral("Device:") + id;
+    if (onDevice) {
+      onDevice();
+    }
   }
   void OnQueueUpdate(xml::XmlElement e) override {
     calls << QStringLiteral("Queue:") + xml::GetAttributeText(e, "QName");

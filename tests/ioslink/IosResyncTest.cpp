@@ -118,8 +118,11 @@ class IosResyncTest : public ::testing::Test {
   void Arrive(const QByteArray& bytes) {
     const auto target = connection_->BytesReceivedTotal() + static_cast<quint64>(bytes.size());
     ios_.Send(bytes);
-    ASSERT_TRUE(
-        QTest::qWaitFor([&] { return connection_->BytesReceivedTotal() >= target; }, 60000));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+          return connection_->BytesReceivedTotal() >= target && connection_->EventsWaiting() == 0;
+        },
+        60000));
     maxPending_ = std::max(maxPending_, connection_->PendingBytes());
   }
 

@@ -67,7 +67,9 @@ TEST(SiteStateTest, FollowsTheEventStreamAndTheJournal) {
   auto arrive = [&](const QByteArray& bytes) {
     sent += static_cast<quint64>(bytes.size());
     ios.Send(bytes);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return connection.BytesReceivedTotal() >= sent; }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return connection.BytesReceivedTotal() >= sent && connection.EventsWaiting() == 0; },
+        10000));
   };
   struct Step {
     const char* name;

@@ -78,7 +78,11 @@ class IOSSettingsPageTest : public ::testing::Test {
     const QByteArray event = R"(<Event eventtype="IOSSettingsUpdate")" + attributes + "/>";
     ios_.Send(event);
     ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return link_->BytesReceivedTotal() >= target + quint64(event.size()); }, 30000));
+        [&] {
+          return link_->BytesReceivedTotal() >= target + quint64(event.size()) &&
+                 link_->EventsWaiting() == 0;
+        },
+        30000));
   }
 
   FakeIos ios_;
