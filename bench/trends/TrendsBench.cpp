@@ -1,10 +1,16 @@
 // The trend window and the list filter against what the program already pays for.
 //   BM_ChannelTick50         one channel tick for 50 watched channels (read, rows, recording)
-//   BM_TrendReplotAfterTick  one recorded tick plus the trend window's replot, 50 channels with
-//                            7,200 points each, the last ten minutes shown (the live view);
-//                            "vs_tick" is its time over the tick's
+//   BM_TrendReplotAfterTick  one recorded tick and what the trend window then draws, 50 channels
+//                            with 7,200 points each, the last ten minutes shown (the live view,
+//                            a strip chart: most ticks draw only their new pieces of line, and
+//                            the whole plot is drawn when the time scale moves on); "vs_tick"
+//                            is its time over the tick's, "whole" the share of ticks drawn whole
+//   BM_TrendWholeReplotAfterTick
+//                            the same, with the whole plot drawn after every tick (the cost the
+//                            strip chart saves); "vs_strip" is its time over the strip chart's
 //   BM_TrendReplotScalesWithTicks, BM_TrendReplotFastPolylines
-//                            the same with one of the plot's settings undone (see PlotSetup)
+//                            the whole replot with one of the plot's settings undone (see
+//                            PlotSetup)
 //   BM_ChartsRedrawAfterTick the same lines drawn with Qt Charts instead (the other plotting
 //                            library the window could use): one point appended to each of 50
 //                            line series of 7,200 points, the oldest dropped, the time axis
@@ -52,6 +58,7 @@ namespace {
 
 constexpr int Channels = 50;
 double tickSeconds = 0;
+double stripSeconds = 0;
 double updatesSeconds = 0;
 QSize plotSize(1180, 600);  // the trend plot's size in its window, taken from the run
 
@@ -117,10 +124,19 @@ CurrentValues SineValues(int tick) {
   return values;
 }
 
+struct PaintCounter : QObject {
+  int count = 0;
+  bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+    count += event->type() == QEvent::Paint ? 1 : 0;
+    return false;
+  }
+};
+
 // How the trend plot is set up for a run: as the window sets it up, or with one of its choices
 // undone to show what that choice is worth.
 enum class PlotSetup {
   AsShipped,
+  WholeEachTick,    // the whole plot drawn anew after every tick
   ScalesWithTicks,  // the hidden scales (the lines' own, top, right) work out ticks and labels
   FastPolylines,    // QCustomPlot's line-by-line drawing instead of one polyline per line
 };
@@ -160,21 +176,41 @@ void ReplotAfterTick(benchmark::State& state, PlotSetup setup) {
   for (int i = 0; i < 600; ++i) {
     reads.push_back(SineValues(tick + i));
   }
+  const int wholeBefore = plot->TicksDrawnWhole();
+  PaintCounter paints;
+  plot->installEventFilter(&paints);
   QElapsedTimer timer;
   timer.start();
   for (auto _ : state) {
     const CurrentValues& values = reads[static_cast<std::size_t>(tick) % reads.size()];
     recorder.TickRead(start.addSecs(2LL * tick++), &values);  // the window takes it at once
-    plot->replot(QCustomPlot::rpImmediateRefresh);
+    if (setup == PlotSetup::AsShipped) {
+      QApplication::processEvents();  // the queued replot or the strip's repaint
+    } else {
+      plot->replot(QCustomPlot::rpImmediateRefresh);
+    }
   }
   const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
   if (tickSeconds > 0) {
     state.counters["vs_tick"] = seconds / tickSeconds;
   }
+  if (setup == PlotSetup::AsShipped) {
+    stripSeconds = seconds;
+    state.counters["whole"] = static_cast<double>(plot->TicksDrawnWhole() - wholeBefore) /
+                              static_cast<double>(state.iterations());
+    // Each tick's drawing is in the time measured: one paint of the plot per tick.
+    state.counters["paints"] =
+        static_cast<double>(paints.count) / static_cast<double>(state.iterations());
+  } else if (stripSeconds > 0) {
+    state.counters["vs_strip"] = seconds / stripSeconds;
+  }
 }
 
 void BM_TrendReplotAfterTick(benchmark::State& state) {
   ReplotAfterTick(state, PlotSetup::AsShipped);
+}
+void BM_TrendWholeReplotAfterTick(benchmark::State& state) {
+  ReplotAfterTick(state, PlotSetup::WholeEachTick);
 }
 void BM_TrendReplotScalesWithTicks(benchmark::State& state) {
   ReplotAfterTick(state, PlotSetup::ScalesWithTicks);
@@ -342,6 +378,7 @@ void BM_FilterKeystroke(benchmark::State& state) {
 
 BENCHMARK(BM_ChannelTick50)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TrendReplotAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_TrendWholeReplotAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TrendReplotScalesWithTicks)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_TrendReplotFastPolylines)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ChartsRedrawAfterTick)->Unit(benchmark::kMillisecond)->UseRealTime();

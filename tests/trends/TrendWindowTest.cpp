@@ -104,10 +104,10 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   EXPECT_TRUE(csv.readLine().startsWith("Time,2C\r\n"));
 }
 
-// The live view: the last ten minutes up to the newest point, the shared scale (or each line's
-// own) fitted to the values shown with a twentieth of their spread to spare, a flat line's scale
-// steady tick after tick, and the hidden scales working out no ticks. The cursor line follows
-// the mouse and reads the values under it.
+// The live view: the last ten minutes up to the newest point and some to spare, the shared scale
+// (or each line's own) fitted to the values shown with a twentieth of their spread to spare, a flat
+// line's scale steady tick after tick, and the hidden scales working out no ticks. The cursor line
+// follows the mouse and reads the values under it.
 TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
   struct Case {
     double low;
@@ -125,8 +125,10 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
     }
     TrendPlot* plot = s.window.Plot();
     const double newest = s.recorder.TimeAt(s.recorder.EndTick() - 1);
-    EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
-    EXPECT_DOUBLE_EQ(plot->xAxis->range().upper, newest + 12);
+    // Ten minutes at least, with room to spare on the right.
+    EXPECT_LE(plot->xAxis->range().lower, newest - 600);
+    EXPECT_GE(plot->xAxis->range().upper, newest + 12);
+    EXPECT_DOUBLE_EQ(plot->xAxis->range().size(), 600 + 150);
     const double pad = c.high > c.low ? (c.high - c.low) / 20 : 1.0;  // a flat line: one
     EXPECT_NEAR(plot->yAxis->range().lower, c.low - pad, 1e-9);
     EXPECT_NEAR(plot->yAxis->range().upper, c.high + pad, 1e-9);
@@ -146,6 +148,79 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
     EXPECT_TRUE(plot->item(0)->visible());
     EXPECT_TRUE(s.window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
   }
+}
+
+// Pixels of the picture that differ between two pictures of the same size.
+int PixelsDiffering(const QImage& a, const QImage& b) {
+  int count = 0;
+  for (int y = 0; y < a.height(); ++y) {
+    for (int x = 0; x < a.width(); ++x) {
+      count += a.pixel(x, y) != b.pixel(x, y) ? 1 : 0;
+    }
+  }
+  return count;
+}
+
+// While following, a tick draws only its new pieces of line, and the picture is the one a whole
+// replot gives; the time scale moves on only when the newest point reaches its right end, and
+// a value off its scale has the plot drawn whole with the scale fitted to it. Gaps stay gaps.
+TEST(TrendWindow, TheLiveViewIsAStripChart) {
+  ShownTrends s;
+  TrendPlot* plot = s.window.Plot();
+  const QDateTime t0 = QDateTime::currentDateTime();
+  int tick = 0;
+  auto record = [&](double first, double second) {
+    CurrentValues values;
+    values.insert("1C", CurrentValueItem{"1C", t0, first, ""});
+    values.insert("2C", std::isnan(second) ? CurrentValueItem{"2C", t0, 0.0, "off"}  // a gap
+                                           : CurrentValueItem{"2C", t0, second, ""});
+    s.recorder.TickRead(t0.addSecs(2LL * tick++), &values);
+    QApplication::processEvents();  // ticks come two seconds apart
+  };
+  for (int i = 0; i < 100; ++i) record(i % 10, 2 + i % 3);
+  QApplication::processEvents();
+  const QCPRange time = plot->xAxis->range();
+  const QCPRange value = plot->yAxis->range();
+  const int whole = plot->TicksDrawnWhole();
+  const int inPlace = plot->TicksDrawnInPlace();
+
+  // Ten ticks inside the scales, one of them a gap on the second line.
+  for (int i = 0; i < 10; ++i) record(9 - i, i == 4 ? std::nan("") : 7.0 - i % 3);
+  QApplication::processEvents();
+  EXPECT_EQ(plot->TicksDrawnInPlace(), inPlace + 10);
+  EXPECT_EQ(plot->TicksDrawnWhole(), whole);
+  EXPECT_EQ(plot->xAxis->range(), time);
+  EXPECT_EQ(plot->yAxis->range(), value);
+  const QImage inPlacePicture = plot->grab().toImage();
+  plot->replot();
+  const QImage wholePicture = plot->grab().toImage();
+  ASSERT_EQ(inPlacePicture.size(), wholePicture.size());
+  // The new pieces are there, where a whole replot puts them (give or take a pixel's rounding).
+  const QColor first = plot->Graph("1C")->pen().color();
+  const QColor second = plot->Graph("2C")->pen().color();
+  EXPECT_GT(PixelsOf(inPlacePicture, first), 100);
+  EXPECT_NEAR(PixelsOf(inPlacePicture, first), PixelsOf(wholePicture, first), 10);
+  EXPECT_NEAR(PixelsOf(inPlacePicture, second), PixelsOf(wholePicture, second), 10);
+  EXPECT_LT(PixelsDiffering(inPlacePicture, wholePicture), 40);
+
+  // A value above the scale: drawn whole, the scale fitted to it.
+  record(50, 4);
+  EXPECT_EQ(plot->TicksDrawnWhole(), whole + 1);
+  EXPECT_GE(plot->yAxis->range().upper, 50);
+  EXPECT_EQ(plot->xAxis->range(), time);
+
+  // On to the right end: the scale moves on once, to the last ten minutes and the room to spare.
+  const int wholeBefore = plot->TicksDrawnWhole();
+  while (s.recorder.TimeAt(s.recorder.EndTick() - 1) <= time.upper - 12) record(5, 4);
+  EXPECT_EQ(plot->TicksDrawnWhole(), wholeBefore + 1);
+  const double newest = s.recorder.TimeAt(s.recorder.EndTick() - 1);
+  EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
+  EXPECT_DOUBLE_EQ(plot->xAxis->range().upper, newest + 150);
+  // Once the view was paused and panned, following again puts the scale back at once.
+  s.window.SetPaused(true);
+  plot->xAxis->moveRange(-300);
+  s.window.SetPaused(false);
+  EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
 }
 
 }  // namespace

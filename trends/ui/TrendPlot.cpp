@@ -4,6 +4,7 @@
 #include "util/Value.h"
 
 #include <cmath>
+#include <memory>
 #include <unordered_set>
 
 namespace telmon {
@@ -26,10 +27,21 @@ void SetLegendShown(QCPAbstractLegendItem* item, bool shown) {
   item->setTextColor(shown ? Qt::black : Qt::gray);
 }
 
+// The lines have a layer and a picture of their own, above the grid and below the scales.
+QCPLayer* AddLinesLayer(QCustomPlot& plot) {
+  plot.addLayer(QStringLiteral("lines"), plot.layer(QStringLiteral("main")), QCustomPlot::limAbove);
+  QCPLayer* lines = plot.layer(QStringLiteral("lines"));
+  lines->setMode(QCPLayer::lmBuffered);
+  return lines;
+}
+
 }  // namespace
 
 TrendPlot::TrendPlot(const TrendRecorder& recorder, QWidget* parent)
-    : QCustomPlot(parent), recorder_(recorder), cursor_(new QCPItemStraightLine(this)) {
+    : QCustomPlot(parent),
+      recorder_(recorder),
+      linesLayer_(AddLinesLayer(*this)),
+      cursor_(new QCPItemStraightLine(this)) {
   auto ticker = QSharedPointer<QCPAxisTickerDateTime>::create();
   ticker->setDateTimeFormat(QStringLiteral("hh:mm:ss"));
   xAxis->setTicker(ticker);
@@ -39,6 +51,8 @@ TrendPlot::TrendPlot(const TrendRecorder& recorder, QWidget* parent)
   setInteractions(QCP::iRangeDrag | QCP::iRangeZoom);
   cursor_->setPen(QPen(Qt::darkGray, 1, Qt::DashLine));
   cursor_->setVisible(false);
+  // The cursor moves with the mouse: only its own layer is drawn again then.
+  cursor_->setLayer(QStringLiteral("overlay"));
   connect(this, &QCustomPlot::legendClick, this, &TrendPlot::OnLegendClick);
   for (QCPAxis* unused : {xAxis2, yAxis2}) {  // hidden, but they would still work out ticks
     unused->setTicks(false);
@@ -52,11 +66,21 @@ TrendPlot::TrendPlot(const TrendRecorder& recorder, QWidget* parent)
 void TrendPlot::Sync() {
   const std::vector<const TrendRecorder::Series*> all = recorder_.AllSeries();
   std::unordered_set<QString> kept;
+  std::vector<NewPiece> pieces;
+  bool whole = !following_;  // a paused or moved view is drawn whole when asked
   int index = 0;
   for (const TrendRecorder::Series* series : all) {
+    whole = whole || lines_.count(series->Key()) == 0;
     Line& line = LineFor(*series, index++);
-    line.graph->setName(series->Name());
-    Load(*series, line);
+    if (line.graph->name() != series->Name()) {
+      line.graph->setName(series->Name());
+      whole = true;
+    }
+    NewPiece piece;
+    whole = !Load(*series, line, piece) || whole;
+    if (line.graph->visible() && !piece.points.empty()) {
+      pieces.push_back(std::move(piece));
+    }
     kept.insert(series->Key());
   }
   std::vector<QString> gone;
@@ -65,13 +89,19 @@ void TrendPlot::Sync() {
       gone.push_back(key);
     }
   }
+  whole = whole || !gone.empty();
   for (const QString& key : gone) {
     DropLine(key);
   }
   if (following_) {
-    FollowLatest();
+    whole = FollowLatest(pieces) || whole;
   }
-  replot(QCustomPlot::rpQueuedReplot);
+  if (whole || !DrawInPlace(pieces)) {
+    ++drawnWhole_;
+    replot(QCustomPlot::rpQueuedReplot);
+  } else {
+    ++drawnInPlace_;
+  }
 }
 
 TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int index) {
@@ -86,6 +116,7 @@ TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int ind
   line.axis->setTicks(false);
   line.axis->setTickLabels(false);
   line.graph = addGraph(xAxis, ownScales_ ? line.axis : yAxis);
+  line.graph->setLayer(linesLayer_);
   line.graph->setPen(QPen(LineColour(index), 1));  // thin lines take the fast path
   line.graph->setAdaptiveSampling(true);
   line.generation = recorder_.Generation();
@@ -93,23 +124,36 @@ TrendPlot::Line& TrendPlot::LineFor(const TrendRecorder::Series& series, int ind
   return line;
 }
 
-void TrendPlot::Load(const TrendRecorder::Series& series, Line& line) {
-  if (line.generation != recorder_.Generation()) {
+bool TrendPlot::Load(const TrendRecorder::Series& series, Line& line, NewPiece& piece) {
+  const bool anew = line.generation != recorder_.Generation();
+  if (anew) {
     line.graph->data()->clear();
     line.nextTick = 0;
     line.generation = recorder_.Generation();
   }
+  piece.graph = line.graph;
+  const auto data = line.graph->data();
+  if (!data->isEmpty()) {
+    const QCPGraphData& last = *(data->constEnd() - 1);
+    piece.points.push_back({last.key, last.value});
+  }
   std::vector<TrendRecorder::Point> points;
   line.nextTick = recorder_.AppendPoints(series, line.nextTick, points);
-  QVector<QCPGraphData> data;
-  data.reserve(static_cast<qsizetype>(points.size()));
+  QVector<QCPGraphData> added;
+  added.reserve(static_cast<qsizetype>(points.size()));
   for (const TrendRecorder::Point& point : points) {
-    data.push_back(QCPGraphData(point.time, point.value));
+    added.push_back(QCPGraphData(point.time, point.value));
   }
-  line.graph->data()->add(data, true);
+  data->add(added, true);
   if (recorder_.EndTick() > recorder_.FirstTick()) {
-    line.graph->data()->removeBefore(recorder_.TimeAt(recorder_.FirstTick()));
+    data->removeBefore(recorder_.TimeAt(recorder_.FirstTick()));
   }
+  if (points.empty()) {
+    piece.points.clear();
+  } else {
+    piece.points.insert(piece.points.end(), points.begin(), points.end());
+  }
+  return !anew;
 }
 
 void TrendPlot::DropLine(const QString& key) {
@@ -127,6 +171,8 @@ void TrendPlot::SetFollowing(bool following) {
   following_ = following;
   if (following_) {
     Sync();
+  } else {
+    followedRange_.reset();
   }
 }
 
@@ -153,13 +199,97 @@ void TrendPlot::UpdateZoomAxes() {
   axisRect()->setRangeDragAxes({xAxis}, values);
 }
 
-void TrendPlot::FollowLatest() {
+// The time scale shows the last span of time with a quarter of it to spare on the right, and
+// stands still until the newest point comes within a fiftieth of the span of its right end (or
+// was put back before the span it shows): it then moves on.
+bool TrendPlot::FollowLatest(const std::vector<NewPiece>& pieces) {
   if (recorder_.EndTick() == recorder_.FirstTick()) {
-    return;
+    return false;
   }
   const double latest = recorder_.TimeAt(recorder_.EndTick() - 1);
-  xAxis->setRange(latest - span_, latest + span_ / 50);
-  FitValues();
+  const QCPRange shown = xAxis->range();
+  const bool standing = followedRange_ && *followedRange_ == shown &&
+                        latest >= shown.lower + span_ && latest <= shown.upper - span_ / 50;
+  if (!standing) {
+    xAxis->setRange(latest - span_, latest + Lead());
+    followedRange_ = xAxis->range();
+    FitValues();
+    return true;
+  }
+  for (const NewPiece& piece : pieces) {
+    const QCPRange values = piece.graph->valueAxis()->range();
+    for (const TrendRecorder::Point& point : piece.points) {
+      if (!std::isnan(point.value) && !values.contains(point.value)) {
+        FitValues();
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// QCustomPlot hands out its pictures in layer order: logical layers draw into the picture of
+// the layers below them, a buffered layer has one of its own, and a logical layer after a
+// buffered one starts the next.
+QCPAbstractPaintBuffer* TrendPlot::LinesBuffer() const {
+  int index = 0;
+  for (int i = 0; i < layerCount(); ++i) {
+    const QCPLayer* current = layer(i);
+    if (current->mode() != QCPLayer::lmBuffered) {
+      continue;
+    }
+    ++index;
+    if (current == linesLayer_) {
+      return index < mPaintBuffers.size() ? mPaintBuffers.at(index).data() : nullptr;
+    }
+    if (i + 1 < layerCount() && layer(i + 1)->mode() == QCPLayer::lmLogical) {
+      ++index;
+    }
+  }
+  return nullptr;
+}
+
+bool TrendPlot::DrawInPlace(const std::vector<NewPiece>& pieces) {
+  QCPAbstractPaintBuffer* buffer =
+      mReplotQueued || hasInvalidatedPaintBuffers() ? nullptr : LinesBuffer();
+  if (buffer == nullptr || buffer->size() != viewport().size()) {
+    return false;
+  }
+  const std::unique_ptr<QCPPainter> painter(buffer->startPainting());
+  if (painter == nullptr || !painter->isActive()) {
+    return false;
+  }
+  const QRect plotArea = axisRect()->rect();
+  painter->setClipRect(plotArea);
+  painter->setAntialiasing(false);
+  QRectF strip;
+  QPolygonF run;
+  // Drawn as the lines themselves are: a polyline for each run of points between gaps.
+  auto drawRun = [&] {
+    if (run.size() > 1) {
+      painter->drawPolyline(run);
+      strip |= run.boundingRect().adjusted(-2, -2, 2, 2);
+    }
+    run.clear();
+  };
+  for (const NewPiece& piece : pieces) {
+    painter->setPen(piece.graph->pen());
+    const QCPAxis* keys = piece.graph->keyAxis();
+    const QCPAxis* values = piece.graph->valueAxis();
+    for (const TrendRecorder::Point& point : piece.points) {
+      if (std::isnan(point.value)) {
+        drawRun();
+      } else {
+        run << QPointF(keys->coordToPixel(point.time), values->coordToPixel(point.value));
+      }
+    }
+    drawRun();
+  }
+  buffer->donePainting();
+  if (!strip.isEmpty()) {
+    update(strip.toAlignedRect() & plotArea);
+  }
+  return true;
 }
 
 // Each scale spans the values shown on it with a twentieth of their spread to spare, or one
@@ -242,7 +372,7 @@ void TrendPlot::mouseMoveEvent(QMouseEvent* event) {
   cursor_->setVisible(true);
   Q_EMIT Reading(ReadingAt(time));
   QCustomPlot::mouseMoveEvent(event);
-  replot(QCustomPlot::rpQueuedReplot);
+  cursor_->layer()->replot();
 }
 
 void TrendPlot::mousePressEvent(QMouseEvent* event) {
