@@ -124,3 +124,22 @@ TEST(IosCommands, WriteToChannelRendersTheValueAsAttributeText) {
   EXPECT_EQ(cmd::WriteToChannel(17, Value(-1)),
             R"(<Command action="WriteToChannel" id="17" value="-1" />)");
 }
+
+// What an attribute of a command can carry: every character XML 1.0 allows, and nothing else
+// (the server's parser would refuse the whole command).
+TEST(IosCommands, AnAttributeCarriesEveryCharacterXmlAllowsAndNoOther) {
+  for (char16_t c = 0; c < 0x20; ++c) {
+    const bool allowed = c == u'\t' || c == u'\n' || c == u'\r';
+    EXPECT_EQ(cmd::CanCarryInAttribute(QString(QChar(c)) + "x"), allowed) << int(c);
+  }
+  EXPECT_TRUE(cmd::CanCarryInAttribute(QStringLiteral(" ~\u00e9\ufffd")));
+  EXPECT_TRUE(cmd::CanCarryInAttribute(QString()));
+  EXPECT_FALSE(cmd::CanCarryInAttribute(QString(QChar(0xFFFE))));
+  EXPECT_FALSE(cmd::CanCarryInAttribute(QString(QChar(0xFFFF))));
+  const QString pair = QString::fromUcs4(U"\U0001F600");
+  EXPECT_TRUE(cmd::CanCarryInAttribute(pair));
+  EXPECT_TRUE(cmd::CanCarryInAttribute(pair + pair + "a"));
+  EXPECT_FALSE(cmd::CanCarryInAttribute(pair.left(1)));         // a high half at the end
+  EXPECT_FALSE(cmd::CanCarryInAttribute(pair.left(1) + "a"));   // a high half, then no low one
+  EXPECT_FALSE(cmd::CanCarryInAttribute("a" + pair.right(1)));  // a low half alone
+}
