@@ -175,9 +175,7 @@ void MessageLogModel::AddProblemEntry(const QDateTime& time, const QString& text
 }
 
 void MessageLogModel::AddProblemEntryArray(const QDateTime& time, const QVariant& value) {
-  if (value.isNull() || !value.isValid()) {
-    return;
-  }
+  // A missing or null value converts to an empty text or list, which adds nothing.
   if (value.typeId() == QMetaType::QStringList || value.typeId() == QMetaType::QVariantList) {
     for (const QString& element : value.toStringList()) {
       AddProblemEntry(time, element, 0);

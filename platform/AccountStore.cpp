@@ -10,15 +10,9 @@ namespace telmon {
 
 namespace {
 
-bool SodiumReady(QString* error) {
-  if (sodium_init() < 0) {
-    if (error != nullptr) {
-      *error = QStringLiteral("the password hashing library could not start");
-    }
-    return false;
-  }
-  return true;
-}
+// libsodium must be initialised once before use; it can fail only where the system has no
+// source of randomness.
+bool SodiumReady() { return sodium_init() >= 0; }
 
 // The password's UTF-8 bytes, wiped when they go out of scope.
 class SecretBytes {
@@ -45,7 +39,10 @@ PasswordHashCost PasswordHashCost::Minimum() {
 }
 
 QString HashPassword(const QString& password, const PasswordHashCost& cost, QString* error) {
-  if (!SodiumReady(error)) {
+  if (!SodiumReady()) {
+    if (error != nullptr) {
+      *error = QStringLiteral("the password hashing library could not start");
+    }
     return {};
   }
   const SecretBytes secret(password);
@@ -61,7 +58,7 @@ QString HashPassword(const QString& password, const PasswordHashCost& cost, QStr
 }
 
 bool VerifyPassword(const QString& hash, const QString& password) {
-  if (!SodiumReady(nullptr) || hash.isEmpty()) {
+  if (!SodiumReady() || hash.isEmpty()) {
     return false;
   }
   const QByteArray encoded = hash.toLatin1();

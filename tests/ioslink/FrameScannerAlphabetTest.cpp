@@ -25,6 +25,7 @@ const std::vector<QByteArray> kWellFormed = {
     "<!---->",
     "<!-- <Event/> -->",
     "<?pi a - > b ?>",
+    "<?pi a<b &c </x> ? > ?>",
     "<?x?>",
     "<![CDATA[ -> <a> ]] ] > ]]>",
     "<![CDATA[ a]> <b> ]]>",

@@ -194,6 +194,8 @@ TEST_F(MessageLogModelTest, PrintoutHasHeaderAndRowsWithoutNumbers) {
   model_.AddMsg(1, QStringLiteral("one"));
   model_.AddProblemEntryArray(clock_.Now(), QStringList({"two", "three"}));
   model_.AddProblemEntryArray(clock_.Now(), QVariant());
+  model_.AddProblemEntryArray(clock_.Now(), QVariant(QMetaType::fromType<QString>()));  // null
+  model_.AddProblemEntryArray(clock_.Now(), QVariant::fromValue(nullptr));
   model_.AddProblemEntryArray(clock_.Now(), QString());
   model_.AddProblemEntryArray(clock_.Now(), QStringList());
   model_.AddProblemEntryArray(clock_.Now(), QStringLiteral("four"));

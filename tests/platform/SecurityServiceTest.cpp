@@ -199,6 +199,26 @@ TEST(SecurityPrivilegeGate, GrantsThroughAFreshServicePerCheck) {
   EXPECT_TRUE(sink.log.All().contains(QStringLiteral("granted")));
 }
 
+// An account that is not there is no failure: what an earlier call left in the error goes.
+TEST(AccountStoreFind, AMissingAccountIsNoErrorAndAFoundOneClearsAnOldError) {
+  ScratchDatabase db(Backend::Sqlite);
+  db.Init();
+  SqlConnection connection(db.ConnectionString(), OpenMode::ReadWrite);
+  QString error;
+  AccountStore store(*connection.Database(&error));
+  ASSERT_TRUE(store.AddAccount(QStringLiteral("op"), 300, QStringLiteral("pw"),
+                               PasswordHashCost::Minimum(), &error));
+  error = QStringLiteral("left over");
+  EXPECT_FALSE(store.Find(QStringLiteral("nobody"), &error).has_value());
+  EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+  error = QStringLiteral("left over");
+  const auto found = store.Find(QStringLiteral("OP"), &error);
+  ASSERT_TRUE(found.has_value());
+  EXPECT_EQ(found->name, QStringLiteral("op"));
+  EXPECT_EQ(found->privilegeLevel, 300);
+  EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+}
+
 TEST(PasswordHash, IsArgon2idAndVerifiesOnlyTheSamePassword) {
   QString error;
   const QString hash =
