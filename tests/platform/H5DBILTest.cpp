@@ -2,6 +2,7 @@
 #include "tests/platform/SiteDatabaseFixture.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTcpServer>
 
 namespace telmon::test {
@@ -201,6 +202,33 @@ TEST(H5DBILSqlite, MissingFileIsNotCreatedAndIsReported) {
   EXPECT_FALSE(dbil.ReadCurrentValues(c, QDateTime(), QStringLiteral("1C")).has_value());
   EXPECT_FALSE(QFileInfo::exists(path));
   EXPECT_TRUE(log.All().contains(path)) << log.All().toStdString();
+}
+
+// Setting the site again starts from fresh connections: a database file put in the place of
+// another is the one read afterwards.
+TEST(H5DBILSqlite, SettingTheSiteAgainOpensItsDatabasesAfresh) {
+  ScratchDatabase first(Backend::Sqlite);
+  first.Init();
+  first.Exec(
+      QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES"
+                     " ('S', 'k', 'first')"));
+  ScratchDatabase second(Backend::Sqlite);
+  second.Init();
+  second.Exec(
+      QStringLiteral("INSERT INTO H5LOOKUP (siteid, lookupkey, lookupvalue) VALUES"
+                     " ('S', 'k', 'second')"));
+  const QString c = first.ConnectionString();
+  H5DBIL dbil;
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c}));
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QString()), QStringLiteral("first"));
+
+  const QString path = c.mid(QStringLiteral("sqlite:").size());
+  for (const QString& suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")}) {
+    QFile::remove(path + suffix);
+  }
+  ASSERT_TRUE(QFile::copy(second.ConnectionString().mid(QStringLiteral("sqlite:").size()), path));
+  ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c}));
+  EXPECT_EQ(dbil.LookupValue(QStringLiteral("k"), QString()), QStringLiteral("second"));
 }
 
 TEST(H5DBILSqlite, ReadsGoOnWhileAnotherConnectionHoldsAWriteTransaction) {

@@ -54,6 +54,21 @@ TEST_P(SiteSchemaTest, NewerDatabaseIsLeftAlone) {
   EXPECT_EQ(Version(), 99);
 }
 
+// Only the versions there are: the first (1) up to the current one.
+TEST_P(SiteSchemaTest, AVersionThatDoesNotExistIsRefusedUntouched) {
+  SqlConnection connection(db_->ConnectionString(), OpenMode::Create);
+  QString error;
+  QSqlDatabase* db = connection.Database(&error);
+  ASSERT_NE(db, nullptr) << error.toStdString();
+  for (const int version : {0, -1, SiteSchema::CurrentVersion + 1}) {
+    EXPECT_FALSE(SiteSchema::UpgradeTo(*db, version, &error));
+    EXPECT_EQ(error, QStringLiteral("there is no schema version %1").arg(version));
+    EXPECT_FALSE(db->tables().contains(QStringLiteral("SCHEMA_VERSION"), Qt::CaseInsensitive));
+  }
+  EXPECT_TRUE(SiteSchema::UpgradeTo(*db, 1, &error)) << error.toStdString();
+  EXPECT_EQ(SiteSchema::Version(*db), 1);
+}
+
 TEST_P(SiteSchemaTest, FailedStepRollsBackAndReportsTheVersion) {
   db_->Init(2);
   // A table in the way of version 3 makes its step fail as a whole.
