@@ -3,6 +3,7 @@
 #include "platform/ui/WindowUtilitiesUi.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDialogButtonBox>
 #include <QFile>
 #include <QFileInfo>
@@ -150,6 +151,39 @@ TEST(WindowUtilitiesUi, PrintoutsGoToANamedPdfWithoutAPrinter) {
   EXPECT_TRUE(image.destination.startsWith(dir.path() + QStringLiteral("/Print Screen ")));
   EXPECT_GT(QFileInfo(image.destination).size(), 0);
   EXPECT_FALSE(PrintTextFile(dir.filePath(QStringLiteral("missing.txt")), nullptr, pdfPath).ok);
+}
+
+// The support box names the program and the window, and its "Copy Details" button puts the
+// details (and nothing else) on the clipboard; OK leaves the clipboard alone.
+TEST(WindowUtilitiesUi, SupportBoxCopiesItsDetailsOnlyWhenAsked) {
+  QWidget parent;
+  parent.setWindowTitle(QStringLiteral("Telmon - DAHS 1"));
+  QString text;
+  QApplication::clipboard()->setText(QStringLiteral("before"));
+  WhenModal([&](QWidget* w) {
+    auto* box = qobject_cast<QMessageBox*>(w);
+    ASSERT_NE(box, nullptr);
+    text = box->text();
+    box->button(QMessageBox::Ok)->click();
+  });
+  ShowSupportBox(&parent, QStringLiteral("Telmon"));
+  EXPECT_TRUE(
+      text.startsWith(QStringLiteral("For technical support, call your system "
+                                     "administrator and give the details below.\n\n"
+                                     "Program: Telmon ")))
+      << text.toStdString();
+  EXPECT_TRUE(text.contains(QStringLiteral("\nWindow: Telmon - DAHS 1\n")));
+  EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("before"));
+
+  WhenModal([](QWidget* w) {
+    for (QAbstractButton* button : qobject_cast<QMessageBox*>(w)->buttons()) {
+      if (button->text() == QStringLiteral("&Copy Details")) {
+        button->click();
+      }
+    }
+  });
+  ShowSupportBox(&parent, QStringLiteral("Telmon"));
+  EXPECT_EQ(QApplication::clipboard()->text(), text.section(QStringLiteral("\n\n"), 1));
 }
 
 TEST(WindowUtilitiesUi, AutoSizeFitsTheWidestCellOrTheTitle) {
