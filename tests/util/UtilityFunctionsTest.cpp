@@ -30,10 +30,22 @@ TEST(ReadDahsIdSwitch, FindsTheSwitchInAnyCase) {
   EXPECT_FALSE(FindDahsIdSwitch({"telmon", "DAHSID=4"}).has_value());
 }
 
+// A number too big for 32 bits is an overflow (6); anything else that is no number is a type
+// mismatch (13): the start-up message shows which.
 TEST(ReadDahsIdSwitch, AValueThatIsNotA32BitIntegerThrows) {
-  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID="}), TelmonError);
-  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID=abc"}), TelmonError);
-  EXPECT_THROW(ReadDahsIdSwitch({"telmon", "/DAHSID=99999999999"}), TelmonError);
+  auto numberThrown = [](const char* arg) -> long {
+    try {
+      ReadDahsIdSwitch({"telmon", arg});
+    } catch (const TelmonError& e) {
+      return e.number();
+    }
+    return 0;
+  };
+  EXPECT_EQ(numberThrown("/DAHSID="), 13);
+  EXPECT_EQ(numberThrown("/DAHSID=abc"), 13);
+  EXPECT_EQ(numberThrown("/DAHSID=99999999999"), 6);
+  EXPECT_EQ(numberThrown("/DAHSID=-2147483649"), 6);
+  EXPECT_EQ(numberThrown("/DAHSID=2147483647"), 0);
 }
 
 TEST(NullIfZeroOrEmpty, ZerosAndEmptinessBecomeNull) {
