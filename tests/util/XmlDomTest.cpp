@@ -218,6 +218,13 @@ TEST(XmlRead, AttributeTableReadsWhatEachLookupReads) {
     }
   }
   EXPECT_FALSE(AttributeTable(nullptr, names).Has(0));
+  // A plain value, as nearly every value is, is read in place without a copy.
+  const AttributeTable first(SelectNodes(doc, "//Event").front(), names);
+  ASSERT_TRUE(first.InPlace(0).has_value());
+  EXPECT_EQ(*first.InPlace(0), QByteArrayView("1"));
+  ASSERT_TRUE(first.InPlace(2).has_value());
+  EXPECT_TRUE(first.InPlace(2)->isEmpty());
+  EXPECT_FALSE(first.InPlace(4).has_value());
 }
 
 TEST(XmlRead, AttributeReadersDefaultInsteadOfFailing) {

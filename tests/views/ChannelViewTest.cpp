@@ -166,6 +166,18 @@ TEST_F(ChannelPage, BlockListTestsEachRunOnceAndNeverBlockZero) {
   EXPECT_THROW(manager_.AddLsvRowsForBlockIDList({2}), TelmonError);
 }
 
+// The block list as the add-channel dialog hands it over: a list of block numbers, or a failure
+// reported once and nothing added.
+TEST_F(ChannelPage, BlockListValueMustBeAListOfNumbers) {
+  manager_.AddLsvRowsForBlockIDListValue(QVariant(1));
+  manager_.AddLsvRowsForBlockIDListValue(QVariantList{1, QStringLiteral("two")});
+  EXPECT_EQ(model_.RowCount(), 0);
+  EXPECT_EQ(sink_.Texts(), QStringList({QStringLiteral("TELM-0054: 13, Type mismatch"),
+                                        QStringLiteral("TELM-0054: 13, Type mismatch")}));
+  manager_.AddLsvRowsForBlockIDListValue(QVariantList{2});
+  EXPECT_EQ(Keys(), (QStringList{"7C"}));
+}
+
 TEST_F(ChannelPage, ValuesAndConfigurationRefresh) {
   manager_.AddLsvRowsForChannelIDList("5;6;7;10");
   const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9));
