@@ -31,6 +31,8 @@ class ChannelValueTexts {
   // more than one read's worth.
   void EndOfRead(qsizetype pointsRead);
   void Clear();
+  // How many points' texts are kept.
+  qsizetype Size() const { return entries_.size(); }
 
  private:
   struct Entry {

@@ -4,6 +4,7 @@
 #include "views/ChannelConfigInfoManager.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ChannelUpdateTick.h"
+#include "views/ChannelValueTexts.h"
 #include "views/ViewErrors.h"
 
 #include "platform/testing/ScriptedPrompter.h"
@@ -176,6 +177,28 @@ TEST_F(ChannelPage, BlockListValueMustBeAListOfNumbers) {
                                         QStringLiteral("TELM-0054: 13, Type mismatch")}));
   manager_.AddLsvRowsForBlockIDListValue(QVariantList{2});
   EXPECT_EQ(Keys(), (QStringList{"7C"}));
+}
+
+// The kept texts stay while they are at most twice a read's points and 64 more, and go at once
+// past that; what is asked afterwards is formatted again, the same.
+TEST(ChannelValueTexts, KeptTextsAreBoundedByWhatOneReadHolds) {
+  const DateTimeFormats formats =
+      DateTimeFormats::FromLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+  const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9));
+  ChannelValueTexts texts;
+  auto ask = [&](int point) {
+    const QString ioid = QString::number(point) + QLatin1Char('C');
+    return texts.For(CurrentValueItem{ioid, stamp, point * 1.5, QString()}, formats).value;
+  };
+  for (int point = 0; point < 2 * 3 + 64; ++point) ask(point);
+  texts.EndOfRead(3);
+  EXPECT_EQ(texts.Size(), 2 * 3 + 64);
+  ask(1000);
+  texts.EndOfRead(3);
+  EXPECT_EQ(texts.Size(), 0);
+  EXPECT_EQ(ask(3), QStringLiteral("4.5"));
+  EXPECT_EQ(texts.For(CurrentValueItem{"9C", stamp, 2.0, QString()}, formats).stamp,
+            QStringLiteral("3/14/24 2:05:09 PM"));
 }
 
 TEST_F(ChannelPage, ValuesAndConfigurationRefresh) {
