@@ -126,6 +126,22 @@ TEST_F(KeyedListModelTest, BatchAnnouncesAdjacentRowsOnceAndMergesNewRows) {
   EXPECT_EQ(model_.PositionOf(model_.FindKey("7K")), model_.PositionOf(model_.FindKey("6K")) + 1);
 }
 
+// Clearing while a batch holds new rows back drops those rows too: they never reach a view.
+TEST_F(KeyedListModelTest, ClearInsideABatchDropsTheRowsItHeldBack) {
+  model_.SetSorted(true);
+  model_.AddRow("1K", "1");
+  {
+    KeyedListModel::Batch batch(model_);
+    model_.AddRow("2K", "2");
+    model_.Clear();
+    model_.AddRow("3K", "3");
+  }
+  EXPECT_EQ(model_.RowCount(), 1);
+  EXPECT_EQ(model_.rowCount(), 1);
+  EXPECT_EQ(Texts(), QStringList({"3"}));
+  EXPECT_EQ(model_.FindKey("2K"), nullptr);
+}
+
 TEST_F(KeyedListModelTest, ManyScatteredNewRowsInOneBatchStayOrdered) {
   model_.SetSorted(true);
   for (int i = 0; i < 200; i += 2) {
