@@ -142,6 +142,20 @@ TEST_F(KeyedListModelTest, ClearInsideABatchDropsTheRowsItHeldBack) {
   EXPECT_EQ(model_.FindKey("2K"), nullptr);
 }
 
+// Asking where a row is holds a batch's new rows back as long as that row is one a view
+// already has (the first included); asking for a held-back row announces them.
+TEST_F(KeyedListModelTest, PositionOfAShownRowDoesNotEndTheHoldingBack) {
+  model_.AddRow("1K", "1");
+  model_.AddRow("2K", "2");
+  KeyedListModel::Batch batch(model_);
+  const auto added = model_.AddRow("3K", "3");
+  EXPECT_EQ(model_.PositionOf(model_.FindKey("1K")), 0);
+  EXPECT_EQ(model_.PositionOf(model_.FindKey("2K")), 1);
+  EXPECT_EQ(model_.rowCount(), 2);
+  EXPECT_EQ(model_.PositionOf(added), 2);
+  EXPECT_EQ(model_.rowCount(), 3);
+}
+
 TEST_F(KeyedListModelTest, ManyScatteredNewRowsInOneBatchStayOrdered) {
   model_.SetSorted(true);
   for (int i = 0; i < 200; i += 2) {
