@@ -396,9 +396,6 @@ void KeyedListModel::SetIconIndex(RowRef row, int iconIndex) {
 }
 
 void KeyedListModel::Select(RowRef row) {
-  if (row != nullptr) {
-    Checked(row);
-  }
   if (row == selected_) {
     return;
   }

@@ -156,6 +156,18 @@ TEST_F(KeyedListModelTest, PositionOfAShownRowDoesNotEndTheHoldingBack) {
   EXPECT_EQ(model_.rowCount(), 3);
 }
 
+// A list without columns yet (a page before its set-up) takes row colours and announces no
+// change, since a view has no cell to repaint.
+TEST(KeyedListModelWithoutColumns, ARowColourAnnouncesNothing) {
+  KeyedListModel model;
+  QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  const auto row = model.AddRow("1K", "1");
+  QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+  model.SetRowColor(row, Colors::Red);
+  EXPECT_EQ(changed.count(), 0);
+  EXPECT_EQ(model.RowColor(row), Colors::Red);
+}
+
 TEST_F(KeyedListModelTest, ManyScatteredNewRowsInOneBatchStayOrdered) {
   model_.SetSorted(true);
   for (int i = 0; i < 200; i += 2) {
