@@ -4,6 +4,7 @@
 #include "views/ui/BlocksPage.h"
 #include "views/ui/ChannelsPage.h"
 #include "views/ui/DevicesPage.h"
+#include "views/ui/ListFilterEdit.h"
 #include "views/ui/QueuesPage.h"
 
 #include "platform/testing/ScriptedPrompter.h"
@@ -81,6 +82,43 @@ TEST(QueuesAndBlocksPages, ResetButtonAndLists) {
   EXPECT_EQ(peer.Received(), QByteArray("<Command action=\"ResetQCounters\"/>"));
   EXPECT_EQ(queuesPage.lsvQueues()->ListModel(), &queues);
   EXPECT_EQ(blocksPage.lsvBlocks()->ListModel(), &blocks);
+}
+
+// Each list page's filter box narrows the list it stands above.
+TEST(QueuesAndBlocksPages, EachFilterBoxNarrowsItsOwnList) {
+  KeyedListModel queues;
+  KeyedListModel blocks;
+  KeyedListModel channels;
+  test::CollectingSink sink;
+  test::LoopbackPeer peer;
+  QueueListviewManager manager;
+  manager.Setup(sink, peer, queues);
+  QueuesPage queuesPage(queues, manager);
+  BlocksPage blocksPage(blocks);
+  ChannelsPage channelsPage(channels);
+  struct Case {
+    QWidget* page;
+    KeyedListModel* model;
+    KeyedListView* view;
+  };
+  for (const Case& c : {Case{&queuesPage, &queues, queuesPage.lsvQueues()},
+                        Case{&blocksPage, &blocks, blocksPage.lsvBlocks()},
+                        Case{&channelsPage, &channels, channelsPage.lsvChannels()}}) {
+    SCOPED_TRACE(c.page->metaObject()->className());
+    if (c.model->ColumnCount() == 0) {
+      c.model->AddColumn({QStringLiteral("ID"), 1440, Qt::AlignLeft, {}});
+    }
+    c.model->AddRow("1K", "Alpha");
+    c.model->AddRow("2K", "Beta");
+    const int all = c.view->model()->rowCount();
+    ASSERT_GE(all, 2);
+    auto* filter = c.page->findChild<ListFilterEdit*>();
+    ASSERT_NE(filter, nullptr);
+    filter->setText(QStringLiteral("bet"));
+    EXPECT_EQ(c.view->model()->rowCount(), 1);
+    filter->clear();
+    EXPECT_EQ(c.view->model()->rowCount(), all);
+  }
 }
 
 TEST(ChannelsPage, ToolbarKeysAnnounceThemselves) {
