@@ -234,14 +234,17 @@ void IosConnection::Pump() {
     return;
   }
   const auto deadline = EventBatch::Clock::now() + DispatchSlice;
+  bool nothingToRead = false;
   do {
     if (!waiting_.empty()) {
       DispatchFront(deadline);
     } else if (!ReadArrival()) {
+      nothingToRead = true;
       break;
     }
   } while (EventBatch::Clock::now() < deadline);
-  if (!waiting_.empty() || socket_->bytesAvailable() > 0) {
+  // Bytes that could not be read now come with the next readyRead, not a spinning timer.
+  if (!waiting_.empty() || (!nothingToRead && socket_->bytesAvailable() > 0)) {
     pumpTimer_->start();
   }
 }
@@ -277,11 +280,13 @@ bool IosConnection::ReadArrival() {
   if (socket_->bytesAvailable() <= 0) {
     return false;
   }
+  bool read = false;
   try {
     const QByteArray chunk = socket_->readAll();
     if (chunk.isEmpty()) {
       return false;
     }
+    read = true;
     bytesReceivedTotal_ += static_cast<std::uint64_t>(chunk.size());
     SetPanel(FormatByteCount(bytesReceivedTotal_));
     xml::XmlDocument doc = buffer_.Append(chunk);
@@ -300,7 +305,7 @@ bool IosConnection::ReadArrival() {
   } catch (...) {
     ReportCaught("TELM-0034");
   }
-  return true;
+  return read;
 }
 
 xml::XmlDocument IosConnection::ResynchroniseIfOverCap() {

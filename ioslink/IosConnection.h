@@ -90,7 +90,7 @@ class IosConnection : public QObject, public ICommandSender {
   void OnConnected();
   void OnDisconnected();
   void OnReadyRead();
-  // Reads and parses what the socket holds; false when it held nothing.
+  // Reads and parses what the socket holds; false when nothing could be read.
   bool ReadArrival();
   // Hands waiting events to the handlers for one slice; reads on when none wait.
   void Pump();

@@ -70,17 +70,6 @@ TEST_F(FrmProblemsWindowTest, OpeningShowsTheNewestRowSelectedAndInView) {
   EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose));
 }
 
-// With nothing selected, opening selects the newest row, even when it is the only one.
-TEST_F(FrmProblemsWindowTest, OpeningWithNothingSelectedSelectsTheOnlyRow) {
-  frmProblems window(model_, prompter_, QStringLiteral("Telmon"));
-  window.Action("mnuOptions_AutoSelNewest")->trigger();  // off: adding selects nothing
-  window.AddMsg(1, QStringLiteral("only"));
-  ASSERT_LT(model_.SelectedRow(), 0);
-  window.show();
-  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-  EXPECT_TRUE(QTest::qWaitFor([&] { return SelectedAndInView(*window.List(), 0); }, 5000));
-}
-
 TEST_F(FrmProblemsWindowTest, TimestampColumnShowsTheWholeTimestamp) {
   frmProblems window(model_, prompter_, QStringLiteral("Telmon"));
   window.resize(500, 250);
