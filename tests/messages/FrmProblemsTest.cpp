@@ -53,6 +53,8 @@ TEST_F(FrmProblemsTest, MenusAndColumnsAreThoseOperatorsKnow) {
   EXPECT_TRUE(window_.Action("mnuOptions_CollectNewMsgs")->isChecked());
   EXPECT_FALSE(window_.ShowTraceMessages());
   EXPECT_FALSE(window_.UseMonospaceFont());
+  EXPECT_EQ(window_.List()->font().family(), QStringLiteral("MS Sans Serif"));
+  EXPECT_EQ(window_.List()->font().pointSize(), 8);
   EXPECT_EQ(window_.Column1Title(), QStringLiteral("Timestamp"));
   EXPECT_EQ(window_.Column2Title(), QStringLiteral("Message"));
   window_.SetColumn2Title(QStringLiteral("Text"));

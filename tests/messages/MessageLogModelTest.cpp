@@ -205,6 +205,10 @@ TEST_F(MessageLogModelTest, PrintoutHasHeaderAndRowsWithoutNumbers) {
                            "3/14/24 2:05:09 PM two\r\n"
                            "3/14/24 2:05:09 PM three\r\n"
                            "3/14/24 2:05:09 PM four\r\n"));
+  // Rows handed over as a list or a text take the default colour, as a problem entry does.
+  for (int row = 1; row < model_.rowCount(); ++row) {
+    EXPECT_EQ(model_.data(model_.index(row, 1), MessageLogModel::ColourTagRole).toLongLong(), 0);
+  }
 }
 
 TEST_F(MessageLogModelTest, FileLogGetsEveryAddedRowAtOnce) {
