@@ -94,6 +94,18 @@ TEST_F(FrmProblemsWindowTest, TimestampColumnShowsTheWholeTimestamp) {
   EXPECT_TRUE(fits(1, model_.Row(1).text));
   // Never narrower than the title.
   EXPECT_GE(list->columnWidth(0), list->header()->sectionSizeHint(0));
+
+  // Rows collected before a window was made fit once it opens.
+  frmProblems later(model_, prompter_, QStringLiteral("Telmon"));
+  later.resize(500, 250);
+  later.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&later));
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] {
+        return later.List()->columnWidth(1) >=
+               later.List()->fontMetrics().horizontalAdvance(model_.Row(1).text) + 4;
+      },
+      5000));
 }
 
 TEST_F(FrmProblemsWindowTest, SaveAsRefusesAReadOnlyFileAndLeavesItAsItWas) {

@@ -58,7 +58,14 @@ TEST(MessageFileLogTest, SwitchesBySizeAndLosesNoLine) {
       }
     }
     EXPECT_FALSE(QFile::exists(path + QLatin1Char('.') + QString::number(c.kept + 1)));
-    all += Read(path);
+    const QByteArray current = Read(path);
+    if (c.maxBytes > 10) {
+      EXPECT_LE(current.size(), c.maxBytes) << "the switch did not happen";
+    }
+    if (c.maxBytes == 200 && c.kept == 2) {
+      EXPECT_EQ(files, 2) << "the old files did not move on";
+    }
+    all += current;
     const QList<QByteArray> lines = all.split('\n');
     ASSERT_GE(lines.size(), 2);
     // The kept lines are the newest ones, in order, each whole.
