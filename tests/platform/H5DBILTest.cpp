@@ -188,6 +188,24 @@ TEST_P(H5DBILTest, MissingSchemaFailsTheConnectionTestsWithAReason) {
 INSTANTIATE_TEST_SUITE_P(Backends, H5DBILTest,
                          ::testing::Values(Backend::Sqlite, Backend::Postgresql), BackendName);
 
+// Without a site identifier or a configuration database nothing can be read: each is said.
+TEST(H5DBILSqlite, AnEmptySiteOrConfigurationIsRefusedAndSaid) {
+  ScratchDatabase db(Backend::Sqlite);
+  db.Init();
+  const QString c = db.ConnectionString();
+  H5DBIL dbil;
+  MessageLog log;
+  QObject::connect(&dbil, &H5DBIL::Message, &dbil,
+                   [&log](std::int32_t type, const QString& text) { log.Add(type, text); });
+  EXPECT_FALSE(dbil.SetSiteID(QStringLiteral(" "), QString(), {c, c, c, c, c}));
+  EXPECT_FALSE(dbil.SetSiteID(QStringLiteral("S"), QString(), {QStringLiteral(" "), c, c, c, c}));
+  ASSERT_EQ(log.entries.size(), 2u);
+  EXPECT_EQ(log.entries[0], std::make_pair(std::int32_t{4},
+                                           QStringLiteral("H5DBIL: the site identifier is empty")));
+  EXPECT_EQ(log.entries[1].second,
+            QStringLiteral("H5DBIL: the configuration connection string is empty"));
+}
+
 TEST(H5DBILSqlite, MissingFileIsNotCreatedAndIsReported) {
   QTemporaryDir dir;
   const QString path = dir.filePath(QStringLiteral("nowhere.db"));

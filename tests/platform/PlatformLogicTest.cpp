@@ -4,6 +4,7 @@
 #include "platform/testing/ScriptedPrompter.h"
 
 #include <QFileInfo>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -91,8 +92,12 @@ TEST(WindowUtilities, TemporaryFilesAreUniqueAndNamedAsAsked) {
   QFile::remove(a);
   QFile::remove(b);
   EXPECT_FALSE(WindowUtilities::LocalComputerName().isEmpty());
+  // The millisecond tick moves with the clock.
   const std::int32_t first = WindowUtilities::TickCount();
-  EXPECT_GE(static_cast<std::uint32_t>(WindowUtilities::TickCount() - first), 0u);
+  QThread::msleep(30);
+  const auto passed = static_cast<std::uint32_t>(WindowUtilities::TickCount() - first);
+  EXPECT_GE(passed, 30u);
+  EXPECT_LT(passed, 10000u);
 }
 
 TEST(ScriptedPrompter, AnswersFromTheQueueThenTheDefaultAndRecordsEverything) {

@@ -173,6 +173,23 @@ TEST(SecurityPrivilegeGate, ForwardsMessagesAndIsEmptyWhenTheDatabaseCannotBeUse
   EXPECT_TRUE(prompter.Records().empty());
 }
 
+// A configuration database without the site's tables is named with the way to make them.
+TEST(SecurityPrivilegeGate, ADatabaseWithoutTheSitesTablesSaysHowToMakeThem) {
+  ScratchDatabase db(Backend::Sqlite);
+  db.Exec(QStringLiteral("CREATE TABLE unrelated (x INTEGER)"));
+  ScriptedPrompter prompter;
+  ManualClock clock;
+  Sink sink;
+  SecurityPrivilegeGate gate(prompter, clock, sink,
+                             {QStringLiteral("S"), QStringLiteral("EN"), db.ConnectionString(),
+                              QString(), QStringLiteral("Telmon"), QString()});
+  EXPECT_FALSE(gate.CheckPrivilege(250).has_value());
+  ASSERT_EQ(sink.log.entries.size(), 1u);
+  EXPECT_TRUE(sink.log.entries[0].second.contains(
+      QStringLiteral("has no account table (run 'telmon-site init')")))
+      << sink.log.entries[0].second.toStdString();
+}
+
 TEST(SecurityPrivilegeGate, GrantsThroughAFreshServicePerCheck) {
   ScratchDatabase db(Backend::Sqlite);
   db.Init();
