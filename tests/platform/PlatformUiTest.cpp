@@ -6,9 +6,11 @@
 #include <QClipboard>
 #include <QDialogButtonBox>
 #include <QFile>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QInputDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPrinterInfo>
@@ -96,6 +98,15 @@ TEST(QtPrompter, InputAndCredentialsTellOkFromCancel) {
     ASSERT_NE(dialog, nullptr);
     auto* password = dialog->findChild<QLineEdit*>(QStringLiteral("password"));
     EXPECT_EQ(password->echoMode(), QLineEdit::Password);
+    // Each field stands beside its caption, which gives it its keyboard shortcut.
+    QStringList captions;
+    for (const QLabel* label : dialog->findChildren<QLabel*>()) {
+      if (label->buddy() != nullptr) {
+        captions << label->text() + QLatin1Char('>') + label->buddy()->objectName();
+      }
+    }
+    EXPECT_EQ(captions, QStringList({QStringLiteral("&Account:>account"),
+                                     QStringLiteral("&Password:>password")}));
     QPushButton* ok = dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
     EXPECT_FALSE(ok->isEnabled()) << "OK before an account is typed";
     dialog->findChild<QLineEdit*>(QStringLiteral("account"))->setText(QStringLiteral(" tech "));
@@ -116,6 +127,27 @@ TEST(QtPrompter, FileFiltersBecomeNameFilters) {
   EXPECT_EQ(QtPrompter::NameFilters(QStringLiteral("Lists|*.lst;*.txt")),
             QStringList{QStringLiteral("Lists (*.lst *.txt)")});
   EXPECT_TRUE(QtPrompter::NameFilters(QString()).isEmpty());
+}
+
+// The file dialog offers the request's filters and names the file as asked.
+TEST(QtPrompter, TheFileDialogOffersTheRequestsFilters) {
+  QtPrompter prompter;
+  QStringList offered;
+  QString title;
+  WhenModal([&](QWidget* w) {
+    auto* dialog = qobject_cast<QFileDialog*>(w);
+    ASSERT_NE(dialog, nullptr);
+    offered = dialog->nameFilters();
+    title = dialog->windowTitle();
+    dialog->reject();
+  });
+  FileDialogRequest request;
+  request.title = QStringLiteral("Save As");
+  request.filter = QStringLiteral("Text Files (*.txt)|*.txt|All Files (*.*)|*.*");
+  EXPECT_FALSE(prompter.SaveFileName(request).has_value());
+  EXPECT_EQ(offered,
+            (QStringList{QStringLiteral("Text Files (*.txt)"), QStringLiteral("All Files (*)")}));
+  EXPECT_EQ(title, QStringLiteral("Save As"));
 }
 
 TEST(WindowUtilitiesUi, PrintoutsGoToANamedPdfWithoutAPrinter) {
