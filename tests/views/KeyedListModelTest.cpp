@@ -126,20 +126,32 @@ TEST_F(KeyedListModelTest, BatchAnnouncesAdjacentRowsOnceAndMergesNewRows) {
   EXPECT_EQ(model_.PositionOf(model_.FindKey("7K")), model_.PositionOf(model_.FindKey("6K")) + 1);
 }
 
-// Clearing while a batch holds new rows back drops those rows too: they never reach a view.
+// Clearing (the rows, or everything) while a batch holds new rows back drops those rows too:
+// they never reach a view. Clearing announces a selection change only when there was one.
 TEST_F(KeyedListModelTest, ClearInsideABatchDropsTheRowsItHeldBack) {
   model_.SetSorted(true);
-  model_.AddRow("1K", "1");
-  {
-    KeyedListModel::Batch batch(model_);
-    model_.AddRow("2K", "2");
-    model_.Clear();
-    model_.AddRow("3K", "3");
+  QSignalSpy selection(&model_, &KeyedListModel::SelectionChanged);
+  for (const bool rowsOnly : {true, false}) {
+    SCOPED_TRACE(rowsOnly);
+    model_.AddRow("1K", "1");
+    {
+      KeyedListModel::Batch batch(model_);
+      model_.AddRow("2K", "2");
+      rowsOnly ? model_.ClearRows() : model_.Clear();
+      model_.AddRow("3K", "3");
+    }
+    EXPECT_EQ(model_.RowCount(), 1);
+    EXPECT_EQ(model_.rowCount(), 1);
+    EXPECT_EQ(Texts(), QStringList({"3"}));
+    EXPECT_EQ(model_.FindKey("2K"), nullptr);
+    selection.clear();
+    model_.Select(model_.FindKey("3K"));
+    ASSERT_EQ(selection.count(), 1);
+    rowsOnly ? model_.ClearRows() : model_.Clear();
+    EXPECT_EQ(selection.count(), 2);
+    rowsOnly ? model_.ClearRows() : model_.Clear();
+    EXPECT_EQ(selection.count(), 2);
   }
-  EXPECT_EQ(model_.RowCount(), 1);
-  EXPECT_EQ(model_.rowCount(), 1);
-  EXPECT_EQ(Texts(), QStringList({"3"}));
-  EXPECT_EQ(model_.FindKey("2K"), nullptr);
 }
 
 // Asking where a row is holds a batch's new rows back as long as that row is one a view
