@@ -7,6 +7,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QBrush>
+#include <QPalette>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -252,6 +253,45 @@ TEST_F(KeyedListModelTest, ChangingTheTextOfASortedRowMovesIt) {
   EXPECT_EQ(Texts(), (QStringList{"c", "e", "f"}));
   model_.SetText(model_.FindKey("e"), "b");
   EXPECT_EQ(Texts(), (QStringList{"b", "c", "f"}));
+  // Only the text's own cell is announced as changed, at the row's new place.
+  QList<QPair<QModelIndex, QModelIndex>> changed;
+  QObject::connect(&model_, &QAbstractItemModel::dataChanged, &model_,
+                   [&](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
+                     changed.append({topLeft, bottomRight});
+                   });
+  model_.SetText(model_.FindKey("c"), "g");
+  ASSERT_EQ(changed.size(), 1);
+  EXPECT_EQ(changed[0].first, model_.index(2, 0));
+  EXPECT_EQ(changed[0].second, model_.index(2, 0));
+}
+
+// A cell given UTF-8 takes its decoded text; bytes that are no ASCII are never taken for the
+// characters of the same number.
+TEST_F(KeyedListModelTest, Utf8CellsDecodeEveryByteThatIsNotAscii) {
+  const auto row = model_.AddRow("1K", "1");
+  model_.SetSubItem(row, 1, QStringLiteral("\u0080"));
+  model_.SetSubItemUtf8(row, 1, "\x80");
+  EXPECT_EQ(model_.SubItem(row, 1), QString::fromUtf8("\x80"));
+  model_.SetSubItem(row, 1, QStringLiteral("\u007f"));
+  model_.SetSubItemUtf8(row, 1, "\x7f");
+  EXPECT_EQ(model_.SubItem(row, 1), QStringLiteral("\u007f"));
+}
+
+// A new palette repaints every cell's colour, and announces nothing for an empty list.
+TEST(KeyedListModelPalette, ANewPaletteRepaintsEveryCellOnce) {
+  KeyedListModel model;
+  QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+  model.SetPalette(QPalette(Qt::blue));
+  model.AddColumn({QStringLiteral("ID"), 1440, Qt::AlignLeft, {}});
+  model.SetPalette(QPalette(Qt::blue));
+  EXPECT_EQ(changed.count(), 0);
+  model.AddRow("1K", "1");
+  model.AddRow("2K", "2");
+  model.SetPalette(QPalette(Qt::red));
+  ASSERT_EQ(changed.count(), 1);
+  EXPECT_EQ(changed[0][0].toModelIndex(), model.index(0, 0));
+  EXPECT_EQ(changed[0][1].toModelIndex(), model.index(1, 0));
 }
 
 // Changes after a quiet spell are announced when control returns to the event loop; changes
