@@ -139,7 +139,9 @@ TEST(IosCommands, AnAttributeCarriesEveryCharacterXmlAllowsAndNoOther) {
   const QString pair = QString::fromUcs4(U"\U0001F600");
   EXPECT_TRUE(cmd::CanCarryInAttribute(pair));
   EXPECT_TRUE(cmd::CanCarryInAttribute(pair + pair + "a"));
-  EXPECT_FALSE(cmd::CanCarryInAttribute(pair.left(1)));         // a high half at the end
+  EXPECT_FALSE(cmd::CanCarryInAttribute(pair.left(1)));  // a high half at the end
+  // ... even where the memory after the text happens to hold a low half.
+  EXPECT_FALSE(cmd::CanCarryInAttribute(QString::fromRawData(pair.constData(), 1)));
   EXPECT_FALSE(cmd::CanCarryInAttribute(pair.left(1) + "a"));   // a high half, then no low one
   EXPECT_FALSE(cmd::CanCarryInAttribute("a" + pair.right(1)));  // a low half alone
 }

@@ -10,6 +10,8 @@
 #include "platform/testing/ScriptedPrompter.h"
 #include "tests/views/ViewsTestSupport.h"
 
+#include <QApplication>
+#include <QPushButton>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -63,6 +65,33 @@ TEST(DevicesPage, ButtonsCarryTheirTextsAndActOnTheModelSelection) {
   EXPECT_EQ(peer.Received(),
             QByteArray("<Command action=\"SetDeviceToRandomMode\" id=\"4\" value=\"1\"/>"
                        "<Command action=\"SetDeviceClock\" id=\"4\"/>"));
+}
+
+// On a page wide enough for one row, the buttons keep their own width and the room left over
+// stays to their right; a narrow page puts them on two rows.
+TEST(DevicesPage, ButtonsKeepTheirWidthOnAWidePage) {
+  KeyedListModel model;
+  test::CollectingSink sink;
+  test::LoopbackPeer peer;
+  ScriptedPrompter prompter;
+  AlwaysEditing edit;
+  DeviceListviewManager devices;
+  devices.Setup(sink, peer, model);
+  DeviceOperations ops(devices, {&edit, nullptr, &prompter, &sink, "Telmon", "S"});
+  DevicesPage page(model, ops);
+  page.resize(3000, 400);
+  page.show();
+  QApplication::processEvents();
+  const QList<QPushButton*> buttons = {
+      page.cmdPoll(0),           page.cmdPoll(1),    page.cmdPollOne(0), page.cmdPollOne(1),
+      page.cmdChangeIPAddress(), page.cmdSetClock(), page.cmdEraseHDR(), page.cmdFailover()};
+  for (const QPushButton* button : buttons) {
+    EXPECT_EQ(button->width(), button->sizeHint().width()) << button->text().toStdString();
+    EXPECT_EQ(button->y(), buttons.front()->y());
+  }
+  page.resize(400, 400);
+  QApplication::processEvents();
+  EXPECT_GT(page.cmdFailover()->y(), page.cmdPoll(0)->y());
 }
 
 TEST(QueuesAndBlocksPages, ResetButtonAndLists) {
