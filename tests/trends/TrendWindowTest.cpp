@@ -146,6 +146,20 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
                      Qt::NoModifier);
     QApplication::sendEvent(plot, &move);
     EXPECT_TRUE(plot->item(0)->visible());
+    // The cursor line stands at the time under the mouse, top to bottom.
+    auto* cursor = qobject_cast<QCPItemStraightLine*>(plot->item(0));
+    ASSERT_NE(cursor, nullptr);
+    EXPECT_NEAR(cursor->point1->coords().x(), newest - 100, 2);
+    EXPECT_NEAR(cursor->point2->coords().x(), newest - 100, 2);
+    // A press on the legend (to hide a line) leaves the view following.
+    const QPointF onLegend = plot->legend->outerRect().center();
+    QMouseEvent press(QEvent::MouseButtonPress, onLegend, plot->mapToGlobal(onLegend),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(plot, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, onLegend, plot->mapToGlobal(onLegend),
+                        Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(plot, &release);
+    EXPECT_FALSE(s.window.Action("Pause")->isChecked());
     EXPECT_TRUE(s.window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
   }
 }
