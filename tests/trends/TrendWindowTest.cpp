@@ -64,6 +64,12 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
     s.recorder.TickRead(t0.addSecs(2LL * i), &values);
   }
   QApplication::processEvents();
+  // Each line is named as its channel's row, and "Show All" stops following the newest points.
+  EXPECT_EQ(s.window.Plot()->Graph("1C")->name(), s.recorder.Find("1C")->Name());
+  EXPECT_FALSE(s.window.Plot()->Graph("1C")->name().isEmpty());
+  s.window.Action("ShowAll")->trigger();
+  EXPECT_TRUE(s.window.Action("Pause")->isChecked());
+  s.window.Action("Pause")->setChecked(false);
   s.window.Plot()->ShowAll();
   const QColor first = s.window.Plot()->Graph("1C")->pen().color();
   const QColor second = s.window.Plot()->Graph("2C")->pen().color();
