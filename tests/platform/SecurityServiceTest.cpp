@@ -154,40 +154,35 @@ TEST_P(SecurityServiceTest, CancelAndUnknownAccounts) {
 INSTANTIATE_TEST_SUITE_P(Backends, SecurityServiceTest,
                          ::testing::Values(Backend::Sqlite, Backend::Postgresql), BackendName);
 
+// A configuration database that is missing, or has none of the site's tables, is reported once
+// (the latter with the way to make them) and no one is asked for a password.
 TEST(SecurityPrivilegeGate, ForwardsMessagesAndIsEmptyWhenTheDatabaseCannotBeUsed) {
   QTemporaryDir dir;
-  ScriptedPrompter prompter;
-  ManualClock clock;
-  Sink sink;
-  SecuritySettings settings{QStringLiteral("S"),
-                            QStringLiteral("EN"),
-                            QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("none.db")),
-                            QString(),
-                            QStringLiteral("Telmon"),
-                            QString()};
-  SecurityPrivilegeGate gate(prompter, clock, sink, settings);
-  EXPECT_FALSE(gate.CheckPrivilege(250).has_value());
-  ASSERT_EQ(sink.log.entries.size(), 1u);
-  EXPECT_EQ(sink.log.entries[0].first, 4);
-  EXPECT_TRUE(sink.log.entries[0].second.contains(QStringLiteral("none.db")));
-  EXPECT_TRUE(prompter.Records().empty());
-}
-
-// A configuration database without the site's tables is named with the way to make them.
-TEST(SecurityPrivilegeGate, ADatabaseWithoutTheSitesTablesSaysHowToMakeThem) {
-  ScratchDatabase db(Backend::Sqlite);
-  db.Exec(QStringLiteral("CREATE TABLE unrelated (x INTEGER)"));
-  ScriptedPrompter prompter;
-  ManualClock clock;
-  Sink sink;
-  SecurityPrivilegeGate gate(prompter, clock, sink,
-                             {QStringLiteral("S"), QStringLiteral("EN"), db.ConnectionString(),
-                              QString(), QStringLiteral("Telmon"), QString()});
-  EXPECT_FALSE(gate.CheckPrivilege(250).has_value());
-  ASSERT_EQ(sink.log.entries.size(), 1u);
-  EXPECT_TRUE(sink.log.entries[0].second.contains(
-      QStringLiteral("has no account table (run 'telmon-site init')")))
-      << sink.log.entries[0].second.toStdString();
+  ScratchDatabase empty(Backend::Sqlite);
+  empty.Exec(QStringLiteral("CREATE TABLE unrelated (x INTEGER)"));
+  const struct {
+    QString connection;
+    QString said;
+  } cases[] = {
+      {QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("none.db")),
+       QStringLiteral("none.db")},
+      {empty.ConnectionString(), QStringLiteral("has no account table (run 'telmon-site init')")},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.said.toStdString());
+    ScriptedPrompter prompter;
+    ManualClock clock;
+    Sink sink;
+    SecurityPrivilegeGate gate(prompter, clock, sink,
+                               {QStringLiteral("S"), QStringLiteral("EN"), c.connection, QString(),
+                                QStringLiteral("Telmon"), QString()});
+    EXPECT_FALSE(gate.CheckPrivilege(250).has_value());
+    ASSERT_EQ(sink.log.entries.size(), 1u);
+    EXPECT_EQ(sink.log.entries[0].first, 4);
+    EXPECT_TRUE(sink.log.entries[0].second.contains(c.said))
+        << sink.log.entries[0].second.toStdString();
+    EXPECT_TRUE(prompter.Records().empty());
+  }
 }
 
 TEST(SecurityPrivilegeGate, GrantsThroughAFreshServicePerCheck) {

@@ -109,17 +109,9 @@ class ChannelPage : public ::testing::Test {
 };
 
 TEST_F(ChannelPage, ColumnsAsSpecified) {
-  QStringList columns;
-  for (int c = 0; c < model_.ColumnCount(); ++c) {
-    const ListColumn& column = model_.Column(c);
-    columns << QStringLiteral("%1 %2 %3")
-                   .arg(column.title)
-                   .arg(column.widthTwips)
-                   .arg((column.alignment & Qt::AlignRight) != 0 ? QLatin1Char('R')
-                                                                 : QLatin1Char('L'));
-  }
-  EXPECT_EQ(columns, (QStringList{"Channel ID / Address 3000 L", "Value 950 L", "TStamp 1200 L",
-                                  "Scaling 1000 L", "Device 800 R", "Channel Info 2000 L"}));
+  EXPECT_EQ(test::ColumnTexts(model_),
+            (QStringList{"Channel ID / Address 3000 L", "Value 950 L", "TStamp 1200 L",
+                         "Scaling 1000 L", "Device 800 R", "Channel Info 2000 L"}));
 }
 
 TEST_F(ChannelPage, ChannelListLandsBelowTheSelectionInOrder) {

@@ -274,15 +274,7 @@ TEST(ListColumns, EachPageHasItsTitlesWidthsAndAlignments) {
     NoSender sender;
     KeyedListModel model;
     manager.Setup(sink, sender, model);
-    QStringList out;
-    for (int c = 0; c < model.ColumnCount(); ++c) {
-      const ListColumn& column = model.Column(c);
-      out << QStringLiteral("%1 %2 %3")
-                 .arg(column.title)
-                 .arg(column.widthTwips)
-                 .arg((column.alignment & Qt::AlignRight) != 0 ? QLatin1Char('R')
-                                                               : QLatin1Char('L'));
-    }
+    const QStringList out = test::ColumnTexts(model);
     manager.Teardown();
     return out;
   };

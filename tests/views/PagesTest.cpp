@@ -65,22 +65,10 @@ TEST(DevicesPage, ButtonsCarryTheirTextsAndActOnTheModelSelection) {
   EXPECT_EQ(peer.Received(),
             QByteArray("<Command action=\"SetDeviceToRandomMode\" id=\"4\" value=\"1\"/>"
                        "<Command action=\"SetDeviceClock\" id=\"4\"/>"));
-}
 
-// On a page wide enough for one row, the buttons keep their own width and the room left over
-// stays to their right; a narrow page puts them on two rows.
-TEST(DevicesPage, ButtonsKeepTheirWidthOnAWidePage) {
-  KeyedListModel model;
-  test::CollectingSink sink;
-  test::LoopbackPeer peer;
-  ScriptedPrompter prompter;
-  AlwaysEditing edit;
-  DeviceListviewManager devices;
-  devices.Setup(sink, peer, model);
-  DeviceOperations ops(devices, {&edit, nullptr, &prompter, &sink, "Telmon", "S"});
-  DevicesPage page(model, ops);
+  // On a page wide enough for one row, the buttons keep their own width and the room left over
+  // stays to their right; a narrow page puts them on two rows.
   page.resize(3000, 400);
-  page.show();
   QApplication::processEvents();
   const QList<QPushButton*> buttons = {
       page.cmdPoll(0),           page.cmdPoll(1),    page.cmdPollOne(0), page.cmdPollOne(1),
