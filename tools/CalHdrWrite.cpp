@@ -77,7 +77,7 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
         values.push_back({ChannelId(*channel), Value(value)});
       }
     }
-    services.writer.WriteChannelValueRecords(callerCode, values);
+    services.writer.WriteChannelValueRecords(callerCode, values, QStringLiteral("Cal HDR write"));
     const QString done =
         QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(values.size());
     services.sink.RaiseMsg(MsgType::Progress, done);
@@ -86,7 +86,7 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
   } catch (...) {
     // The channels met before the failure are written, as they would have been one by one.
     const ErrorInfo error = CurrentErrorInfo();
-    services.writer.WriteChannelValueRecords(callerCode, values);
+    services.writer.WriteChannelValueRecords(callerCode, values, QStringLiteral("Cal HDR write"));
     services.sink.RaiseMsg(
         MsgType::Error,
         QStringLiteral("TELM-0066: %1, %2").arg(error.number).arg(error.description));

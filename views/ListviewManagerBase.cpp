@@ -22,6 +22,7 @@ void ListviewManagerBase::Teardown() {
 }
 
 void ListviewManagerBase::InitializeLsv() {
+  ClearPlant();
   if (lsv_ == nullptr) {
     return;
   }
@@ -53,6 +54,25 @@ void ListviewManagerBase::UpdateLsv(const QString& xmlText) {
                       ListError::CurrentFailureText(QString::fromLatin1(traits_.failureCode)));
     }
   }
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::PrepareRowFor(const QString& id) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  if (lsv_->IsEmpty()) {
+    InitializeLsv();
+  }
+  const RowRef first = lsv_->FirstRow();
+  if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
+    lsv_->ClearRows();
+  }
+  const QString key = id + QLatin1Char('K');
+  RowRef row = lsv_->FindKey(key);
+  if (row == nullptr) {
+    row = lsv_->AddRow(key, id);
+  }
+  return row;
 }
 
 ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement event) {
@@ -91,6 +111,12 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
 void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement event,
                                     const char* attribute) {
   const QString text = xml::GetAttributeText(event, attribute);
+  if (!text.isEmpty()) {
+    lsv_->SetSubItem(row, column, text);
+  }
+}
+
+void ListviewManagerBase::WriteText(RowRef row, int column, const QString& text) {
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);
   }

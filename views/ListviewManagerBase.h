@@ -10,6 +10,7 @@
 #include "util/IRaiseMsg.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/KeyedListModel.h"
+#include "views/PlantState.h"
 
 #include <QString>
 
@@ -36,6 +37,10 @@ class ListviewManagerBase {
   virtual void UpdateOneItemInLsv(xml::XmlElement event) = 0;
 
   KeyedListModel* Lsv() const { return lsv_; }
+  // The plant state the page's events go into: a session's, shared with its other readers, or
+  // else the page's own.
+  void SetPlantState(PlantState& plant) { plant_ = &plant; }
+  const PlantState& Plant() const { return *plant_; }
 
  protected:
   struct PageTraits {
@@ -51,8 +56,13 @@ class ListviewManagerBase {
   // The row of the event's entity, created when new; null after Teardown. Clears the
   // placeholder first.
   RowRef PrepareRow(xml::XmlElement event);
+  // The same for an ID already read from its event.
+  RowRef PrepareRowFor(const QString& id);
+  // Forgets this page's entities in the plant state when the page starts again.
+  virtual void ClearPlant() {}
   // Writes the attribute's text when it is not empty.
   void WriteText(RowRef row, int column, xml::XmlElement event, const char* attribute);
+  void WriteText(RowRef row, int column, const QString& text);
   // Writes True/False when the attribute holds a Boolean; returns what was read.
   std::optional<bool> WriteBoolean(RowRef row, int column, xml::XmlElement event,
                                    const char* attribute);
@@ -68,8 +78,10 @@ class ListviewManagerBase {
   IRaiseMsg* sink_ = nullptr;
   ICommandSender* sender_ = nullptr;
   KeyedListModel* lsv_ = nullptr;
+  PlantState* plant_ = &ownPlant_;
 
  private:
+  PlantState ownPlant_;
   PageTraits traits_;
 };
 

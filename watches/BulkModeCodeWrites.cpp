@@ -110,7 +110,8 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
     }
     // The channels chosen before a failure are written all the same: each write is the
     // operator's, and the report below says where it stopped.
-    services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen);
+    services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen,
+                                              QStringLiteral("Bulk mode-code write"));
     if (failure) {
       std::rethrow_exception(failure);
     }

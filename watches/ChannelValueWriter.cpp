@@ -18,23 +18,7 @@ bool Storable(const Value& value) {
   return value.kind() != Value::Kind::Text || IosCommands::CanCarryInAttribute(value.text());
 }
 
-QString RecordText(std::int32_t channelId, const Value& value) {
-  try {
-    return IosCommands::WriteToChannel(channelId, value);
-  } catch (...) {
-    return QStringLiteral("(no record: the value cannot be written)");
-  }
-}
-
-QString WriteOperationName(const QString& callerCode, qsizetype count) {
-  if (callerCode == QLatin1String("TELM-0075")) {
-    return QStringLiteral("Bulk mode-code write");
-  }
-  if (callerCode == QLatin1String("TELM-0063")) {
-    return QStringLiteral("Cal HDR write");
-  }
-  return count == 1 ? QStringLiteral("WriteToChannel") : QStringLiteral("WriteToChannel (group)");
-}
+const QString kNoRecord = QStringLiteral("(no record: the value cannot be written)");
 
 // What one journal entry says of a group of records.
 struct GroupSummary {
@@ -97,19 +81,25 @@ bool ChannelValueWriter::WriteChannelValueRecord(const QString& callerCode, std:
   if (!IsValueGiven(value)) {
     return false;
   }
-  const bool written = WriteOne(callerCode, channelId, value);
-  JournalOne(callerCode, channelId, value, written);
+  QString record;
+  const bool written = WriteOne(callerCode, channelId, value, &record);
+  JournalOne(channelId, value, record, written);
   return written;
 }
 
 bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channelId,
-                                  const Value& value) {
+                                  const Value& value, QString* record) {
   if (!IsValueGiven(value)) {
     return false;
   }
-  const bool written =
-      Storable(value) && dbil_.WriteMessageRecord(IosCommands::WriteToChannel(channelId, value),
-                                                  QString(), QString(), callerCode);
+  bool written = false;
+  if (Storable(value)) {
+    QString text = IosCommands::WriteToChannel(channelId, value);
+    written = dbil_.WriteMessageRecord(text, QString(), QString(), callerCode);
+    if (record != nullptr) {
+      *record = std::move(text);
+    }
+  }
   if (!written) {
     sink_.RaiseMsg(MsgType::Error, FailureText(channelId, value));
   }
@@ -117,18 +107,21 @@ bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channe
 }
 
 std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
-    const QString& callerCode, const std::vector<ChannelValue>& items) {
+    const QString& callerCode, const std::vector<ChannelValue>& items, const QString& operation) {
   std::vector<bool> written(items.size(), false);
+  QString firstRecord;
   for (std::size_t begin = 0; begin < items.size(); begin += BatchSize) {
-    WriteBatch(callerCode, items, begin, std::min(items.size(), begin + BatchSize), written);
+    WriteBatch(callerCode, items, begin, std::min(items.size(), begin + BatchSize), written,
+               firstRecord);
   }
-  JournalGroup(callerCode, items, written);
+  JournalGroup(operation, items, written, firstRecord);
   return written;
 }
 
 void ChannelValueWriter::WriteBatch(const QString& callerCode,
                                     const std::vector<ChannelValue>& items, std::size_t begin,
-                                    std::size_t end, std::vector<bool>& written) {
+                                    std::size_t end, std::vector<bool>& written,
+                                    QString& firstRecord) {
   std::vector<MessageRecord> records;
   records.reserve(end - begin);
   bool allStorable = true;
@@ -139,6 +132,9 @@ void ChannelValueWriter::WriteBatch(const QString& callerCode,
       records.push_back({IosCommands::WriteToChannel(item.channelId, item.value), QString(),
                          QString(), callerCode});
     }
+  }
+  if (firstRecord.isEmpty() && !records.empty()) {
+    firstRecord = records.front().commandText;
   }
   QString error;
   if (!records.empty() && allStorable && dbil_.WriteMessageRecords(records, &error)) {
@@ -159,23 +155,24 @@ QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
                         : QString::number(channelId) + QLatin1Char(' ') + name;
 }
 
-void ChannelValueWriter::JournalOne(const QString& callerCode, std::int32_t channelId,
-                                    const Value& value, bool written) {
+void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
+                                    const QString& record, bool written) {
   if (journal_ == nullptr) {
     return;
   }
   const QString text = xml::VariantToXmlText(value);
-  journal_->Record({WriteOperationName(callerCode, 1), ChannelTarget(channelId), text,
-                    RecordText(channelId, value),
+  journal_->Record({QStringLiteral("WriteToChannel"), ChannelTarget(channelId), text,
+                    record.isEmpty() ? kNoRecord : record,
                     written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
                     QString(),
                     written ? std::vector<JournalChannelWrite>{{channelId, text}}
                             : std::vector<JournalChannelWrite>{}});
 }
 
-void ChannelValueWriter::JournalGroup(const QString& callerCode,
+void ChannelValueWriter::JournalGroup(const QString& operation,
                                       const std::vector<ChannelValue>& items,
-                                      const std::vector<bool>& written) {
+                                      const std::vector<bool>& written,
+                                      const QString& firstRecord) {
   if (journal_ == nullptr) {
     return;
   }
@@ -184,12 +181,14 @@ void ChannelValueWriter::JournalGroup(const QString& callerCode,
   if (group.first == nullptr) {
     return;
   }
-  op.operation = WriteOperationName(callerCode, group.count);
+  op.operation = !operation.isEmpty() ? operation
+                 : group.count == 1   ? QStringLiteral("WriteToChannel")
+                                      : QStringLiteral("WriteToChannel (group)");
   op.targets = QStringLiteral("%1 channels: ").arg(group.count) + group.ids;
   op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
                             : QStringLiteral("(several values)");
   // The records differ only in their channel and value: the first stands for the rest.
-  op.command = RecordText(group.first->channelId, group.first->value);
+  op.command = firstRecord.isEmpty() ? kNoRecord : firstRecord;
   if (group.count > 1) {
     op.command += QStringLiteral("\n(and %1 more records)").arg(group.count - 1);
   }

@@ -42,10 +42,10 @@ class NullSink final : public IRaiseMsg {
 };
 class NullSender final : public ICommandSender {
  public:
-  void SendCommand(const QString&) override {}
+  telmon::SendOutcome SendCommand(const QString&) override { return {true, {}}; }
 };
 
-QString BlockEvent(int id, int n) {
+QString BlockEventXml(int id, int n) {
   return QStringLiteral(
              "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"Block %1\" "
              "DeviceID=\"3\" "
@@ -61,7 +61,7 @@ QString BlockEvent(int id, int n) {
       .arg(n % 97);
 }
 
-QString DeviceEvent(int id, int n) {
+QString DeviceEventXml(int id, int n) {
   return QStringLiteral(
              "<Event eventtype=\"DeviceUpdate\" DeviceID=\"%1\" DeviceName=\"Analyser %1\" "
              "DriverName=\"Modbus\" PLCType=\"TCP\" Connection=\"10.0.0.1\" PortName=\"502\" "
@@ -131,7 +131,7 @@ struct Page {
 };
 
 void BM_ReceiveParseOnly(benchmark::State& state) {
-  const auto arrivals = Arrivals(10000, BlockEvent);
+  const auto arrivals = Arrivals(10000, BlockEventXml);
   for (auto _ : state) {
     std::size_t events = 0;
     for (const QString& arrival : arrivals) {
@@ -178,8 +178,8 @@ void BlockArgs(benchmark::internal::Benchmark* b) {
 }
 
 BENCHMARK(BM_ReceiveParseOnly)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
-BENCHMARK_TEMPLATE(BM_Apply, BlockListviewManager, BlockEvent)->Apply(BlockArgs);
-BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEvent)->Apply(BlockArgs);
+BENCHMARK_TEMPLATE(BM_Apply, BlockListviewManager, BlockEventXml)->Apply(BlockArgs);
+BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEventXml)->Apply(BlockArgs);
 
 constexpr int kWatched = 5000;
 

@@ -41,7 +41,7 @@ class NullSink final : public IRaiseMsg {
 };
 class NullSender final : public ICommandSender {
  public:
-  void SendCommand(const QString&) override {}
+  telmon::SendOutcome SendCommand(const QString&) override { return {true, {}}; }
 };
 // Says Yes to every question and keeps quiet.
 class YesPrompter final : public Prompter {

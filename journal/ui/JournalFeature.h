@@ -1,7 +1,7 @@
 #pragma once
 
-// The operator journal and the site state as the main window carries them: the journal, the
-// site-state model, the "N left changed" panel at the end of the status bar (red while
+// The operator journal and the site state as the main window shows them (the session owns
+// both): the "N left changed" panel at the end of the status bar (red while
 // non-zero; a click opens the Site State window) and the two windows, made on first use.
 
 #include "journal/OperationJournal.h"
@@ -30,8 +30,8 @@ class JournalFeature final : public QObject {
     const IClock& clock;
     Prompter& prompter;
   };
-  JournalFeature(const QString& fileName, Services services, QStatusBar* bar,
-                 QWidget* windowParent);
+  JournalFeature(OperationJournal& journal, SiteStateModel& state, Services services,
+                 QStatusBar* bar, QWidget* windowParent);
 
   OperationJournal& Journal() { return *journal_; }
   SiteStateModel& SiteState() { return *state_; }

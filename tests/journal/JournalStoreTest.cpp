@@ -4,6 +4,7 @@
 #include "journal/JournalCsv.h"
 #include "journal/JournalTableModel.h"
 #include "journal/OperationJournal.h"
+#include "journal/OperationOutbox.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "util/Clock.h"
@@ -178,12 +179,13 @@ TEST_F(JournalStoreTest, UnusableJournalIsReportedOnceAndNeverStopsAnOperation) 
     SCOPED_TRACE(c.name);
     test::CollectingSink sink;
     test::LoopbackPeer peer;
-    KeyedListModel model;
-    DeviceListviewManager devices;
-    devices.Setup(sink, peer, model);
     const QString file = c.prepare(dir_);
     OperationJournal journal(file, {}, sink, clock_);
-    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &journal});
+    OperationOutbox outbox(peer, &journal);
+    KeyedListModel model;
+    DeviceListviewManager devices;
+    devices.Setup(sink, outbox, model);
+    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &outbox});
     const test::ParsedEvents events(
         QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="12" DeviceName="Stack"/>)"));
     devices.UpdateOneItemInLsv(events[0]);

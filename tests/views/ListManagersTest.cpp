@@ -264,7 +264,7 @@ TEST_F(BlockPage, CellsFollowEveryChangeOfText) {
 
 class NoSender final : public ICommandSender {
  public:
-  void SendCommand(const QString&) override {}
+  SendOutcome SendCommand(const QString&) override { return {}; }
 };
 
 TEST(ListColumns, EachPageHasItsTitlesWidthsAndAlignments) {

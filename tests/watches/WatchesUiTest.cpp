@@ -25,7 +25,10 @@ namespace {
 
 class NoLink final : public ICommandSender {
  public:
-  void SendCommand(const QString& command) override { sent.append(command); }
+  SendOutcome SendCommand(const QString& command) override {
+    sent.append(command);
+    return {true, {}};
+  }
   QStringList sent;
 };
 
