@@ -57,34 +57,12 @@ void ListviewManagerBase::UpdateLsv(const QString& xmlText) {
 }
 
 ListviewManagerBase::RowRef ListviewManagerBase::PrepareRowFor(const QString& id) {
-  if (lsv_ == nullptr) {
-    return nullptr;
-  }
-  if (lsv_->IsEmpty()) {
-    InitializeLsv();
-  }
-  const RowRef first = lsv_->FirstRow();
-  if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
-    lsv_->ClearRows();
-  }
-  const QString key = id + QLatin1Char('K');
-  RowRef row = lsv_->FindKey(key);
-  if (row == nullptr) {
-    row = lsv_->AddRow(key, id);
-  }
-  return row;
+  return RowForKey(id + QLatin1Char('K'));
 }
 
 ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement event) {
   if (lsv_ == nullptr) {
     return nullptr;
-  }
-  if (lsv_->IsEmpty()) {
-    InitializeLsv();
-  }
-  const RowRef first = lsv_->FirstRow();
-  if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
-    lsv_->ClearRows();
   }
   // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
   const std::array<const char*, 1> idName = {traits_.idAttribute};
@@ -101,6 +79,20 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   } else {
     key = attributes.Text(0) + QLatin1Char('K');
   }
+  return RowForKey(key);
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::RowForKey(const QString& key) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  if (lsv_->IsEmpty()) {
+    InitializeLsv();
+  }
+  const RowRef first = lsv_->FirstRow();
+  if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
+    lsv_->ClearRows();
+  }
   RowRef row = lsv_->FindKey(key);
   if (row == nullptr) {
     row = lsv_->AddRow(key, key.chopped(1));
@@ -108,27 +100,10 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   return row;
 }
 
-void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement event,
-                                    const char* attribute) {
-  const QString text = xml::GetAttributeText(event, attribute);
-  if (!text.isEmpty()) {
-    lsv_->SetSubItem(row, column, text);
-  }
-}
-
 void ListviewManagerBase::WriteText(RowRef row, int column, const QString& text) {
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);
   }
-}
-
-std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column, xml::XmlElement event,
-                                                      const char* attribute) {
-  const std::optional<bool> value = xml::GetAttributeBoolean(event, attribute);
-  if (value) {
-    lsv_->SetSubItem(row, column, BooleanText(*value));
-  }
-  return value;
 }
 
 void ListviewManagerBase::WriteText(RowRef row, int column, const xml::AttributeTable& attributes,
@@ -143,25 +118,6 @@ void ListviewManagerBase::WriteText(RowRef row, int column, const xml::Attribute
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);
   }
-}
-
-std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column,
-                                                      const xml::AttributeTable& attributes,
-                                                      std::size_t i) {
-  std::optional<bool> value;
-  // The IOS writes "true" and "false"; anything else is read as GetAttributeBoolean reads it.
-  const std::optional<QByteArrayView> inPlace = attributes.InPlace(i);
-  if (inPlace && *inPlace == QByteArrayView("true")) {
-    value = true;
-  } else if (inPlace && *inPlace == QByteArrayView("false")) {
-    value = false;
-  } else if (const QString text = attributes.Text(i); !text.isEmpty()) {
-    value = ToBoolean(text);
-  }
-  if (value) {
-    lsv_->SetSubItem(row, column, BooleanText(*value));
-  }
-  return value;
 }
 
 void ListviewManagerBase::ApplyColor(RowRef row, ColorRef color) {

@@ -60,16 +60,10 @@ class ListviewManagerBase {
   RowRef PrepareRowFor(const QString& id);
   // Forgets this page's entities in the plant state when the page starts again.
   virtual void ClearPlant() {}
-  // Writes the attribute's text when it is not empty.
-  void WriteText(RowRef row, int column, xml::XmlElement event, const char* attribute);
+  // Writes the text when it is not empty.
   void WriteText(RowRef row, int column, const QString& text);
-  // Writes True/False when the attribute holds a Boolean; returns what was read.
-  std::optional<bool> WriteBoolean(RowRef row, int column, xml::XmlElement event,
-                                   const char* attribute);
-  // The same two for attribute i of a table read once per event.
+  // The same for attribute i of a table read once per event.
   void WriteText(RowRef row, int column, const xml::AttributeTable& attributes, std::size_t i);
-  std::optional<bool> WriteBoolean(RowRef row, int column, const xml::AttributeTable& attributes,
-                                   std::size_t i);
   // Colours the whole row, repainting only when the colour changes.
   void ApplyColor(RowRef row, ColorRef color);
   void Send(const QString& command);
@@ -81,6 +75,9 @@ class ListviewManagerBase {
   PlantState* plant_ = &ownPlant_;
 
  private:
+  // The row under `key`, made when new, after clearing the placeholder.
+  RowRef RowForKey(const QString& key);
+
   PlantState ownPlant_;
   PageTraits traits_;
 };

@@ -117,7 +117,6 @@ DeviceEvent DeviceEvent::Parse(xml::XmlElement event) {
   e.watchdogStatus = a.Text(7);
   e.failoverStatus = a.Text(8);
   e.recentClock = a.Text(9);
-  e.recentClockTime = ParseEventTime(e.recentClock);
   e.watchdogOkSaid = BooleanAt(a, 10);
   e.random = BooleanAt(a, 11);
   return e;
@@ -188,7 +187,6 @@ const DeviceRecord* PlantState::Apply(const DeviceEvent& event) {
   Keep(d.watchdogStatus, event.watchdogStatus);
   Keep(d.failoverStatus, event.failoverStatus);
   d.recentClock = event.recentClock;
-  d.recentClockTime = event.recentClockTime;
   d.watchdogOk = event.WatchdogOk();
   if (event.random) {
     d.random = event.random;

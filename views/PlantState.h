@@ -34,10 +34,9 @@ struct DeviceEvent {
   QString portName;                // "PortName"
   QString watchdogTimeoutText;     // "WatchdogTimeout"
   std::optional<std::int32_t> watchdogTimeout;
-  QString watchdogStatus;  // "WatchdogStatusStr"
-  QString failoverStatus;  // "FailoverStatus"
-  QString recentClock;     // "RecentClock"
-  QDateTime recentClockTime;
+  QString watchdogStatus;              // "WatchdogStatusStr"
+  QString failoverStatus;              // "FailoverStatus"
+  QString recentClock;                 // "RecentClock" (ParseEventTime reads it as a time)
   std::optional<bool> watchdogOkSaid;  // "WatchdogStatusOk" when it is a Boolean
   std::optional<bool> random;          // "GenerateRandomValues" when it is a Boolean
 
@@ -59,9 +58,10 @@ struct DeviceRecord {
   std::optional<std::int32_t> watchdogTimeout;
   QString watchdogStatus;
   QString failoverStatus;
-  // From the latest event only (empty and invalid when it carried none).
+  // From the latest event only (empty when it carried none); read as a time on demand, since
+  // few readers want it and every event carries it.
   QString recentClock;
-  QDateTime recentClockTime;
+  QDateTime RecentClockTime() const { return ParseEventTime(recentClock); }
   bool watchdogOk = false;     // the latest event's word, as DeviceEvent::WatchdogOk
   std::optional<bool> random;  // the latest event that said
 };

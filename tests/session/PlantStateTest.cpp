@@ -68,7 +68,7 @@ TEST(PlantStateTest, DeviceFieldsAreTypedAndPartialEventsKeepWhatWasSaid) {
          EXPECT_EQ(d.watchdogTimeout, 30);
          EXPECT_TRUE(d.watchdogOk);
          EXPECT_EQ(d.random, std::optional<bool>(false));
-         EXPECT_EQ(d.recentClockTime, clock);
+         EXPECT_EQ(d.RecentClockTime(), clock);
          EXPECT_EQ(d.recentClock, "2026-11-25 18:00:05");
        }},
       {{"text missing", R"( DeviceName="NH3 analyzer")", ""},
@@ -94,14 +94,14 @@ TEST(PlantStateTest, DeviceFieldsAreTypedAndPartialEventsKeepWhatWasSaid) {
       {{"time missing", R"( RecentClock="2026-11-25 18:00:05")", ""},
        [](const DeviceRecord& d) {
          EXPECT_TRUE(d.recentClock.isEmpty());
-         EXPECT_FALSE(d.recentClockTime.isValid());
+         EXPECT_FALSE(d.RecentClockTime().isValid());
        }},
       {{"time empty", R"(RecentClock="2026-11-25 18:00:05")", R"(RecentClock="")"},
-       [](const DeviceRecord& d) { EXPECT_FALSE(d.recentClockTime.isValid()); }},
+       [](const DeviceRecord& d) { EXPECT_FALSE(d.RecentClockTime().isValid()); }},
       {{"time garbled", R"(RecentClock="2026-11-25 18:00:05")", R"(RecentClock="25/11 6pm")"},
        [](const DeviceRecord& d) {
          EXPECT_EQ(d.recentClock, "25/11 6pm");
-         EXPECT_FALSE(d.recentClockTime.isValid());
+         EXPECT_FALSE(d.RecentClockTime().isValid());
        }},
       // Only a true "WatchdogStatusOk" says the device is OK; each event says it anew.
       {{"watchdog word missing", R"( WatchdogStatusOk="true")", ""},
