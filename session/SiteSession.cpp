@@ -212,7 +212,7 @@ void SiteSession::OnQueueUpdate(xml::XmlElement event) {
 }
 
 void SiteSession::OnBlockUpdate(xml::XmlElement event) {
-  blocks_.Apply(BlockEvent::Parse(event), event);
+  blocks_.Apply(BlockEvent::Parse(event));
   if (hooks_.plantEvent) {
     hooks_.plantEvent();
   }

@@ -83,20 +83,20 @@ void BlockListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   if (lsv_ == nullptr) {
     return;
   }
-  Apply(BlockEvent::Parse(event), event);
+  Apply(BlockEvent::Parse(event));
 }
 
-const BlockRecord* BlockListviewManager::Apply(const BlockEvent& event, xml::XmlElement element) {
+const BlockRecord* BlockListviewManager::Apply(const BlockEvent& event) {
   if (lsv_ == nullptr) {
     return nullptr;
   }
-  Show(event, element);
+  Show(event);
   return plant_->Apply(event);
 }
 
-void BlockListviewManager::Show(const BlockEvent& event, xml::XmlElement element) {
+void BlockListviewManager::Show(const BlockEvent& event) {
   KeyedListModel::Batch batch(*lsv_);
-  const RowRef row = PrepareRow(element);
+  const RowRef row = PrepareRow(event.Attributes(), BlockEvent::IdIndex);
   const xml::AttributeTable& attributes = event.Attributes();
   for (std::size_t i = 0; i < kCellColumns.size(); ++i) {
     if (const std::optional<bool> flag = event.BooleanOf(static_cast<BlockEvent::Attribute>(i))) {

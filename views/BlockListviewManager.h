@@ -39,13 +39,13 @@ class BlockListviewManager final : public ListviewManagerBase {
 
   void UpdateOneItemInLsv(xml::XmlElement event) override;
   // One event already read: into the plant state, then onto the page.
-  const BlockRecord* Apply(const BlockEvent& event, xml::XmlElement element);
+  const BlockRecord* Apply(const BlockEvent& event);
   // False for a block not on the page or never reported with a Boolean.
   bool IsHDRBlock(std::int32_t blockId) const;
   bool IsBlockDisabled(std::int32_t blockId) const;
 
  private:
-  void Show(const BlockEvent& event, xml::XmlElement element);
+  void Show(const BlockEvent& event);
   void ClearPlant() override { plant_->ClearBlocks(); }
 };
 

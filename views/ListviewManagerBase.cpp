@@ -64,11 +64,18 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   if (lsv_ == nullptr) {
     return nullptr;
   }
-  // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
   const std::array<const char*, 1> idName = {traits_.idAttribute};
-  const xml::AttributeTable attributes(event, idName);
+  return PrepareRow(xml::AttributeTable(event, idName), 0);
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(const xml::AttributeTable& attributes,
+                                                            std::size_t idIndex) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
   QString key;
-  const std::optional<QByteArrayView> id = attributes.InPlace(0);
+  const std::optional<QByteArrayView> id = attributes.InPlace(idIndex);
   if (id && std::all_of(id->begin(), id->end(), [](char c) { return (c & 0x80) == 0; })) {
     key = QString(id->size() + 1, Qt::Uninitialized);
     QChar* out = key.data();
@@ -77,7 +84,7 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
     }
     *out = QLatin1Char('K');
   } else {
-    key = attributes.Text(0) + QLatin1Char('K');
+    key = attributes.Text(idIndex) + QLatin1Char('K');
   }
   return RowForKey(key);
 }

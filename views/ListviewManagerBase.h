@@ -56,8 +56,10 @@ class ListviewManagerBase {
   // The row of the event's entity, created when new; null after Teardown. Clears the
   // placeholder first.
   RowRef PrepareRow(xml::XmlElement event);
-  // The same for an ID already read from its event.
+  // The same for an ID already read from its event, as text or as attribute `idIndex` of a
+  // table read once.
   RowRef PrepareRowFor(const QString& id);
+  RowRef PrepareRow(const xml::AttributeTable& attributes, std::size_t idIndex);
   // Forgets this page's entities in the plant state when the page starts again.
   virtual void ClearPlant() {}
   // Writes the text when it is not empty.

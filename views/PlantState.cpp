@@ -94,7 +94,6 @@ constexpr std::array<const char*, BlockEvent::AttributeCount + 1> kBlockAttribut
     "MinResponseTime",
     "DeviceIsGenRandomValues",
     "BlockID"};
-constexpr std::size_t kBlockIdSlot = BlockEvent::AttributeCount;
 
 }  // namespace
 
@@ -141,7 +140,7 @@ BlockEvent::BlockEvent(xml::XmlElement event) : attributes_(event, kBlockAttribu
 BlockEvent BlockEvent::Parse(xml::XmlElement event) {
   BlockEvent e(event);
   const xml::AttributeTable& a = e.attributes_;
-  e.id = Int32At(a, kBlockIdSlot);
+  e.id = Int32At(a, BlockEvent::IdIndex);
   if (a.Has(DeviceID)) {
     e.deviceId = Int32At(a, DeviceID);
   }

@@ -127,6 +127,8 @@ class BlockEvent {
   static BlockEvent Parse(xml::XmlElement event);
 
   const xml::AttributeTable& Attributes() const { return attributes_; }
+  // Where "BlockID" is in Attributes().
+  static constexpr std::size_t IdIndex = AttributeCount;
   std::optional<std::int32_t> id;  // "BlockID" as a 32-bit integer
   std::optional<std::int32_t> deviceId;
   std::optional<bool> disabled;
