@@ -5,6 +5,8 @@
 #include "platform/ui/QtPrompter.h"
 #include "util/Clock.h"
 
+#include "TelmonVersion.h"
+
 #include <QApplication>
 #include <QTextStream>
 
@@ -13,8 +15,10 @@ using namespace telmon;
 int main(int argc, char* argv[]) {
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Telmon"));
-  QApplication::setApplicationVersion(QStringLiteral(TELMON_VERSION));
+  QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
   QApplication::setOrganizationName(QStringLiteral("Quarn"));
+  // The desktop names the window's icon and entry by this.
+  QGuiApplication::setDesktopFileName(QString::fromLatin1(kDesktopFileName));
 
   const CommandLine cl = CommandLine::Parse(QApplication::arguments());
   QTextStream out(stdout);
@@ -23,7 +27,7 @@ int main(int argc, char* argv[]) {
     return 0;
   }
   if (cl.version) {
-    out << "telmon " << TELMON_VERSION << "\n";
+    out << "telmon " << kVersion << "\n";
     return 0;
   }
 
