@@ -30,7 +30,7 @@ struct Output {
   QString out;
 };
 
-Output Run(const Program& program, const QString& argument) {
+Output RunProgram(const Program& program, const QString& argument) {
   QProcess process;
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
   environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
@@ -49,7 +49,7 @@ QString ReadText(const QString& path) {
 
 TEST(Programs, EveryVersionIsTheProjects) {
   for (const Program& program : Programs) {
-    const Output version = Run(program, QStringLiteral("--version"));
+    const Output version = RunProgram(program, QStringLiteral("--version"));
     EXPECT_EQ(version.exitCode, 0) << program.name;
     EXPECT_EQ(version.out.toStdString(),
               std::string(program.name) + " " + TELMON_PROJECT_VERSION + "\n");
@@ -71,7 +71,7 @@ QStringList OptionsAndVariables(const QString& text) {
 
 TEST(ManualPages, NameEveryOptionAndVariableTheProgramsHelpNames) {
   for (const Program& program : Programs) {
-    const Output help = Run(program, QStringLiteral("--help"));
+    const Output help = RunProgram(program, QStringLiteral("--help"));
     ASSERT_EQ(help.exitCode, 0) << program.name;
     const QStringList inHelp = OptionsAndVariables(help.out);
     EXPECT_GE(inHelp.size(), 2) << program.name << " --help names no options";
