@@ -73,6 +73,10 @@ add_custom_command(
 list(APPEND generated ${packaging_build}/changelog.gz)
 add_custom_target(telmon_packaging_files ALL DEPENDS ${generated})
 
+# The installed programs resolve every symbol at start-up, so their relocations can be read-only.
+foreach(program telmon telmon-check telmon-site iossim)
+  target_link_options(${program} PRIVATE LINKER:-z,relro,-z,now)
+endforeach()
 install(TARGETS telmon telmon-check telmon-site iossim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${packaging_build}/${TELMON_APP_ID}.desktop
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
