@@ -8,6 +8,7 @@
 #include "TelmonVersion.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QTextStream>
 
 using namespace telmon;
@@ -17,8 +18,9 @@ int main(int argc, char* argv[]) {
   QApplication::setApplicationName(QStringLiteral("Telmon"));
   QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
   QApplication::setOrganizationName(QStringLiteral("Quarn"));
-  // The desktop names the window's icon and entry by this.
+  // The desktop entry and the installed icon share this name.
   QGuiApplication::setDesktopFileName(QString::fromLatin1(kDesktopFileName));
+  QApplication::setWindowIcon(QIcon::fromTheme(QString::fromLatin1(kDesktopFileName)));
 
   const CommandLine cl = CommandLine::Parse(QApplication::arguments());
   QTextStream out(stdout);

@@ -33,9 +33,16 @@ configure_file(${packaging_source}/telmon.metainfo.xml.in
                ${packaging_build}/${TELMON_APP_ID}.metainfo.xml @ONLY)
 configure_file(${packaging_source}/changelog.in ${packaging_build}/changelog @ONLY)
 
+# The programs, each with its manual page packaging/man/<program>.1.scd; the headless companion
+# telmon-serve joins them once it is part of the build.
+set(programs telmon telmon-check telmon-site iossim)
+if(TARGET telmon-serve)
+  list(APPEND programs telmon-serve)
+endif()
+
 # Manual pages (scdoc), gzipped as Debian keeps them, and the icon at the usual sizes.
 set(generated)
-foreach(program telmon telmon-check telmon-site iossim)
+foreach(program IN LISTS programs)
   set(page ${packaging_build}/man/${program}.1)
   add_custom_command(
     OUTPUT ${page}.gz
@@ -74,10 +81,10 @@ list(APPEND generated ${packaging_build}/changelog.gz)
 add_custom_target(telmon_packaging_files ALL DEPENDS ${generated})
 
 # The installed programs resolve every symbol at start-up, so their relocations can be read-only.
-foreach(program telmon telmon-check telmon-site iossim)
+foreach(program IN LISTS programs)
   target_link_options(${program} PRIVATE LINKER:-z,relro,-z,now)
 endforeach()
-install(TARGETS telmon telmon-check telmon-site iossim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${packaging_build}/${TELMON_APP_ID}.desktop
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${packaging_build}/${TELMON_APP_ID}.metainfo.xml
@@ -90,10 +97,9 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/sequences/demo.yaml DESTINATION ${doc_d
 install(FILES ${packaging_source}/lintian-overrides RENAME telmon
         DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides)
 
-# The headless companion: packaged once the program is part of the build. Its unit is installed
-# but not enabled; the administrator enables it after setting the site's folder.
+# The headless companion's systemd unit: installed, not enabled (the package has no maintainer
+# scripts); the administrator enables it after setting the site's folder.
 if(TARGET telmon-serve)
-  install(TARGETS telmon-serve RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${packaging_source}/telmon-serve.service DESTINATION lib/systemd/system)
 endif()
 
