@@ -9,11 +9,31 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QStringList>
 #include <QTextStream>
 
 using namespace telmon;
 
 int main(int argc, char* argv[]) {
+  // --help and --version answer before the window system is opened, so that they work without a
+  // display (over ssh, in scripts).
+  {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+      arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    const CommandLine early = CommandLine::Parse(arguments);
+    QTextStream out(stdout);
+    if (early.help) {
+      out << CommandLine::HelpText(QStringLiteral("telmon"));
+      return 0;
+    }
+    if (early.version) {
+      out << "telmon " << kVersion << "\n";
+      return 0;
+    }
+  }
+
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Telmon"));
   QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
@@ -23,15 +43,6 @@ int main(int argc, char* argv[]) {
   QApplication::setWindowIcon(QIcon::fromTheme(QString::fromLatin1(kDesktopFileName)));
 
   const CommandLine cl = CommandLine::Parse(QApplication::arguments());
-  QTextStream out(stdout);
-  if (cl.help) {
-    out << CommandLine::HelpText(QStringLiteral("telmon"));
-    return 0;
-  }
-  if (cl.version) {
-    out << "telmon " << kVersion << "\n";
-    return 0;
-  }
 
   SystemClock clock;
   QtPrompter prompter;

@@ -1,6 +1,7 @@
 // What a site administrator gets from the package: every program answers --version with the
-// project's version, each manual page keeps up with its program's own help, and the desktop
-// metadata names this release, the programs and pictures the repository has.
+// project's version (and --help) without a display, each manual page keeps up with its
+// program's own help, and the desktop metadata names this release, the programs and pictures
+// the repository has.
 
 #include "util/UtilityXMLDOMFunctions.h"
 
@@ -30,10 +31,13 @@ struct Output {
   QString out;
 };
 
+// Run as over ssh or from a script: no display, no window system chosen.
 Output RunProgram(const Program& program, const QString& argument) {
   QProcess process;
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-  environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+  for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+    environment.remove(QString::fromLatin1(name));
+  }
   process.setProcessEnvironment(environment);
   process.start(QString::fromUtf8(program.path), {argument});
   EXPECT_TRUE(process.waitForFinished(30000)) << program.name;
