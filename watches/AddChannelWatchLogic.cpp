@@ -32,12 +32,12 @@ ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& confi
       return !blocks->IsHDRBlock(block) && !blocks->IsBlockDisabled(block);
     };
   }
-  return BuildChannelListEntries(configs, listed, showAll, limit);
+  return BuildChannelListEntriesByBlock(configs, listed, showAll, limit);
 }
 
-ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& configs,
-                                           const std::function<bool(std::int32_t)>& blockListed,
-                                           bool showAll, std::size_t limit) {
+ChannelListEntries BuildChannelListEntriesByBlock(
+    const ChannelConfigInfoManager& configs, const std::function<bool(std::int32_t)>& blockListed,
+    bool showAll, std::size_t limit) {
   ChannelListEntries result;
   result.entries.reserve(std::min(configs.Count(), limit));
   std::int32_t verdictBlock = 0;

@@ -46,9 +46,9 @@ ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& confi
                                            std::size_t limit = kChannelListLimit);
 // The same with the block question given as a function: true when the block's channels are
 // listed. It is asked once per run of records in one block; an empty function lists them all.
-ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& configs,
-                                           const std::function<bool(std::int32_t)>& blockListed,
-                                           bool showAll, std::size_t limit = kChannelListLimit);
+ChannelListEntries BuildChannelListEntriesByBlock(
+    const ChannelConfigInfoManager& configs, const std::function<bool(std::int32_t)>& blockListed,
+    bool showAll, std::size_t limit = kChannelListLimit);
 
 // The block list: "<ID>: <name>" per row of the Blocks page, in page order.
 std::vector<ListEntry> BuildBlockListEntries(KeyedListModel& blocks);

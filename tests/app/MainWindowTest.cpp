@@ -235,6 +235,14 @@ TEST_F(MainWindow, FrameHasTheSystemsCaptionsPanelsAndTabs) {
   EXPECT_EQ(m.mnuView_Support->text(), "&Techical Support...");
   EXPECT_EQ(m.mnuWatches_1DecPlace->text(), "Display &1 Decimal Place");
   EXPECT_FALSE(m.mnuWatches_Change->isEnabled());
+  QStringList watchItems;  // separators as "-"
+  for (const QAction* a : m.mnuWatches->actions()) {
+    watchItems << (a->isSeparator() ? QStringLiteral("-") : a->text());
+  }
+  EXPECT_EQ(watchItems,
+            QStringList({"&Add Channel...", "A&dd PLC Address...", "&Change Value...",
+                         "&Remove Channel", "Remove All Channels", "-", "Display &1 Decimal Place",
+                         "-", "&Load/Save Channel List..."}));
   EXPECT_EQ(w->Panels().ToolTip(PanelKey::AllRefreshTime), "Last All Data Refreshed Time");
   EXPECT_EQ(w->Panels().ToolTip(PanelKey::BytesReceived), "Bytes received from IOS");
   QStringList tabs;
