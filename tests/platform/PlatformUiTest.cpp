@@ -191,7 +191,7 @@ TEST(QtPrompter, TheFileDialogRefusesANameInAMissingFolderWhenAskedTo) {
         dialog->reject();
       });
     });
-    dialog->accept();
+    static_cast<QDialog*>(dialog)->accept();  // the dialog's own accept, as OK calls it
   });
   EXPECT_FALSE(prompter.SaveFileName(request).has_value());
   EXPECT_EQ(openedIn, QDir(dir.path()).absolutePath());
@@ -205,7 +205,7 @@ TEST(QtPrompter, TheFileDialogRefusesANameInAMissingFolderWhenAskedTo) {
   WhenModal([&](QWidget* w) {
     auto* dialog = qobject_cast<QFileDialog*>(w);
     dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(missing);
-    dialog->accept();
+    static_cast<QDialog*>(dialog)->accept();  // the dialog's own accept, as OK calls it
   });
   EXPECT_EQ(prompter.SaveFileName(request), missing);
 }
