@@ -153,6 +153,13 @@ Decimal Fitted(const Backend& value) {
   if (value.is_zero()) {
     return {};
   }
+  // Most results (every result of the cal HDR rules, say) have no more than 28 places: they are
+  // taken as they are, without the round trip through text.
+  static const Backend Places(std::string("1e") + std::to_string(MaxScale));
+  const Backend shifted = value * Places;
+  if (shifted == boost::multiprecision::trunc(shifted)) {
+    return Make(value);
+  }
   Significand n;
   const std::string text =
       value.str(std::numeric_limits<Backend>::max_digits10, std::ios_base::scientific);
