@@ -1,0 +1,186 @@
+#include "alarms/AlarmListManager.h"
+
+#include <algorithm>
+
+namespace telmon {
+
+namespace {
+
+bool PageOrder(const AlarmRow& a, const AlarmRow& b) {
+  const int ra = AlarmStateRank(a.state);
+  const int rb = AlarmStateRank(b.state);
+  if (ra != rb) {
+    return ra < rb;
+  }
+  if (a.priority != b.priority) {
+    return a.priority < b.priority;
+  }
+  if (a.raised.isValid() != b.raised.isValid()) {
+    return a.raised.isValid();
+  }
+  return a.raised > b.raised;
+}
+
+bool WaitsForAck(const AlarmRow& row) {
+  return !row.monitorOwn &&
+         (row.state == AlarmState::ActiveUnack || row.state == AlarmState::ClearedUnack);
+}
+
+// One line, and not so long that a runaway text makes the list unusable.
+QString MessageText(const QString& message) {
+  QString text = TruncateForDisplay(message, AlarmMessageDisplayChars);
+  for (QChar& c : text) {
+    if (c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QLatin1Char('\t')) {
+      c = QLatin1Char(' ');
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+AlarmListManager::AlarmListManager(KeyedListModel& model, DateTimeFormats formats)
+    : model_(model), formats_(std::move(formats)) {}
+
+void AlarmListManager::InitializeLsv() {
+  model_.Clear();
+  model_.AddColumn({QStringLiteral("Raised"), 2000, Qt::AlignLeft, QStringLiteral("Raised")});
+  model_.AddColumn({QStringLiteral("Priority"), 800, Qt::AlignLeft, QStringLiteral("Priority")});
+  model_.AddColumn({QStringLiteral("State"), 2000, Qt::AlignLeft, QStringLiteral("State")});
+  model_.AddColumn({QStringLiteral("Source"), 2200, Qt::AlignLeft, QStringLiteral("Source")});
+  model_.AddColumn({QStringLiteral("Condition"), 1800, Qt::AlignLeft, QStringLiteral("Condition")});
+  model_.AddColumn({QStringLiteral("Message"), 4000, Qt::AlignLeft, QStringLiteral("Message")});
+  model_.AddColumn(
+      {QStringLiteral("Acknowledged By"), 1500, Qt::AlignLeft, QStringLiteral("AcknowledgedBy")});
+  shown_.clear();
+  keys_.clear();
+  index_.clear();
+  unack_ = 0;
+}
+
+QString AlarmListManager::RowKey(const AlarmRow& row) {
+  if (row.monitorOwn) {
+    return QStringLiteral("M%1:%2:%3").arg(row.sourceKind).arg(row.sourceId).arg(row.condition);
+  }
+  return QStringLiteral("A%1").arg(row.id);
+}
+
+const AlarmRow* AlarmListManager::AlarmOfKey(const QString& key) const {
+  const auto it = index_.constFind(key);
+  return it == index_.constEnd() ? nullptr : &shown_[*it];
+}
+
+QString AlarmListManager::TimeText(const QDateTime& time) const {
+  return time.isValid() ? FormatDateTimeStyle(time, 11, formats_) : QStringLiteral("(no time)");
+}
+
+QString AlarmListManager::StateText(const AlarmRow& row) const {
+  if (row.monitorOwn) {
+    return QStringLiteral("Left changed (Telmon)");
+  }
+  switch (row.state) {
+    case AlarmState::ActiveUnack:
+      return QStringLiteral("Active, unacknowledged");
+    case AlarmState::ActiveAck:
+      return QStringLiteral("Active, acknowledged");
+    case AlarmState::ClearedUnack:
+      return QStringLiteral("Cleared, unacknowledged");
+    case AlarmState::Shelved:
+      return QStringLiteral("Shelved until ") + TimeText(row.shelvedUntil);
+    case AlarmState::Unknown:
+      break;
+  }
+  return QStringLiteral("Unknown state '%1'").arg(TruncateForDisplay(row.stateCode, 40));
+}
+
+ColorRef AlarmListManager::StateColor(const AlarmRow& row) {
+  if (row.monitorOwn) {
+    return AlarmColors::ActiveAck;
+  }
+  switch (row.state) {
+    case AlarmState::ActiveUnack:
+      return AlarmColors::ActiveUnack;
+    case AlarmState::ActiveAck:
+      return AlarmColors::ActiveAck;
+    case AlarmState::ClearedUnack:
+      return AlarmColors::ClearedUnack;
+    case AlarmState::Shelved:
+      return AlarmColors::Shelved;
+    case AlarmState::Unknown:
+      break;
+  }
+  return Colors::WindowText;
+}
+
+QString AlarmListManager::PanelText(int count, int unack) {
+  return QStringLiteral("%1 alarms (%2 unack.)").arg(count).arg(unack);
+}
+
+void AlarmListManager::FillRow(KeyedListModel::RowRef ref, const AlarmRow& row) {
+  model_.SetText(ref, TimeText(row.raised));
+  model_.SetSubItem(ref, Priority, AlarmPriorityText(row.priority));
+  model_.SetSubItem(ref, State, StateText(row));
+  model_.SetSubItem(ref, Source, AlarmSourceText(row));
+  model_.SetSubItem(ref, Condition, row.condition);
+  model_.SetSubItem(ref, Message, MessageText(row.message));
+  model_.SetSubItem(ref, AcknowledgedBy,
+                    row.state == AlarmState::Shelved && !row.shelvedBy.isEmpty()
+                        ? QStringLiteral("(shelved by %1)").arg(row.shelvedBy)
+                        : row.acknowledgedBy);
+  model_.SetRowColor(ref, StateColor(row));
+}
+
+void AlarmListManager::UpdateLsv(const std::vector<AlarmRow>& rows,
+                                 const std::vector<AlarmRow>& own) {
+  std::vector<AlarmRow> next;
+  if (own.empty()) {
+    next = rows;
+  } else {
+    next.reserve(rows.size() + own.size());
+    next.insert(next.end(), rows.begin(), rows.end());
+    next.insert(next.end(), own.begin(), own.end());
+    std::stable_sort(next.begin(), next.end(), PageOrder);
+  }
+  std::vector<QString> keys;
+  keys.reserve(next.size());
+  for (const AlarmRow& r : next) {
+    keys.push_back(RowKey(r));
+  }
+  KeyedListModel::Batch batch(model_);
+  if (keys == keys_) {
+    for (std::size_t i = 0; i < next.size(); ++i) {
+      if (!(next[i] == shown_[i])) {
+        FillRow(model_.RowAt(static_cast<int>(i)), next[i]);
+      }
+    }
+  } else {
+    KeyedListModel::RowRef selected = model_.Selected();
+    const QString selectedKey = selected != nullptr ? model_.Key(selected) : QString();
+    model_.ClearRows();
+    std::vector<KeyedListModel::NewRow> fresh;
+    fresh.reserve(keys.size());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      fresh.push_back({keys[i], QString(), QString::number(next[i].id), -1});
+    }
+    // Keys are unique by construction: the database's by alarm, the monitor's by condition.
+    if (!fresh.empty()) {
+      model_.InsertRowsAt(0, std::move(fresh));
+    }
+    for (std::size_t i = 0; i < next.size(); ++i) {
+      FillRow(model_.RowAt(static_cast<int>(i)), next[i]);
+    }
+    if (!selectedKey.isEmpty()) {
+      model_.Select(model_.FindKey(selectedKey));
+    }
+  }
+  index_.clear();
+  unack_ = 0;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    index_.insert(keys[i], i);
+    unack_ += WaitsForAck(next[i]) ? 1 : 0;
+  }
+  shown_ = std::move(next);
+  keys_ = std::move(keys);
+}
+
+}  // namespace telmon
