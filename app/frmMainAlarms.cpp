@@ -7,6 +7,7 @@
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "journal/ui/JournalFeature.h"
+#include "journal/ui/frmSiteState.h"
 #include "platform/H5DBIL.h"
 
 #include <QStatusBar>
@@ -26,6 +27,15 @@ void frmMain::SetupAlarms() {
                          journal_->SiteState(), [this] { return edit_->EditAccount(); }},
                         statusBar(), this);
   connect(alarms_, &AlarmsFeature::PageRequested, this, &frmMain::ShowAlarmsPage);
+  // The monitor's own alarms are part of what the site state shows as left changed.
+  journal_->SiteStateWindow().SetExtraGroup(
+      QStringLiteral("Left changed too long (Telmon's own alarms)"), [this] {
+        std::vector<QStringList> rows;
+        for (const AlarmRow& a : alarms_->LeftChanged().Alarms()) {
+          rows.push_back({AlarmSourceText(a), a.condition, a.message});
+        }
+        return rows;
+      });
   tabs_->AddPage(QStringLiteral("Active Alarms"), QStringLiteral("Alarms"), alarms_->Page());
 }
 
