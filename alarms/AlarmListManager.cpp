@@ -44,10 +44,10 @@ AlarmListManager::AlarmListManager(KeyedListModel& model, DateTimeFormats format
 
 void AlarmListManager::InitializeLsv() {
   model_.Clear();
-  model_.AddColumn({QStringLiteral("Raised"), 2000, Qt::AlignLeft, QStringLiteral("Raised")});
-  model_.AddColumn({QStringLiteral("Priority"), 800, Qt::AlignLeft, QStringLiteral("Priority")});
-  model_.AddColumn({QStringLiteral("State"), 2000, Qt::AlignLeft, QStringLiteral("State")});
-  model_.AddColumn({QStringLiteral("Source"), 2200, Qt::AlignLeft, QStringLiteral("Source")});
+  model_.AddColumn({QStringLiteral("Raised"), 2700, Qt::AlignLeft, QStringLiteral("Raised")});
+  model_.AddColumn({QStringLiteral("Priority"), 1000, Qt::AlignLeft, QStringLiteral("Priority")});
+  model_.AddColumn({QStringLiteral("State"), 2600, Qt::AlignLeft, QStringLiteral("State")});
+  model_.AddColumn({QStringLiteral("Source"), 3000, Qt::AlignLeft, QStringLiteral("Source")});
   model_.AddColumn({QStringLiteral("Condition"), 1800, Qt::AlignLeft, QStringLiteral("Condition")});
   model_.AddColumn({QStringLiteral("Message"), 4000, Qt::AlignLeft, QStringLiteral("Message")});
   model_.AddColumn(

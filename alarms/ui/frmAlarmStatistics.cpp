@@ -131,14 +131,14 @@ QString frmAlarmStatistics::Summary() const { return summary_->text(); }
 
 QString frmAlarmStatistics::SummaryText(const AlarmStatistics& s) {
   return QStringLiteral(
-             "%1 alarms in the last 24 hours; %2 flood periods (more than %3 alarms "
-             "in 10 minutes); %4 chattering; %5 stale (active more than %6 hours).")
+             "%1 alarms in the last 24 hours. Floods (more than %2 alarms in 10 "
+             "minutes): %3. Chattering: %4. Stale (active more than %5 hours): %6.")
       .arg(s.total)
-      .arg(s.FloodSlots())
       .arg(AlarmFloodThreshold)
+      .arg(s.FloodSlots())
       .arg(s.chattering.size())
-      .arg(s.stale.size())
-      .arg(AlarmStaleHours);
+      .arg(AlarmStaleHours)
+      .arg(s.stale.size());
 }
 
 QString frmAlarmStatistics::Html(const AlarmStatistics& s) {

@@ -156,8 +156,8 @@ TEST(AlarmsFeatureTest, TheStatisticsWindowSummarisesTheHistory) {
   frmAlarmStatistics& w = rig.feature->StatisticsWindow();
   EXPECT_TRUE(w.isVisible());
   EXPECT_EQ(w.Summary(),
-            QStringLiteral("12 alarms in the last 24 hours; 1 flood periods (more than 10 alarms "
-                           "in 10 minutes); 0 chattering; 0 stale (active more than 24 hours)."));
+            QStringLiteral("12 alarms in the last 24 hours. Floods (more than 10 alarms in 10 "
+                           "minutes): 1. Chattering: 0. Stale (active more than 24 hours): 0."));
   EXPECT_TRUE(w.ReportHtml().contains(QStringLiteral("2024-03-14 09:40")));
   w.close();
 }
