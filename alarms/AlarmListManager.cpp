@@ -53,7 +53,6 @@ void AlarmListManager::InitializeLsv() {
   model_.AddColumn(
       {QStringLiteral("Acknowledged By"), 1500, Qt::AlignLeft, QStringLiteral("AcknowledgedBy")});
   shown_.clear();
-  keys_.clear();
   index_.clear();
   unack_ = 0;
 }
@@ -130,57 +129,56 @@ void AlarmListManager::FillRow(KeyedListModel::RowRef ref, const AlarmRow& row) 
   model_.SetRowColor(ref, StateColor(row));
 }
 
-void AlarmListManager::UpdateLsv(const std::vector<AlarmRow>& rows,
-                                 const std::vector<AlarmRow>& own) {
-  std::vector<AlarmRow> next;
-  if (own.empty()) {
-    next = rows;
-  } else {
-    next.reserve(rows.size() + own.size());
-    next.insert(next.end(), rows.begin(), rows.end());
-    next.insert(next.end(), own.begin(), own.end());
-    std::stable_sort(next.begin(), next.end(), PageOrder);
+void AlarmListManager::UpdateLsv(std::vector<AlarmRow> rows, std::vector<AlarmRow> own) {
+  if (!own.empty()) {
+    rows.insert(rows.end(), std::make_move_iterator(own.begin()),
+                std::make_move_iterator(own.end()));
+    std::stable_sort(rows.begin(), rows.end(), PageOrder);
   }
-  std::vector<QString> keys;
-  keys.reserve(next.size());
-  for (const AlarmRow& r : next) {
-    keys.push_back(RowKey(r));
-  }
+  const bool sameOrder =
+      rows.size() == shown_.size() &&
+      std::equal(
+          rows.begin(), rows.end(), shown_.begin(), [](const AlarmRow& a, const AlarmRow& b) {
+            return a.id == b.id && a.monitorOwn == b.monitorOwn &&
+                   (!a.monitorOwn || (a.sourceKind == b.sourceKind && a.sourceId == b.sourceId &&
+                                      a.condition == b.condition));
+          });
   KeyedListModel::Batch batch(model_);
-  if (keys == keys_) {
-    for (std::size_t i = 0; i < next.size(); ++i) {
-      if (!(next[i] == shown_[i])) {
-        FillRow(model_.RowAt(static_cast<int>(i)), next[i]);
+  if (sameOrder) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      if (!(rows[i] == shown_[i])) {
+        FillRow(model_.RowAt(static_cast<int>(i)), rows[i]);
       }
     }
   } else {
-    KeyedListModel::RowRef selected = model_.Selected();
-    const QString selectedKey = selected != nullptr ? model_.Key(selected) : QString();
-    model_.ClearRows();
-    std::vector<KeyedListModel::NewRow> fresh;
-    fresh.reserve(keys.size());
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-      fresh.push_back({keys[i], QString(), QString::number(next[i].id), -1});
-    }
-    // Keys are unique by construction: the database's by alarm, the monitor's by condition.
-    if (!fresh.empty()) {
-      model_.InsertRowsAt(0, std::move(fresh));
-    }
-    for (std::size_t i = 0; i < next.size(); ++i) {
-      FillRow(model_.RowAt(static_cast<int>(i)), next[i]);
-    }
-    if (!selectedKey.isEmpty()) {
-      model_.Select(model_.FindKey(selectedKey));
-    }
+    Rebuild(rows);
   }
+  unack_ = static_cast<int>(std::count_if(rows.begin(), rows.end(), WaitsForAck));
+  shown_ = std::move(rows);
+}
+
+void AlarmListManager::Rebuild(const std::vector<AlarmRow>& rows) {
+  KeyedListModel::RowRef selected = model_.Selected();
+  const QString selectedKey = selected != nullptr ? model_.Key(selected) : QString();
+  model_.ClearRows();
   index_.clear();
-  unack_ = 0;
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    index_.insert(keys[i], i);
-    unack_ += WaitsForAck(next[i]) ? 1 : 0;
+  std::vector<KeyedListModel::NewRow> fresh;
+  fresh.reserve(rows.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const QString key = RowKey(rows[i]);
+    index_.insert(key, i);
+    fresh.push_back({key, QString(), QString::number(rows[i].id), -1});
   }
-  shown_ = std::move(next);
-  keys_ = std::move(keys);
+  // Keys are unique by construction: the database's by alarm, the monitor's by condition.
+  if (!fresh.empty()) {
+    model_.InsertRowsAt(0, std::move(fresh));
+  }
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    FillRow(model_.RowAt(static_cast<int>(i)), rows[i]);
+  }
+  if (!selectedKey.isEmpty()) {
+    model_.Select(model_.FindKey(selectedKey));
+  }
 }
 
 }  // namespace telmon

@@ -35,7 +35,7 @@ class AlarmListManager {
 
   void InitializeLsv();
   // Shows `rows` (the database's, in page order) with `own` (the monitor's own) merged in.
-  void UpdateLsv(const std::vector<AlarmRow>& rows, const std::vector<AlarmRow>& own = {});
+  void UpdateLsv(std::vector<AlarmRow> rows, std::vector<AlarmRow> own = {});
 
   // The alarms shown, in list order.
   const std::vector<AlarmRow>& Alarms() const { return shown_; }
@@ -53,13 +53,14 @@ class AlarmListManager {
 
  private:
   void FillRow(KeyedListModel::RowRef ref, const AlarmRow& row);
+  // A new order: every row made again, the selection kept on its alarm.
+  void Rebuild(const std::vector<AlarmRow>& rows);
   QString TimeText(const QDateTime& time) const;
 
   KeyedListModel& model_;
   DateTimeFormats formats_;
   std::vector<AlarmRow> shown_;
-  std::vector<QString> keys_;
-  QHash<QString, std::size_t> index_;
+  QHash<QString, std::size_t> index_;  // row key to position, made again with the order
   int unack_ = 0;
 };
 

@@ -34,7 +34,9 @@ bool Exec(QSqlDatabase& db, const QString& sql, const QVariantList& values, QStr
 }
 
 // A NULL time stays invalid; a NULL text is empty and a NULL number 0, as everywhere else.
-AlarmRow ReadRow(const QSqlQuery& q) {
+// `time` reads one time column.
+template <typename TimeOf>
+AlarmRow ReadRow(const QSqlQuery& q, TimeOf time) {
   AlarmRow r;
   r.id = q.value(0).toLongLong();
   r.dahs = q.value(1).toInt();
@@ -46,10 +48,10 @@ AlarmRow ReadRow(const QSqlQuery& q) {
   r.stateCode = q.value(7).toString();
   r.state = AlarmStateFromCode(r.stateCode);
   r.active = q.value(8).toInt() != 0;
-  r.raised = SqlToDateTime(q.value(9));
-  r.acknowledged = SqlToDateTime(q.value(10));
-  r.cleared = SqlToDateTime(q.value(11));
-  r.shelvedUntil = SqlToDateTime(q.value(12));
+  r.raised = time(q.value(9));
+  r.acknowledged = time(q.value(10));
+  r.cleared = time(q.value(11));
+  r.shelvedUntil = time(q.value(12));
   r.acknowledgedBy = q.value(13).toString();
   r.shelvedBy = q.value(14).toString();
   r.message = q.value(15).toString();
@@ -111,10 +113,28 @@ std::optional<std::vector<AlarmRow>> AlarmStore::ReadCurrent(QString* error) {
     return std::nullopt;
   }
   std::vector<AlarmRow> rows;
+  QHash<QString, QDateTime> seen;
+  seen.reserve(times_.size());
+  const auto time = [this, &seen](const QVariant& v) { return CachedTime(v, seen); };
   while (q.next()) {
-    rows.push_back(ReadRow(q));
+    rows.push_back(ReadRow(q, time));
   }
+  times_ = std::move(seen);
   return rows;
+}
+
+QDateTime AlarmStore::CachedTime(const QVariant& value, QHash<QString, QDateTime>& seen) const {
+  if (value.isNull() || value.metaType().id() != QMetaType::QString) {
+    return SqlToDateTime(value);
+  }
+  const QString text = value.toString();
+  if (const auto it = seen.constFind(text); it != seen.constEnd()) {
+    return *it;
+  }
+  const auto it = times_.constFind(text);
+  const QDateTime time = it != times_.constEnd() ? *it : SqlToDateTime(value);
+  seen.insert(text, time);
+  return time;
 }
 
 std::optional<AlarmStore::Current> AlarmStore::Find(QSqlDatabase& db, const QString& kind,

@@ -9,6 +9,7 @@
 #include "alarms/AlarmTypes.h"
 #include "platform/SqlConnection.h"
 
+#include <QHash>
 #include <QString>
 
 #include <cstdint>
@@ -66,8 +67,13 @@ class AlarmStore {
                      const QDateTime& at, const QString& who, QString* error);
   bool Remove(QSqlDatabase& db, std::int64_t id, QString* error);
 
+  QDateTime CachedTime(const QVariant& value, QHash<QString, QDateTime>& seen) const;
+
   SqlConnection connection_;
   std::int32_t dahs_;
+  // The times of the last read by their stored text: from one refresh to the next most rows
+  // are the same, and making a local date-time is the dearest part of reading a row.
+  QHash<QString, QDateTime> times_;
 };
 
 }  // namespace telmon

@@ -110,14 +110,14 @@ int AlarmsCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* 
   KeyedListModel model;
   AlarmListManager list(model);
   list.InitializeLsv();
-  list.UpdateLsv(*rows);
+  list.UpdateLsv(std::move(*rows));
   if (cl.json) {
     QJsonArray alarms = ModelJson(model);
     for (qsizetype i = 0; i < alarms.size(); ++i) {
       QJsonObject row = alarms[i].toObject();
       row.insert(QStringLiteral("id"),
-                 static_cast<qint64>((*rows)[static_cast<std::size_t>(i)].id));
-      row.insert(QStringLiteral("stateCode"), (*rows)[static_cast<std::size_t>(i)].stateCode);
+                 static_cast<qint64>(list.Alarms()[static_cast<std::size_t>(i)].id));
+      row.insert(QStringLiteral("stateCode"), list.Alarms()[static_cast<std::size_t>(i)].stateCode);
       alarms[i] = row;
     }
     QJsonObject all;

@@ -76,10 +76,9 @@ void AlarmsFeature::Refresh() {
   reported_.clear();
   page_->SetNote(QString());
   left_.Update(services_.siteState.Items());
-  manager_.UpdateLsv(*rows, left_.Alarms());
-  lastRows_ = std::move(*rows);
+  manager_.UpdateLsv(std::move(*rows), left_.Alarms());
   ShowPanel();
-  if (horn_.Update(lastRows_)) {
+  if (horn_.Update(manager_.Alarms())) {
     services_.prompter.Beep();
   }
 }
@@ -124,7 +123,7 @@ frmAlarmStatistics& AlarmsFeature::StatisticsWindow() {
   if (statistics_ == nullptr) {
     statistics_ = new frmAlarmStatistics(
         [this](QString* error) {
-          return ComputeAlarmStatistics(store_, services_.clock.Now(), lastRows_, error);
+          return ComputeAlarmStatistics(store_, services_.clock.Now(), manager_.Alarms(), error);
         },
         windowParent_);
     statistics_->setWindowFlag(Qt::Window);

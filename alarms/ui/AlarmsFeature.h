@@ -91,7 +91,6 @@ class AlarmsFeature final : public QObject {
   AlarmsPage* page_;
   QLabel* panel_;
   QPointer<frmAlarmStatistics> statistics_;
-  std::vector<AlarmRow> lastRows_;
   QString reported_;
 };
 

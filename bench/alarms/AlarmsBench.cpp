@@ -132,7 +132,7 @@ void BM_TickRefresh(benchmark::State& state) {
   extra.raised = Now;
   bool withExtra = false;
   for (auto _ : state) {
-    const auto rows = store.ReadCurrent(&error);
+    auto rows = store.ReadCurrent(&error);
     if (!rows) {
       state.SkipWithError("read failed");
       break;
@@ -140,8 +140,8 @@ void BM_TickRefresh(benchmark::State& state) {
     if (state.range(0) == 1) {
       withExtra = !withExtra;
     }
-    list.UpdateLsv(
-        *rows, withExtra ? std::vector<telmon::AlarmRow>{extra} : std::vector<telmon::AlarmRow>{});
+    list.UpdateLsv(std::move(*rows), withExtra ? std::vector<telmon::AlarmRow>{extra}
+                                               : std::vector<telmon::AlarmRow>{});
     benchmark::DoNotOptimize(list.UnackCount());
   }
 }
