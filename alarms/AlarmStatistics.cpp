@@ -31,57 +31,62 @@ const QString RaisedRows = QStringLiteral(
     " FROM H5ALARMHISTORY WHERE dahsid = ? AND event = 'RAISED' AND eventat >= ? AND eventat <= ?");
 
 struct Dialect {
-  QString slotText;       // "yyyy-MM-ddTHH:m" of the event's time: its 10-minute slot
   QString withinChatter;  // the event and `p2` no further apart than the chatter time
 };
 
 Dialect DialectOf(const QSqlDatabase& db) {
   if (db.driver() != nullptr && db.driver()->dbmsType() == QSqlDriver::PostgreSQL) {
-    return {QStringLiteral("substr(to_char(eventat, 'YYYY-MM-DD\"T\"HH24:MI'), 1, 15)"),
-            QStringLiteral("eventat - p2 <= interval '%1 seconds'").arg(AlarmChatterSeconds)};
+    return {QStringLiteral("eventat - p2 <= interval '%1 seconds'").arg(AlarmChatterSeconds)};
   }
   // SQLite keeps a bound time as ISO text, which julianday reads.
-  return {QStringLiteral("substr(replace(eventat, ' ', 'T'), 1, 15)"),
-          QStringLiteral("(julianday(eventat) - julianday(p2)) * 86400.0 <= %1.0001")
+  return {QStringLiteral("(julianday(eventat) - julianday(p2)) * 86400.0 <= %1.0001")
               .arg(AlarmChatterSeconds)};
 }
 
-bool ReadSlots(QSqlDatabase& db, const Dialect& d, const QVariantList& range, AlarmStatistics& s,
-               QString* error) {
+// One count per slot: each is a short range of the time index, where grouping the whole day
+// by slot would sort every activation of it.
+bool ReadSlots(QSqlDatabase& db, std::int32_t dahs, AlarmStatistics& s, QString* error) {
   QSqlQuery q(db);
-  if (!Run(q,
-           QStringLiteral("SELECT %1 AS slot, COUNT(*)").arg(d.slotText) + RaisedRows +
-               QStringLiteral(" GROUP BY slot"),
-           range, error)) {
+  q.setForwardOnly(true);
+  if (!q.prepare(QStringLiteral("SELECT COUNT(*) FROM H5ALARMHISTORY WHERE dahsid = ? AND"
+                                " event = 'RAISED' AND eventat >= ? AND eventat < ?"))) {
+    *error = SqlErrorText(q.lastError());
     return false;
   }
-  while (q.next()) {
-    const QDateTime start = QDateTime::fromString(q.value(0).toString() + QStringLiteral("0:00"),
-                                                  QStringLiteral("yyyy-MM-ddTHH:mm:ss"));
-    const qint64 slot = start.isValid() ? s.from.secsTo(start) / (AlarmSlotMinutes * 60) : -1;
-    const int count = q.value(1).toInt();
-    if (slot >= 0 && slot < AlarmSlots) {
-      s.perSlot[static_cast<std::size_t>(slot)] += count;
+  for (int slot = 0; slot < AlarmSlots; ++slot) {
+    const QDateTime end = slot + 1 < AlarmSlots ? s.SlotStart(slot + 1) : s.to.addMSecs(1);
+    q.bindValue(0, dahs);
+    q.bindValue(1, s.SlotStart(slot));
+    q.bindValue(2, end);
+    if (!q.exec() || !q.next()) {
+      *error = SqlErrorText(q.lastError());
+      return false;
     }
+    s.perSlot[static_cast<std::size_t>(slot)] = q.value(0).toInt();
   }
   return true;
 }
 
+// The priorities in one pass, without grouping.
 bool ReadPriorities(QSqlDatabase& db, const QVariantList& range, AlarmStatistics& s,
                     QString* error) {
+  QString sql = QStringLiteral("SELECT COUNT(*)");
+  for (int p = HighestAlarmPriority; p <= LowestAlarmPriority; ++p) {
+    sql += QStringLiteral(", SUM(CASE WHEN priority = %1 THEN 1 ELSE 0 END)").arg(p);
+  }
   QSqlQuery q(db);
-  if (!Run(q,
-           QStringLiteral("SELECT priority, COUNT(*)") + RaisedRows +
-               QStringLiteral(" GROUP BY priority"),
-           range, error)) {
+  if (!Run(q, sql + RaisedRows, range, error)) {
     return false;
   }
-  while (q.next()) {
-    const int priority = q.value(0).toInt();
-    const int count = q.value(1).toInt();
-    const bool known = priority >= HighestAlarmPriority && priority <= LowestAlarmPriority;
-    s.byPriority[known ? static_cast<std::size_t>(priority) : 0] += count;
-    s.total += count;
+  if (q.next()) {
+    s.total = q.value(0).toInt();
+    int known = 0;
+    for (int p = HighestAlarmPriority; p <= LowestAlarmPriority; ++p) {
+      const int n = q.value(p).toInt();  // NULL (no rows) reads as 0
+      s.byPriority[static_cast<std::size_t>(p)] = n;
+      known += n;
+    }
+    s.byPriority[0] = s.total - known;
   }
   return true;
 }
@@ -154,7 +159,7 @@ std::optional<AlarmStatistics> ComputeAlarmStatistics(AlarmStore& store, const Q
   s.from = AlarmStatisticsStart(now);
   const QVariantList range = {store.Dahs(), s.from, now};
   const Dialect d = DialectOf(*db);
-  if (!ReadSlots(*db, d, range, s, error) || !ReadPriorities(*db, range, s, error) ||
+  if (!ReadSlots(*db, store.Dahs(), s, error) || !ReadPriorities(*db, range, s, error) ||
       !ReadTopSources(*db, range, s, error) || !ReadChattering(*db, d, range, s, error)) {
     return std::nullopt;
   }

@@ -78,10 +78,6 @@ const std::vector<std::vector<const char*>> Steps = {
         " priority INTEGER DEFAULT 4, event TEXT NOT NULL, state TEXT DEFAULT '',"
         " eventat TIMESTAMP NOT NULL, who TEXT DEFAULT '', message TEXT DEFAULT '')",
         "CREATE INDEX H5ALARMHISTORY_EVENT ON H5ALARMHISTORY (dahsid, event, eventat)",
-        // The statistics read every column they need from this index, grouped by source in
-        // time order, so that a day of a million changes is summed without sorting.
-        "CREATE INDEX H5ALARMHISTORY_SOURCE ON H5ALARMHISTORY (dahsid, event, sourcekind,"
-        " sourceid, condition, eventat, priority, sourcename)",
     },
 };
 
