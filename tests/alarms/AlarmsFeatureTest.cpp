@@ -162,6 +162,36 @@ TEST(AlarmsFeatureTest, TheStatisticsWindowSummarisesTheHistory) {
   w.close();
 }
 
+TEST(AlarmsFeatureTest, ADeviceLeftInRandomValuesBecomesTheMonitorsOwnAlarmAfterTheLimit) {
+  AlarmDatabase site(Backend::Sqlite);
+  FeatureRig rig(site.Connection());
+  const ParsedEvents events(QStringLiteral(
+      R"(<Event eventtype="DeviceUpdate" DeviceID="4" DeviceName="Boiler" WatchdogStatusOk="true")"
+      R"( GenerateRandomValues="true"/>)"));
+  rig.siteState.OnDeviceUpdate(events[0]);
+  rig.feature->Refresh();
+  EXPECT_EQ(rig.feature->Model()->RowCount(), 0);
+  rig.clock.SetNow(At(14, 17, 59, 59));
+  rig.feature->Refresh();
+  EXPECT_EQ(rig.feature->Model()->RowCount(), 0);
+  rig.clock.SetNow(At(14, 18, 0));
+  rig.feature->Refresh();
+  EXPECT_EQ(rig.Column(AlarmListManager::State), QStringList{"Left changed (Telmon)"});
+  EXPECT_EQ(rig.Column(AlarmListManager::Source), QStringList{"Device 4 (Boiler)"});
+  EXPECT_EQ(rig.Column(AlarmListManager::Condition), QStringList{"Left in random values"});
+  // Counted as an alarm, not as one waiting for an acknowledgement, and never in the database.
+  EXPECT_EQ(rig.feature->Panel()->text(), QStringLiteral("1 alarms (0 unack.)"));
+  EXPECT_TRUE(site.Current().empty());
+  EXPECT_EQ(rig.prompter.BeepCount(), 0);
+  // Polling again ends it.
+  const ParsedEvents polled(QStringLiteral(
+      R"(<Event eventtype="DeviceUpdate" DeviceID="4" DeviceName="Boiler" WatchdogStatusOk="true")"
+      R"( GenerateRandomValues="false"/>)"));
+  rig.siteState.OnDeviceUpdate(polled[0]);
+  rig.feature->Refresh();
+  EXPECT_EQ(rig.feature->Model()->RowCount(), 0);
+}
+
 class SimulatorAlarmsTest : public iossim::testing::DemoSiteTest {};
 
 TEST_F(SimulatorAlarmsTest, TheSimulatorsAlarmsAreOnThePageAtTheFirstRefresh) {
