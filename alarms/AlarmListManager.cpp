@@ -150,11 +150,83 @@ void AlarmListManager::UpdateLsv(std::vector<AlarmRow> rows, std::vector<AlarmRo
         FillRow(model_.RowAt(static_cast<int>(i)), rows[i]);
       }
     }
-  } else {
+  } else if (!Patch(rows)) {
     Rebuild(rows);
   }
   unack_ = static_cast<int>(std::count_if(rows.begin(), rows.end(), WaitsForAck));
   shown_ = std::move(rows);
+}
+
+namespace {
+
+// Which entries of `oldPos` (-1: none) form a longest increasing run: the rows that can stay
+// where they are while the others are taken out and put in again.
+std::vector<bool> LongestIncreasing(const std::vector<int>& oldPos) {
+  std::vector<std::size_t> tails;  // index into oldPos of the last entry of each length
+  std::vector<std::ptrdiff_t> before(oldPos.size(), -1);
+  for (std::size_t i = 0; i < oldPos.size(); ++i) {
+    if (oldPos[i] < 0) {
+      continue;
+    }
+    const auto at =
+        std::lower_bound(tails.begin(), tails.end(), oldPos[i],
+                         [&oldPos](std::size_t t, int value) { return oldPos[t] < value; });
+    before[i] = at == tails.begin() ? -1 : static_cast<std::ptrdiff_t>(*(at - 1));
+    if (at == tails.end()) {
+      tails.push_back(i);
+    } else {
+      *at = i;
+    }
+  }
+  std::vector<bool> keep(oldPos.size(), false);
+  for (std::ptrdiff_t i = tails.empty() ? -1 : static_cast<std::ptrdiff_t>(tails.back()); i >= 0;
+       i = before[static_cast<std::size_t>(i)]) {
+    keep[static_cast<std::size_t>(i)] = true;
+  }
+  return keep;
+}
+
+}  // namespace
+
+bool AlarmListManager::Patch(const std::vector<AlarmRow>& rows) {
+  std::vector<QString> keys;
+  keys.reserve(rows.size());
+  std::vector<int> oldPos(rows.size(), -1);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    keys.push_back(RowKey(rows[i]));
+    if (const auto it = index_.constFind(keys.back()); it != index_.constEnd()) {
+      oldPos[i] = static_cast<int>(*it);
+    }
+  }
+  const std::vector<bool> keep = LongestIncreasing(oldPos);
+  const auto kept = static_cast<std::size_t>(std::count(keep.begin(), keep.end(), true));
+  // Each row taken out or put in costs a pass over the list: beyond a few, start afresh.
+  if ((rows.size() - kept) + (shown_.size() - kept) > MaxPatchedRows) {
+    return false;
+  }
+  std::vector<bool> oldKept(shown_.size(), false);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (keep[i]) {
+      oldKept[static_cast<std::size_t>(oldPos[i])] = true;
+    }
+  }
+  for (std::size_t j = 0; j < shown_.size(); ++j) {
+    if (!oldKept[j]) {
+      model_.RemoveRow(model_.FindKey(RowKey(shown_[j])));
+    }
+  }
+  index_.clear();
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const int at = static_cast<int>(i);
+    if (!keep[i]) {
+      model_.InsertRowsAt(at, {{keys[i], QString(), QString::number(rows[i].id), -1}});
+      FillRow(model_.RowAt(at), rows[i]);
+    } else if (!(rows[i] == shown_[static_cast<std::size_t>(oldPos[i])])) {
+      FillRow(model_.RowAt(at), rows[i]);
+    }
+    index_.insert(keys[i], i);
+  }
+  return true;
 }
 
 void AlarmListManager::Rebuild(const std::vector<AlarmRow>& rows) {

@@ -53,8 +53,12 @@ class AlarmListManager {
 
  private:
   void FillRow(KeyedListModel::RowRef ref, const AlarmRow& row);
+  // A new order with few rows come, gone or moved: those taken out and put in where they now
+  // belong, the others left in place. False (nothing changed) when too many differ.
+  bool Patch(const std::vector<AlarmRow>& rows);
   // A new order: every row made again, the selection kept on its alarm.
   void Rebuild(const std::vector<AlarmRow>& rows);
+  static constexpr std::size_t MaxPatchedRows = 64;
   QString TimeText(const QDateTime& time) const;
 
   KeyedListModel& model_;

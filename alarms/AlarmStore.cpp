@@ -132,7 +132,7 @@ QDateTime AlarmStore::CachedTime(const QVariant& value, QHash<QString, QDateTime
     return *it;
   }
   const auto it = times_.constFind(text);
-  const QDateTime time = it != times_.constEnd() ? *it : SqlToDateTime(value);
+  QDateTime time = it != times_.constEnd() ? *it : SqlToDateTime(value);
   seen.insert(text, time);
   return time;
 }

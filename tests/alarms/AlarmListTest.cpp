@@ -129,6 +129,29 @@ TEST_F(AlarmListTest, ARefreshInTheSameOrderRewritesOnlyTheRowsThatChanged) {
   EXPECT_EQ(model_.Key(model_.Selected()), QStringLiteral("A2"));
   ASSERT_NE(manager_.AlarmOfKey(QStringLiteral("A3")), nullptr);
   EXPECT_EQ(manager_.AlarmOfKey(QStringLiteral("A3"))->acknowledgedBy, QStringLiteral("tech"));
+  // An alarm moved (acknowledged: its group changed) and one gone: the others stay in place.
+  KeyedListModel::RowRef a9 = model_.FindKey(QStringLiteral("A9"));
+  AlarmRow moved = rows[1];  // A1
+  moved.state = AlarmState::ActiveAck;
+  moved.stateCode = AlarmStateCode(AlarmState::ActiveAck);
+  manager_.UpdateLsv({rows[0], rows[2], moved});
+  QStringList keys;
+  for (int row = 0; row < model_.RowCount(); ++row) {
+    keys << model_.Key(model_.RowAt(row));
+  }
+  EXPECT_EQ(keys, (QStringList{"A9", "A2", "A1"}));
+  EXPECT_EQ(model_.FindKey(QStringLiteral("A9")), a9);
+  EXPECT_EQ(Cells(2)[AlarmListManager::State], QStringLiteral("Active, acknowledged"));
+  EXPECT_EQ(manager_.AlarmOfKey(QStringLiteral("A3")), nullptr);
+  EXPECT_EQ(manager_.AlarmOfKey(QStringLiteral("A1"))->state, AlarmState::ActiveAck);
+  // Many new alarms at once: the list is made afresh, with the same result.
+  std::vector<AlarmRow> many;
+  for (int i = 0; i < 100; ++i) {
+    many.push_back(Row(100 + i, AlarmState::ActiveUnack, 4, At(9, 0).addSecs(-i)));
+  }
+  manager_.UpdateLsv(many);
+  ASSERT_EQ(model_.RowCount(), 100);
+  EXPECT_EQ(model_.Key(model_.RowAt(99)), QStringLiteral("A199"));
   manager_.UpdateLsv({});
   EXPECT_EQ(model_.RowCount(), 0);
   EXPECT_EQ(manager_.AlarmOfKey(QStringLiteral("A3")), nullptr);
