@@ -101,7 +101,7 @@ int StatusCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* 
 int AlarmsCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* out) {
   AlarmStore store(session.Settings().SqlConnectionString_Alarms(), session.Settings().DahsID());
   QString error;
-  const auto rows = store.ReadCurrent(&error);
+  auto rows = store.ReadCurrent(&error);
   if (!rows) {
     Print(stderr,
           QStringLiteral("telmon-check: the alarms database could not be read: %1\n").arg(error));
