@@ -130,10 +130,10 @@ void AlarmListManager::FillRow(KeyedListModel::RowRef ref, const AlarmRow& row) 
 }
 
 void AlarmListManager::UpdateLsv(std::vector<AlarmRow> rows, std::vector<AlarmRow> own) {
-  if (!own.empty()) {
-    rows.insert(rows.end(), std::make_move_iterator(own.begin()),
-                std::make_move_iterator(own.end()));
-    std::stable_sort(rows.begin(), rows.end(), PageOrder);
+  // The database's rows come in page order already: the monitor's few are put in among them.
+  std::stable_sort(own.begin(), own.end(), PageOrder);
+  for (AlarmRow& row : own) {
+    rows.insert(std::upper_bound(rows.begin(), rows.end(), row, PageOrder), std::move(row));
   }
   const bool sameOrder =
       rows.size() == shown_.size() &&
