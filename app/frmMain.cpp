@@ -1,5 +1,7 @@
 #include "app/frmMain.h"
 
+#include "alarms/ui/AlarmsFeature.h"
+
 #include "app/AccessibleNames.h"
 #include "app/EditModeController.h"
 #include "app/IOSSelectedDahs.h"
@@ -176,6 +178,9 @@ void frmMain::OnClockTick() {
 void frmMain::UpdateChannels() {
   if (tick_) {
     tick_->Run();
+  }
+  if (alarms_ != nullptr) {
+    alarms_->Refresh();
   }
 }
 
