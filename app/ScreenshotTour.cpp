@@ -102,6 +102,7 @@ void ScreenshotTour::Shoot() {
   ShootValueDialogs();
   ShootJournalWindows();
   ShootListTools();
+  ShootAlarms();
   window_.CloseByProgram();
 }
 

@@ -26,6 +26,8 @@ class ScreenshotTour : public QObject {
   void ShootJournalWindows();
   void ShootListTools();
   void ShootTrends();
+  // The alarm statistics window and the alarms panel (ScreenshotTourAlarms.cpp).
+  void ShootAlarms();
   bool Save(QWidget* widget, const QString& name);
 
   frmMain& window_;

@@ -1,5 +1,7 @@
 #include "app/frmMain.h"
 
+#include "alarms/ui/AlarmsFeature.h"
+
 #include "app/AccessibleNames.h"
 #include "app/MainMenus.h"
 #include "app/StatusPanels.h"
@@ -188,6 +190,9 @@ void frmMain::OnClockTick() {
 void frmMain::UpdateChannels() {
   if (tick_) {
     tick_->Run();
+  }
+  if (alarms_ != nullptr) {
+    alarms_->Refresh();
   }
 }
 

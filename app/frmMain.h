@@ -22,6 +22,7 @@ class QTimer;
 
 namespace telmon {
 
+class AlarmsFeature;
 class BlockListviewManager;
 class BulkWritesPage;
 class ChangeValueDialogs;
@@ -123,6 +124,8 @@ class frmMain : public QMainWindow,
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
   Prompter& Prompts() { return services_.prompter; }
   JournalFeature& Journal() const { return *journal_; }
+  // The alarms page, panel and statistics (null before start-up added the pages).
+  AlarmsFeature* Alarms() const { return alarms_; }
   // The trend window, made on first use (null before start-up made the watch list).
   TrendWindow* Trends();
   // Closes the window without the exit question, as File > Exit does.
@@ -166,6 +169,10 @@ class frmMain : public QMainWindow,
   void SetupBlockManager();
   void SetupChannelManager();
   void AddRemainingPages();
+  // The alarms page and its panel (frmMainAlarms.cpp).
+  void SetupAlarms();
+  void ShowAlarmsPage();
+  KeyedListModel* AlarmsModel() const;
   void Finalize(SplashForm* splash);
 
   CommandLine commandLine_;
@@ -207,6 +214,7 @@ class frmMain : public QMainWindow,
   std::unique_ptr<MainMenus> menus_;
   std::unique_ptr<StatusPanels> panels_;
   JournalFeature* journal_ = nullptr;
+  AlarmsFeature* alarms_ = nullptr;
   TabFrames* tabs_ = nullptr;
   QLineEdit* txtNotPolling_ = nullptr;
   QTimer* tmrCurrentTime_ = nullptr;

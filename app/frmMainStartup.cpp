@@ -277,9 +277,7 @@ void frmMain::AddRemainingPages() {
                             bulkWritesPage_);
   bulkWritesPage_->AddFrame(calHdr_);
   tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
-  tabs_->AddPage(
-      QStringLiteral("Active Alarms"), QStringLiteral("Alarms"),
-      NotePage(QStringLiteral("Active alarms are not available in this version."), "lsvAlarms"));
+  SetupAlarms();
   tabs_->AddPage(QStringLiteral("I/O Audits (IOS5 only)"), QString(),
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));

@@ -102,7 +102,8 @@ void frmMain::ExportList() {
   const QHash<QString, KeyedListModel*> lists = {{QStringLiteral("Devices"), devicesModel_},
                                                  {QStringLiteral("Queues"), queuesModel_},
                                                  {QStringLiteral("Blocks"), blocksModel_},
-                                                 {QStringLiteral("Channels"), channelsModel_}};
+                                                 {QStringLiteral("Channels"), channelsModel_},
+                                                 {QStringLiteral("Alarms"), AlarmsModel()}};
   const KeyedListModel* list = lists.value(key);
   if (list == nullptr) {
     services_.prompter.Show(QStringLiteral("This page has no list to export."),

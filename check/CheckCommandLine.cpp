@@ -64,6 +64,7 @@ bool ParseWord(const QString& a, CheckCommandLine& cl, QString* error) {
       const char* word;
       Command command;
     } words[] = {{"status", Command::Status},
+                 {"alarms", Command::Alarms},
                  {"watch", Command::Watch},
                  {"run", Command::Run},
                  {"help", Command::Help}};
@@ -76,7 +77,7 @@ bool ParseWord(const QString& a, CheckCommandLine& cl, QString* error) {
     *error = QStringLiteral("unknown command '%1'").arg(a);
     return false;
   }
-  if (cl.argument.isNull() && cl.command != Command::Status) {
+  if (cl.argument.isNull() && cl.command != Command::Status && cl.command != Command::Alarms) {
     cl.argument = a;
     return true;
   }
@@ -110,9 +111,9 @@ CheckCommandLine CheckCommandLine::Parse(const QStringList& arguments, QString* 
     }
   }
   if (error->isEmpty() && cl.command == Command::None) {
-    *error = QStringLiteral("no command given (status, watch or run)");
-  } else if (error->isEmpty() && cl.command != Command::Status && cl.command != Command::Help &&
-             cl.argument.isEmpty()) {
+    *error = QStringLiteral("no command given (status, alarms, watch or run)");
+  } else if (error->isEmpty() && cl.command != Command::Status && cl.command != Command::Alarms &&
+             cl.command != Command::Help && cl.argument.isEmpty()) {
     *error = cl.command == Command::Watch ? QStringLiteral("watch needs channel IDs")
                                           : QStringLiteral("run needs a sequence file");
   }
@@ -123,6 +124,8 @@ QString CheckCommandLine::HelpText() {
   return QStringLiteral(
       "Usage: telmon-check /DAHSID=n COMMAND [options]\n"
       "  status [--json]                       devices, queues and blocks as the IOS reports them\n"
+      "  alarms [--json]                       the current alarms of the DAHS, as the Active\n"
+      "                                        Alarms page lists them\n"
       "  watch IDS [--seconds S] [--csv]       channel values every two seconds (IDS as typed in\n"
       "                                        the add-channel dialog: 17,18,10910-10915,u0007)\n"
       "  run SEQUENCE.yaml [--junit FILE] [--tap]\n"

@@ -2,6 +2,7 @@
 
 // telmon-check's command line:
 //   telmon-check /DAHSID=n status [--json]
+//   telmon-check /DAHSID=n alarms [--json]
 //   telmon-check /DAHSID=n watch IDS [--seconds S] [--csv]
 //   telmon-check /DAHSID=n run SEQUENCE.yaml [--junit FILE] [--tap]
 // with --password-file FILE (the password of the account in TELMON_ACCOUNT), --verbose (every
@@ -24,7 +25,7 @@ inline constexpr int ExitNoRights = 3;  // the privilege gate refused
 inline constexpr int ExitInterrupted = 130;
 
 struct CheckCommandLine {
-  enum class Command { None, Status, Watch, Run, Help, Version };
+  enum class Command { None, Status, Alarms, Watch, Run, Help, Version };
   Command command = Command::None;
   std::int32_t dahsId = 0;
   QString argument;  // IDS of watch, SEQUENCE.yaml of run

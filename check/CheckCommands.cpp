@@ -1,5 +1,7 @@
 #include "check/CheckCommands.h"
 
+#include "alarms/AlarmListManager.h"
+#include "alarms/AlarmStore.h"
 #include "check/Reports.h"
 #include "check/SequenceRunner.h"
 #include "views/ChannelListviewManager.h"
@@ -93,6 +95,41 @@ int StatusCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* 
   Print(out, QStringLiteral("Devices\n") + ModelTable(session.DevicesModel()) +
                  QStringLiteral("\nQueues\n") + ModelTable(session.QueuesModel()) +
                  QStringLiteral("\nBlocks\n") + ModelTable(session.BlocksModel()));
+  return ExitPassed;
+}
+
+int AlarmsCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* out) {
+  AlarmStore store(session.Settings().SqlConnectionString_Alarms(), session.Settings().DahsID());
+  QString error;
+  auto rows = store.ReadCurrent(&error);
+  if (!rows) {
+    Print(stderr,
+          QStringLiteral("telmon-check: the alarms database could not be read: %1\n").arg(error));
+    return ExitUsage;
+  }
+  KeyedListModel model;
+  AlarmListManager list(model);
+  list.InitializeLsv();
+  list.UpdateLsv(std::move(*rows));
+  if (cl.json) {
+    QJsonArray alarms = ModelJson(model);
+    for (qsizetype i = 0; i < alarms.size(); ++i) {
+      QJsonObject row = alarms[i].toObject();
+      row.insert(QStringLiteral("id"),
+                 static_cast<qint64>(list.Alarms()[static_cast<std::size_t>(i)].id));
+      row.insert(QStringLiteral("stateCode"), list.Alarms()[static_cast<std::size_t>(i)].stateCode);
+      alarms[i] = row;
+    }
+    QJsonObject all;
+    all.insert(QStringLiteral("dahs"), session.Settings().DahsID());
+    all.insert(QStringLiteral("count"), list.Count());
+    all.insert(QStringLiteral("unack"), list.UnackCount());
+    all.insert(QStringLiteral("alarms"), alarms);
+    Print(out, QString::fromUtf8(QJsonDocument(all).toJson(QJsonDocument::Indented)));
+    return ExitPassed;
+  }
+  Print(out, AlarmListManager::PanelText(list.Count(), list.UnackCount()) + QStringLiteral("\n") +
+                 ModelTable(model));
   return ExitPassed;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The three commands of telmon-check over a started session. Each writes its output to `out`
+// The commands of telmon-check over a started session. Each writes its output to `out`
 // and returns the program's exit code.
 
 #include "check/CheckCommandLine.h"
@@ -15,6 +15,8 @@
 namespace telmon::check {
 
 int StatusCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* out);
+// The current alarms from the site's alarms database; exit 2 when it cannot be read.
+int AlarmsCommand(CheckSession& session, const CheckCommandLine& cl, std::FILE* out);
 int WatchCommand(CheckSession& session, const CheckCommandLine& cl, Interrupts& interrupts,
                  std::FILE* out);
 int RunCommand(CheckSession& session, const Sequence& sequence, const CheckCommandLine& cl,

@@ -1,5 +1,7 @@
 #include "check/Sequence.h"
 
+#include "alarms/AlarmTypes.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -220,6 +222,31 @@ void ReadExpectDevice(const YAML::Node& map, Step& step) {
   ReadTimeout(map, step);
 }
 
+// source: device, block or channel; id; condition and state optional.
+void ReadExpectAlarm(const YAML::Node& map, Step& step) {
+  AllowOnly(map, {"source", "id", "condition", "state", "timeout"});
+  const YAML::Node source = Field(map, "source");
+  const QString kind = Scalar(source, "source").toUpper();
+  if (kind != AlarmSourceKind::Device && kind != AlarmSourceKind::Block &&
+      kind != AlarmSourceKind::Channel) {
+    Refuse(source, QStringLiteral("'source' must be device, block or channel"));
+  }
+  step.alarmSource = kind;
+  step.alarmSourceId = Id(Field(map, "id"), "id");
+  if (const YAML::Node n = map["condition"]; n.IsDefined()) {
+    step.alarmCondition = Scalar(n, "condition");
+  }
+  if (const YAML::Node n = map["state"]; n.IsDefined()) {
+    const QString state = Scalar(n, "state").toUpper().replace(QLatin1Char('-'), QLatin1Char('_'));
+    if (AlarmStateFromCode(state) == AlarmState::Unknown) {
+      Refuse(n, QStringLiteral("'state' must be active-unack, active-ack, cleared-unack or "
+                               "shelved"));
+    }
+    step.alarmState = state;
+  }
+  ReadTimeout(map, step);
+}
+
 struct StepReader {
   const char* name;
   StepKind kind;
@@ -233,12 +260,15 @@ constexpr std::initializer_list<StepReader> kReaders = {
     {"random", StepKind::Random, ReadRandom},
     {"expect-value", StepKind::ExpectValue, ReadExpectValue},
     {"expect-device", StepKind::ExpectDevice, ReadExpectDevice},
+    {"expect-alarm", StepKind::ExpectAlarm, ReadExpectAlarm},
+    {"expect-no-alarm", StepKind::ExpectNoAlarm, ReadExpectAlarm},
 };
 
 Step ReadStep(const YAML::Node& node) {
   if (!node.IsMap() || node.size() != 1) {
     Refuse(node, QStringLiteral("a step is one of force, write, mode-code, random, "
-                                "expect-value, expect-device, wait, with its fields"));
+                                "expect-value, expect-device, expect-alarm, expect-no-alarm, "
+                                "wait, with its fields"));
   }
   const auto entry = node.begin();
   const std::string name = entry->first.IsScalar() ? entry->first.Scalar() : std::string();
@@ -348,6 +378,16 @@ QString Step::Title() const {
                    : expected);
     case StepKind::ExpectDevice:
       return QStringLiteral("expect-device %1").arg(*device);
+    case StepKind::ExpectAlarm:
+    case StepKind::ExpectNoAlarm:
+      return QStringLiteral("%1 %2 %3%4%5")
+          .arg(kind == StepKind::ExpectAlarm ? QStringLiteral("expect-alarm")
+                                             : QStringLiteral("expect-no-alarm"),
+               alarmSource.toLower())
+          .arg(alarmSourceId)
+          .arg(alarmCondition ? QStringLiteral(" '") + *alarmCondition + QLatin1Char('\'')
+                              : QString(),
+               alarmState ? QLatin1Char(' ') + *alarmState : QString());
     case StepKind::Wait:
       return QStringLiteral("wait %1 s").arg(waitMs / 1000.0);
   }

@@ -13,7 +13,17 @@
 
 namespace telmon::check {
 
-enum class StepKind { Force, Write, ModeCode, Random, ExpectValue, ExpectDevice, Wait };
+enum class StepKind {
+  Force,
+  Write,
+  ModeCode,
+  Random,
+  ExpectValue,
+  ExpectDevice,
+  ExpectAlarm,
+  ExpectNoAlarm,
+  Wait
+};
 
 // A triangle wave as the one-channel dialog takes it: the texts of its three boxes.
 struct WaveSpec {
@@ -48,6 +58,13 @@ struct Step {
   std::optional<bool> watchdogOk;
   std::optional<bool> random;
   std::optional<QString> failover;
+
+  // ExpectAlarm and ExpectNoAlarm: the alarm's source ("DEVICE", "BLOCK", "CHANNEL") and ID,
+  // and, when given, its condition and its state ("ACTIVE_UNACK", ...).
+  QString alarmSource;
+  std::int32_t alarmSourceId = 0;
+  std::optional<QString> alarmCondition;
+  std::optional<QString> alarmState;
 
   int timeoutMs = 10000;  // the Expect steps
   int waitMs = 0;         // Wait

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cmath>
 
 namespace telmon::check {
@@ -113,9 +114,9 @@ StepResult SequenceRunner::RunStep(const Step& step) {
   } else {
     using Handler = void (SequenceRunner::*)(const Step&, StepResult&);
     static constexpr Handler kHandlers[] = {
-        &SequenceRunner::Force,  &SequenceRunner::Write,       &SequenceRunner::ModeCode,
-        &SequenceRunner::Random, &SequenceRunner::ExpectValue, &SequenceRunner::ExpectDevice,
-        &SequenceRunner::Wait};
+        &SequenceRunner::Force,       &SequenceRunner::Write,         &SequenceRunner::ModeCode,
+        &SequenceRunner::Random,      &SequenceRunner::ExpectValue,   &SequenceRunner::ExpectDevice,
+        &SequenceRunner::ExpectAlarm, &SequenceRunner::ExpectNoAlarm, &SequenceRunner::Wait};
     (this->*kHandlers[static_cast<int>(step.kind)])(step, r);
   }
   if (Stopping() && r.passed()) {
@@ -340,6 +341,76 @@ void SequenceRunner::ExpectDevice(const Step& step, StepResult& r) {
   if (!Stopping()) {
     r.detail = QStringLiteral("timed out after %1 s").arg(step.timeoutMs / 1000.0);
   }
+}
+
+namespace {
+
+// The current alarms that a step names.
+std::vector<AlarmRow> Matching(const Step& step, const std::vector<AlarmRow>& rows) {
+  std::vector<AlarmRow> found;
+  for (const AlarmRow& a : rows) {
+    if (a.sourceKind == step.alarmSource && a.sourceId == step.alarmSourceId &&
+        (!step.alarmCondition || a.condition == *step.alarmCondition) &&
+        (!step.alarmState || a.stateCode == *step.alarmState)) {
+      found.push_back(a);
+    }
+  }
+  return found;
+}
+
+QString AlarmsText(const std::vector<AlarmRow>& rows) {
+  QStringList parts;
+  for (const AlarmRow& a : rows) {
+    parts << QStringLiteral("'%1' %2").arg(a.condition, a.stateCode);
+  }
+  return parts.isEmpty() ? QStringLiteral("(no alarm)") : parts.join(QStringLiteral(", "));
+}
+
+}  // namespace
+
+void SequenceRunner::AwaitAlarms(const Step& step, StepResult& r,
+                                 const std::function<bool(const std::vector<AlarmRow>&)>& done) {
+  if (!alarms_) {
+    alarms_ = std::make_unique<AlarmStore>(session_.Settings().SqlConnectionString_Alarms(),
+                                           session_.Settings().DahsID());
+  }
+  QElapsedTimer waited;
+  waited.start();
+  for (;;) {
+    QString error;
+    const auto rows = alarms_->ReadCurrent(&error);
+    if (!rows) {
+      r.outcome = StepOutcome::Failed;
+      r.detail = QStringLiteral("the alarms database could not be read: ") + error;
+      return;
+    }
+    const std::vector<AlarmRow> found = Matching(step, *rows);
+    r.observed = AlarmsText(found);
+    if (done(found)) {
+      return;
+    }
+    if (waited.elapsed() >= step.timeoutMs || !Pause(options_.pollIntervalMs)) {
+      break;
+    }
+  }
+  r.outcome = StepOutcome::Failed;
+  if (!Stopping()) {
+    r.detail = QStringLiteral("timed out after %1 s").arg(step.timeoutMs / 1000.0);
+  }
+}
+
+void SequenceRunner::ExpectAlarm(const Step& step, StepResult& r) {
+  AwaitAlarms(step, r, [](const std::vector<AlarmRow>& found) { return !found.empty(); });
+}
+
+// Without a state, only an alarm whose condition still stands counts: one that cleared and
+// waits for its acknowledgement is no alarm any more for the plant.
+void SequenceRunner::ExpectNoAlarm(const Step& step, StepResult& r) {
+  const bool anyState = !step.alarmState;
+  AwaitAlarms(step, r, [anyState](const std::vector<AlarmRow>& found) {
+    return std::none_of(found.begin(), found.end(),
+                        [anyState](const AlarmRow& a) { return !anyState || a.active; });
+  });
 }
 
 void SequenceRunner::Wait(const Step& step, StepResult& r) {

@@ -6,6 +6,7 @@
 // ends with one release that puts the devices it switched to random values back to polling
 // and names the channels it forced, which no command puts back.
 
+#include "alarms/AlarmStore.h"
 #include "check/CheckSession.h"
 #include "check/Sequence.h"
 
@@ -13,6 +14,7 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace telmon::check {
@@ -68,6 +70,11 @@ class SequenceRunner : public QObject {
   void Random(const Step& step, StepResult& r);
   void ExpectValue(const Step& step, StepResult& r);
   void ExpectDevice(const Step& step, StepResult& r);
+  void ExpectAlarm(const Step& step, StepResult& r);
+  void ExpectNoAlarm(const Step& step, StepResult& r);
+  // Polls the current alarms until `done` holds for the matching ones or the step times out.
+  void AwaitAlarms(const Step& step, StepResult& r,
+                   const std::function<bool(const std::vector<AlarmRow>&)>& done);
   void Wait(const Step& step, StepResult& r);
   StepResult Release();
   bool SelectDevice(std::int32_t id);
@@ -85,6 +92,7 @@ class SequenceRunner : public QObject {
   bool allRandom_ = false;
   QSet<std::int32_t> randomDevices_;
   QList<std::int32_t> forcedChannels_;
+  std::unique_ptr<AlarmStore> alarms_;  // opened by the first alarm step
 };
 
 const char* OutcomeText(StepOutcome outcome);

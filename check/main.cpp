@@ -56,7 +56,9 @@ int Run(const CheckCommandLine& cl) {
   SystemClock clock;
   CheckSession session(prompter, clock, cl.verbose ? stderr : nullptr);
   session.SetJournalFile(cl.journalFile);
-  if (!StartSession(session, cl, cl.command != CheckCommandLine::Command::Watch)) {
+  if (!StartSession(session, cl,
+                    cl.command != CheckCommandLine::Command::Watch &&
+                        cl.command != CheckCommandLine::Command::Alarms)) {
     return ExitUsage;
   }
   if (cl.command == CheckCommandLine::Command::Run && sequence->NeedsEditRights() &&
@@ -72,6 +74,8 @@ int Run(const CheckCommandLine& cl) {
   switch (cl.command) {
     case CheckCommandLine::Command::Status:
       return StatusCommand(session, cl, stdout);
+    case CheckCommandLine::Command::Alarms:
+      return AlarmsCommand(session, cl, stdout);
     case CheckCommandLine::Command::Watch:
       return WatchCommand(session, cl, interrupts, stdout);
     default:

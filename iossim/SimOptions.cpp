@@ -71,6 +71,13 @@ void AddOptions(QCommandLineParser& p) {
        QStringLiteral("Return a forced channel to the plant's source this long after it was "
                       "last forced (default: never)."),
        QStringLiteral("seconds")},
+      {QStringLiteral("alarm-flood"),
+       QStringLiteral("Raise this many alarms in one burst every 10 minutes, cleared 2 minutes "
+                      "later."),
+       QStringLiteral("n")},
+      {QStringLiteral("alarm-chatter"),
+       QStringLiteral("Make the alarm of this channel come and go three times a minute."),
+       QStringLiteral("id")},
   });
 }
 
@@ -91,6 +98,11 @@ bool ReadNumbers(Parsed& p, SimOptions* o) {
   if (auto v = p.Number<int>(QStringLiteral("event-rate"), 0, 1000000)) o->eventRate = *v;
   if (auto v = p.Number<int>(QStringLiteral("release-forced-after"), 1, 31536000)) {
     o->releaseForcedAfterS = *v;
+  }
+  if (auto v = p.Number<int>(QStringLiteral("alarm-flood"), 1, 100000)) o->alarmFlood = *v;
+  if (auto v =
+          p.Number<int>(QStringLiteral("alarm-chatter"), std::numeric_limits<int>::min(), IntMax)) {
+    o->alarmChatterChannel = *v;
   }
   for (const QString& text : p.parser.values(QStringLiteral("faulty-device"))) {
     bool ok = false;

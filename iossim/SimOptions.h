@@ -29,6 +29,8 @@ struct SimOptions {
   bool verbose = false;
   bool trace = false;                      // a trace message (type 8) for every command handled
   std::optional<int> releaseForcedAfterS;  // empty = forced channels stay forced
+  int alarmFlood = 0;                      // alarms raised in one burst, again and again
+  std::optional<int> alarmChatterChannel;  // a channel whose alarm comes and goes
 };
 
 enum class OptionsOutcome { Run, ShowHelp, Error };

@@ -4,6 +4,7 @@
 // block, channel values, watchdogs, device clocks, redundancy and the server's own settings.
 // Everything runs on one thread, driven by Tick() and PublishChanges() from the owner's timers.
 
+#include "alarms/AlarmTypes.h"
 #include "iossim/SimState.h"
 #include "util/Clock.h"
 
@@ -81,6 +82,9 @@ class SimPlant : public QObject {
   QList<QByteArray> RandomUpdates(int count);
 
   const ServerSettings& Settings() const { return settings_; }
+  // The plant's conditions that are alarms now: devices whose watchdog failed, failing blocks,
+  // analyzer values outside their range, analyzers whose calibration drifted beyond its limit.
+  std::vector<AlarmCondition> AlarmConditions() const;
   bool AllCommsOk() const;
   bool RefreshInProgress() const { return !refreshFinish_.isValid(); }
   int ChannelCount() const { return static_cast<int>(channels_.size()); }

@@ -2,6 +2,7 @@
 
 #include "iossim/CommandDispatcher.h"
 #include "iossim/EventXml.h"
+#include "iossim/SimAlarms.h"
 #include "iossim/SimDatabase.h"
 #include "iossim/SimPlant.h"
 #include "iossim/SimServer.h"
@@ -36,6 +37,9 @@ bool Simulator::OpenSite(QString* error) {
   const DahsSettings& s = reader.Settings();
   siteId_ = s.siteId;
   db_ = std::make_unique<SimDatabase>(s.connections.config, s.connections.realtime, siteId_);
+  alarms_ = std::make_unique<SimAlarms>(s.connections.alarms, options_.dahsId);
+  alarms_->SetFlood(options_.alarmFlood);
+  alarms_->SetChatter(options_.alarmChatterChannel);
   Q_EMIT Log(QStringLiteral("site %1, DAHS %2, settings %3")
                  .arg(siteId_)
                  .arg(options_.dahsId)
@@ -91,6 +95,7 @@ bool Simulator::Start(QString* error) {
                  .arg(config.blocks.size())
                  .arg(config.channels.size())
                  .arg(options_.seed));
+  started_ = clock_.Now();
   StartTimers();
   WriteRealtime();
   return true;
@@ -154,6 +159,15 @@ void Simulator::WriteRealtime() {
   QString error;
   const bool ok = db_->WriteRealtime(plant_->RealtimeSnapshot(), &error);
   DatabaseState(QStringLiteral("realtime write"), ok, error);
+  SyncAlarms();
+}
+
+void Simulator::SyncAlarms() {
+  QString error;
+  const QDateTime now = clock_.Now();
+  const bool ok = alarms_->Sync(plant_->AlarmConditions(), now,
+                                static_cast<double>(started_.msecsTo(now)) / 1000.0, &error);
+  DatabaseState(QStringLiteral("alarms write"), ok, error);
 }
 
 void Simulator::PollCommands() {

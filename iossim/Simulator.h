@@ -7,6 +7,7 @@
 #include "iossim/SimOptions.h"
 #include "util/Clock.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QSet>
 #include <QString>
@@ -18,6 +19,7 @@
 namespace telmon::iossim {
 
 class CommandDispatcher;
+class SimAlarms;
 class SimDatabase;
 class SimPlant;
 class SimServer;
@@ -52,6 +54,7 @@ class Simulator : public QObject {
   void BuildServer();
   void StartTimers();
   void WriteRealtime();
+  void SyncAlarms();
   void PollCommands();
   void ApplyCommandRecord(std::int64_t id, const QString& text);
   void OnWriteFinished(std::int64_t recordId, const QString& result);
@@ -64,7 +67,9 @@ class Simulator : public QObject {
   SimOptions options_;
   const IClock& clock_;
   QString siteId_;
+  QDateTime started_;
   std::unique_ptr<SimDatabase> db_;
+  std::unique_ptr<SimAlarms> alarms_;
   std::unique_ptr<CommandDispatcher> dispatcher_;
   // Declared after what they use, so that they go first.
   std::unique_ptr<SimPlant> plant_;

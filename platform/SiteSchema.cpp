@@ -61,6 +61,24 @@ const std::vector<std::vector<const char*>> Steps = {
         " kind TEXT DEFAULT '', rangelow DOUBLE PRECISION DEFAULT 0,"
         " rangehigh DOUBLE PRECISION DEFAULT 0, PRIMARY KEY (dahsid, channelid))",
     },
+    {
+        // One row per alarm that still needs attention; an alarm cleared and acknowledged
+        // leaves it. Every change is also appended to the history, which is never rewritten.
+        "CREATE TABLE H5ALARM (alarmid %ID%, dahsid INTEGER NOT NULL DEFAULT 0,"
+        " sourcekind TEXT NOT NULL DEFAULT '', sourceid INTEGER NOT NULL DEFAULT 0,"
+        " sourcename TEXT DEFAULT '', condition TEXT NOT NULL DEFAULT '',"
+        " priority INTEGER DEFAULT 4, state TEXT DEFAULT 'ACTIVE_UNACK',"
+        " active INTEGER DEFAULT 1, raisedat TIMESTAMP NULL, acknowledgedat TIMESTAMP NULL,"
+        " clearedat TIMESTAMP NULL, shelveduntil TIMESTAMP NULL,"
+        " acknowledgedby TEXT DEFAULT '', shelvedby TEXT DEFAULT '', message TEXT DEFAULT '')",
+        "CREATE UNIQUE INDEX H5ALARM_SOURCE ON H5ALARM (dahsid, sourcekind, sourceid, condition)",
+        "CREATE TABLE H5ALARMHISTORY (id %ID%, alarmid BIGINT NOT NULL,"
+        " dahsid INTEGER NOT NULL DEFAULT 0, sourcekind TEXT DEFAULT '',"
+        " sourceid INTEGER DEFAULT 0, sourcename TEXT DEFAULT '', condition TEXT DEFAULT '',"
+        " priority INTEGER DEFAULT 4, event TEXT NOT NULL, state TEXT DEFAULT '',"
+        " eventat TIMESTAMP NOT NULL, who TEXT DEFAULT '', message TEXT DEFAULT '')",
+        "CREATE INDEX H5ALARMHISTORY_EVENT ON H5ALARMHISTORY (dahsid, event, eventat)",
+    },
 };
 
 bool IsPostgresql(const QSqlDatabase& db) {

@@ -10,7 +10,8 @@
 namespace telmon::SiteSchema {
 
 // 1: lookups, command records, realtime values. 2: accounts. 3: I/O configuration.
-inline constexpr int CurrentVersion = 3;
+// 4: alarms and their history.
+inline constexpr int CurrentVersion = 4;
 
 // The schema version of the open database; 0 when it has no schema yet, -1 on a read error.
 int Version(QSqlDatabase& db, QString* error = nullptr);

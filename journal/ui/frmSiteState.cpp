@@ -53,6 +53,22 @@ void frmSiteState::Refresh() {
         0, SiteStateModel::GroupTitle(group) + QStringLiteral(" (%1)").arg(item->childCount()));
     item->setExpanded(true);
   }
+  if (extraRows_) {
+    const std::vector<QStringList> rows = extraRows_();
+    auto* extra = new QTreeWidgetItem(
+        tree_, {extraTitle_ + QStringLiteral(" (%1)").arg(static_cast<int>(rows.size()))});
+    extra->setFirstColumnSpanned(true);
+    for (const QStringList& row : rows) {
+      new QTreeWidgetItem(extra, row);
+    }
+    extra->setExpanded(true);
+  }
+}
+
+void frmSiteState::SetExtraGroup(const QString& title, ExtraRows rows) {
+  extraTitle_ = title;
+  extraRows_ = std::move(rows);
+  Refresh();
 }
 
 }  // namespace telmon

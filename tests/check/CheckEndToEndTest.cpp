@@ -356,3 +356,45 @@ TEST_P(CheckFaults, TheProgramsCommandsAndExitCodes) {
   }
   EXPECT_EQ(entries, QStringList({"Random values on|super|sent", "Random values off|super|sent"}));
 }
+
+// The simulator raises an out-of-range alarm for a channel forced beyond its range and clears
+// it when the value is back: the alarm steps follow it, and the alarms command lists what is
+// left (cleared, waiting for an acknowledgement).
+TEST_P(CheckFaults, AlarmStepsAndTheAlarmsCommandFollowTheSimulatorsAlarms) {
+  const RunReport report =
+      Run("name: alarms\nsteps:\n"
+          "  - force: {channel: 1216, value: \"500\"}\n"
+          "  - expect-alarm: {source: channel, id: 1216, condition: Out of range, "
+          "state: active-unack, timeout: 15}\n"
+          "  - force: {channel: 1216, value: \"50\"}\n"
+          "  - expect-no-alarm: {source: channel, id: 1216, condition: Out of range, timeout: 15}\n"
+          "  - expect-alarm: {source: device, id: 424242, timeout: 0.5}\n");
+  ASSERT_EQ(report.results.size(), 6U);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_TRUE(report.results[static_cast<std::size_t>(i)].passed())
+        << i << ": " << report.results[static_cast<std::size_t>(i)].detail.toStdString();
+  }
+  EXPECT_EQ(report.results[1].observed, "'Out of range' ACTIVE_UNACK");
+  EXPECT_EQ(report.results[3].observed, "'Out of range' CLEARED_UNACK");
+  EXPECT_FALSE(report.results[4].passed());
+  EXPECT_EQ(report.results[4].observed, "(no alarm)");
+  EXPECT_EQ(report.results[4].detail, "timed out after 0.5 s");
+
+  const ProgramRun run = RunProgram({QStringLiteral("alarms"), QStringLiteral("--json")});
+  ASSERT_EQ(run.exitCode, ExitPassed) << run.err.toStdString();
+  const QJsonObject all = QJsonDocument::fromJson(run.out.toUtf8()).object();
+  bool found = false;
+  for (const QJsonValue& v : all.value(QStringLiteral("alarms")).toArray()) {
+    const QJsonObject a = v.toObject();
+    if (a.value(QStringLiteral("Source")).toString().startsWith(QLatin1String("Channel 1216 ")) &&
+        a.value(QStringLiteral("Condition")).toString() == QLatin1String("Out of range")) {
+      found = true;
+      EXPECT_EQ(a.value(QStringLiteral("State")).toString(), "Cleared, unacknowledged");
+      EXPECT_EQ(a.value(QStringLiteral("stateCode")).toString(), "CLEARED_UNACK");
+      EXPECT_EQ(a.value(QStringLiteral("Priority")).toString(), "Medium");
+    }
+  }
+  EXPECT_TRUE(found) << run.out.toStdString();
+  EXPECT_EQ(all.value(QStringLiteral("count")).toInt(),
+            all.value(QStringLiteral("alarms")).toArray().size());
+}

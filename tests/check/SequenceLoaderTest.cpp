@@ -31,10 +31,25 @@ TEST(SequenceLoader, ReadsEveryKindOfStep) {
       "  - expect-value: {channel: 1219, near: 50, tolerance: -5, timeout: 1.5}\n"
       "  - expect-value: {channel: 7, matches: \"^ON\"}\n"
       "  - expect-device: {device: 2, watchdog-ok: true, random: false, failover: \"Active\"}\n"
-      "  - wait: 0.25\n"));
+      "  - wait: 0.25\n"
+      "  - expect-alarm: {source: device, id: 3, condition: Watchdog failure, state: "
+      "active-unack, timeout: 40}\n"
+      "  - expect-no-alarm: {source: Channel, id: 17}\n"));
   ASSERT_TRUE(r.sequence) << r.error.toStdString();
   const std::vector<Step>& s = r.sequence->steps;
-  ASSERT_EQ(s.size(), 13U);
+  ASSERT_EQ(s.size(), 15U);
+  EXPECT_EQ(s[13].kind, StepKind::ExpectAlarm);
+  EXPECT_EQ(s[13].alarmSource, "DEVICE");
+  EXPECT_EQ(s[13].alarmSourceId, 3);
+  EXPECT_EQ(*s[13].alarmCondition, "Watchdog failure");
+  EXPECT_EQ(*s[13].alarmState, "ACTIVE_UNACK");
+  EXPECT_EQ(s[13].timeoutMs, 40000);
+  EXPECT_EQ(s[13].Title(), "expect-alarm device 3 'Watchdog failure' ACTIVE_UNACK");
+  EXPECT_EQ(s[14].kind, StepKind::ExpectNoAlarm);
+  EXPECT_FALSE(s[14].alarmCondition);
+  EXPECT_FALSE(s[14].alarmState);
+  EXPECT_EQ(s[14].Title(), "expect-no-alarm channel 17");
+  EXPECT_FALSE(s[14].NeedsEditRights());
   EXPECT_EQ(s[0].kind, StepKind::Force);
   EXPECT_EQ(*s[0].value, "42.750");  // the text as typed, not a re-formatted number
   EXPECT_EQ(s[0].line, 3);
@@ -88,6 +103,13 @@ TEST(SequenceLoader, RefusesFaultsWithLineAndColumn) {
       {"steps:\n  - expect-value: {channel: 1, equals: 1, timeout: -1}\n",
        "s.yaml:2:52: 'timeout' must be between 0 and 86400 seconds"},
       {"steps:\n  - expect-device: {device: 1}\n", "give at least one of"},
+      {"steps:\n  - expect-alarm: {source: pump, id: 1}\n",
+       "s.yaml:2:28: 'source' must be device, block or channel"},
+      {"steps:\n  - expect-alarm: {source: device}\n", "missing field 'id'"},
+      {"steps:\n  - expect-no-alarm: {source: block, id: 2, state: gone}\n",
+       "'state' must be active-unack, active-ack, cleared-unack or shelved"},
+      {"steps:\n  - expect-alarm: {source: block, id: 2, priority: 1}\n",
+       "unknown field 'priority'"},
       {"steps:\n  - wait: soon\n", "s.yaml:2:11: 'wait' must be a number"},
       {"steps:\n  - force: 12\n", "s.yaml:2:12: step 'force' must be a mapping"},
       {"steps:\n  - {wait: 1, force: {channel: 1, value: 1}}\n", "s.yaml:2:5: a step is one of"},

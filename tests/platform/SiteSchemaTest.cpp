@@ -39,6 +39,12 @@ TEST_P(SiteSchemaTest, UpgradeFromTheFirstVersionKeepsEveryRow) {
   // The tables of the later versions exist and are usable.
   db_->Exec(QStringLiteral("INSERT INTO H5ACCOUNT (account, passwordhash) VALUES ('a', 'h')"));
   db_->Exec(QStringLiteral("INSERT INTO H5IOCHANNEL (dahsid, channelid) VALUES (1, 17)"));
+  db_->Exec(
+      QStringLiteral("INSERT INTO H5ALARM (dahsid, sourcekind, sourceid, condition)"
+                     " VALUES (1, 'DEVICE', 3, 'Watchdog failure')"));
+  db_->Exec(QStringLiteral("INSERT INTO H5ALARMHISTORY (alarmid, event, eventat) VALUES (1,"
+                           " 'RAISED', ?)"),
+            {QDateTime::currentDateTime()});
 
   // Running it again changes nothing.
   ASSERT_TRUE(SiteSchema::InitConnection(db_->ConnectionString(), &error)) << error.toStdString();
