@@ -109,15 +109,26 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
       failure = std::current_exception();
     }
     // The channels chosen before a failure are written all the same: each write is the
-    // operator's, and the report below says where it stopped.
-    services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen);
-    if (failure) {
-      std::rethrow_exception(failure);
-    }
-    services_.sink.RaiseMsg(MsgType::Progress,
-                            QStringLiteral("Wrote '") + QString::number(lastValue) +
-                                QStringLiteral("' to ") + QString::number(chosen.size()) +
-                                QStringLiteral(" channels [TELM-0076]"));
+    // operator's, and the report below says where it stopped. The report comes once the last
+    // record is written or reported; a cancelled write ends with the writer's note instead.
+    const std::size_t count = chosen.size();
+    services_.writer.WriteChannelValueRecordsThen(
+        QLatin1String(CallerCode), std::move(chosen),
+        [this, failure, lastValue, count](const ChannelWriteOutcome& outcome) {
+          try {
+            if (failure) {
+              std::rethrow_exception(failure);
+            }
+            if (!outcome.cancelled) {
+              services_.sink.RaiseMsg(MsgType::Progress,
+                                      QStringLiteral("Wrote '") + QString::number(lastValue) +
+                                          QStringLiteral("' to ") + QString::number(count) +
+                                          QStringLiteral(" channels [TELM-0076]"));
+            }
+          } catch (...) {
+            ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
+          }
+        });
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
   }
