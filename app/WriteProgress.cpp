@@ -9,6 +9,8 @@ WriteProgressDialog::WriteProgressDialog(QWidget* owner) : owner_(owner) {}
 
 WriteProgressDialog::~WriteProgressDialog() { delete dialog_; }
 
+QProgressDialog* WriteProgressDialog::Dialog() const { return dialog_; }
+
 QString WriteProgressDialog::LabelText(std::size_t done, std::size_t total) {
   const QLocale locale;
   return QStringLiteral("Writing records: %1 of %2")

@@ -23,7 +23,7 @@ class WriteProgressDialog final : public IWriteProgress {
   void Advance(std::size_t done) override;
   void End() override;
 
-  QProgressDialog* Dialog() const { return dialog_; }
+  QProgressDialog* Dialog() const;
 
   // "Writing records: <done> of <total>"
   static QString LabelText(std::size_t done, std::size_t total);
