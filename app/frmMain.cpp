@@ -39,6 +39,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QSettings>
@@ -178,6 +180,14 @@ void frmMain::OnClockTick() {
 void frmMain::UpdateChannels() {
   if (tick_) {
     tick_->Run();
+  }
+}
+
+void frmMain::UpdateChannelsAndWait() {
+  UpdateChannels();
+  QDeadlineTimer deadline(60000);
+  while (tick_ && tick_->Reading() && !deadline.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
   }
 }
 

@@ -97,8 +97,11 @@ class frmMain : public QMainWindow,
   void ConnectToIOS();
   void DisconnectFromIOS();
   void RefreshAllLists();
-  // One channel update tick, as the 2-second timer runs it.
+  // One channel update tick, as the 2-second timer runs it: the read runs on the read worker
+  // and the rows follow when it comes back.
   void UpdateChannels();
+  // For tests: a tick, waiting (with the event loop running) until its read came back.
+  void UpdateChannelsAndWait();
 
   // For tests and screenshots.
   frmProblems& Problems();
