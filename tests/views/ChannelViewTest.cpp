@@ -180,6 +180,32 @@ TEST_F(ChannelPage, BlockListTestsEachRunOnceAndNeverBlockZero) {
 
 // The block list as the add-channel dialog hands it over: a list of block numbers, or a failure
 // reported once and nothing added.
+// The page takes at most MaxWatchedRows rows: a list that would pass it is refused whole,
+// with the reason, before any of it is added.
+TEST_F(ChannelPage, AListThatWouldPassTheCapIsRefusedWhole) {
+  auto ids = [](int from, int to) {
+    QStringList list;
+    for (int id = from; id <= to; ++id) {
+      list << QString::number(id);
+    }
+    return list.join(';');
+  };
+  manager_.AddLsvRowsForChannelIDList(ids(10, 32769));
+  ASSERT_EQ(model_.RowCount(), 32760);
+  manager_.AddLsvRowsForChannelIDList(ids(40001, 40008));
+  EXPECT_EQ(model_.RowCount(), 32760);
+  ASSERT_EQ(prompter_.Questions().size(), 1u);
+  EXPECT_EQ(prompter_.Questions()[0].text,
+            "TELM-9012: The watch list holds at most 32,767 channels; it has 32,760, and 8 more "
+            "would make 32,768. Nothing was added.");
+  EXPECT_EQ(prompter_.Questions()[0].icon, PromptIcon::Exclamation);
+  manager_.AddLsvRowsForChannelIDList(ids(40001, 40007));
+  EXPECT_EQ(model_.RowCount(), ChannelListviewManager::MaxWatchedRows);
+  manager_.AddLsvRowsForBlockIDList({1});
+  EXPECT_EQ(model_.RowCount(), ChannelListviewManager::MaxWatchedRows);
+  EXPECT_EQ(prompter_.Questions().size(), 2u);
+}
+
 TEST_F(ChannelPage, BlockListValueMustBeAListOfNumbers) {
   manager_.AddLsvRowsForBlockIDListValue(QVariant(1));
   manager_.AddLsvRowsForBlockIDListValue(QVariantList{1, QStringLiteral("two")});
