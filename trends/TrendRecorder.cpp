@@ -128,7 +128,7 @@ QString TrendRecorder::ThinnedNote() const {
   return QStringLiteral(
              "Older points were dropped to keep the trends within %1 MiB: %2 updates are kept "
              "for each of %3 channels.")
-      .arg(budget_ / (1024 * 1024))
+      .arg(budget_ / (std::size_t{1024} * 1024))
       .arg(ring_)
       .arg(thinnedChannels_);
 }

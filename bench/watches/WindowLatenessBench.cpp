@@ -167,7 +167,7 @@ void BM_BulkWrite(benchmark::State& state) {
   }
   double worst = 0;
   for (auto _ : state) {
-    const Clocked run = RunClocked([&](std::function<void()> done) {
+    const Clocked run = RunClocked([&](const std::function<void()>& done) {
       writer.WriteChannelValueRecordsThen(QStringLiteral("TELM-0075"), Items(),
                                           [done](const ChannelWriteOutcome&) { done(); });
     });
@@ -237,7 +237,7 @@ void BM_Tick(benchmark::State& state) {
   }
   double worst = 0;
   for (auto _ : state) {
-    const Clocked run = RunClocked([&](std::function<void()> done) {
+    const Clocked run = RunClocked([&](const std::function<void()>& done) {
       tick.Run();
       QTimer* poll = new QTimer;
       QObject::connect(poll, &QTimer::timeout, [poll, &tick, done] {
@@ -268,10 +268,16 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   const char* names[] = {"SQLite", "PostgreSQL", "refused port", "silent listener"};
   for (int db = 0; db < 4; ++db) {
-    const std::string base = "BM_BulkWrite/db:" + std::to_string(db) + "/worker:";
-    const std::string tail = "/iterations:3/manual_time";
-    const auto window = reporter.Of(base + "0" + tail);
-    const auto onWorker = reporter.Of(base + "1" + tail);
+    auto name = [db](int worker) {
+      std::string text = "BM_BulkWrite/db:";
+      text += std::to_string(db);
+      text += "/worker:";
+      text += std::to_string(worker);
+      text += "/iterations:3/manual_time";
+      return text;
+    };
+    const auto window = reporter.Of(name(0));
+    const auto onWorker = reporter.Of(name(1));
     if (window.itemsPerSecond > 0 && onWorker.itemsPerSecond > 0) {
       std::printf(
           "%s: on the worker %.0f records/s, on the window's thread %.0f records/s, "

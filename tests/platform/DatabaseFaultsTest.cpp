@@ -12,6 +12,7 @@ namespace {
 
 std::vector<MessageRecord> Records(int count, const QString& tag = QStringLiteral("r")) {
   std::vector<MessageRecord> records;
+  records.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     records.push_back(
         {tag + QString::number(i), QString(), QString(), QStringLiteral("TELM-0075")});

@@ -215,7 +215,7 @@ TEST(RecordWriteFaultsChild, WriteUnderAFileSizeLimit) {
     GTEST_SKIP() << "run by AFullDiskLeavesEachRecordStoredOrReportedOnce";
   }
   std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit{256 * 1024, 256 * 1024};
+  const rlimit limit{rlim_t{256} * 1024, rlim_t{256} * 1024};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   H5DBIL dbil;
   ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("PLANT1"), QString(), {c, c, c, c, c}));
@@ -291,10 +291,10 @@ TEST(RecordWriteFaults, OnAWorkerTheResultsComeBackInOrder) {
   writer.SetWorker(&worker, &progress);
 
   struct Run {
-    bool cancel;
+    bool cancel = false;
     QStringList texts;
     QStringList steps;
-    int stored;
+    int stored = 0;
   };
   const Run runs[] = {
       {false,
