@@ -5,27 +5,44 @@
 #include "platform/ui/QtPrompter.h"
 #include "util/Clock.h"
 
+#include "TelmonVersion.h"
+
 #include <QApplication>
+#include <QIcon>
+#include <QStringList>
 #include <QTextStream>
 
 using namespace telmon;
 
 int main(int argc, char* argv[]) {
+  // --help and --version answer before the window system is opened, so that they work without a
+  // display (over ssh, in scripts).
+  {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+      arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    const CommandLine early = CommandLine::Parse(arguments);
+    QTextStream out(stdout);
+    if (early.help) {
+      out << CommandLine::HelpText(QStringLiteral("telmon"));
+      return 0;
+    }
+    if (early.version) {
+      out << "telmon " << kVersion << "\n";
+      return 0;
+    }
+  }
+
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Telmon"));
-  QApplication::setApplicationVersion(QStringLiteral(TELMON_VERSION));
+  QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
   QApplication::setOrganizationName(QStringLiteral("Quarn"));
+  // The desktop entry and the installed icon share this name.
+  QGuiApplication::setDesktopFileName(QString::fromLatin1(kDesktopFileName));
+  QApplication::setWindowIcon(QIcon::fromTheme(QString::fromLatin1(kDesktopFileName)));
 
   const CommandLine cl = CommandLine::Parse(QApplication::arguments());
-  QTextStream out(stdout);
-  if (cl.help) {
-    out << CommandLine::HelpText(QStringLiteral("telmon"));
-    return 0;
-  }
-  if (cl.version) {
-    out << "telmon " << TELMON_VERSION << "\n";
-    return 0;
-  }
 
   SystemClock clock;
   QtPrompter prompter;

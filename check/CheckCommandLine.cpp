@@ -95,6 +95,10 @@ CheckCommandLine CheckCommandLine::Parse(const QStringList& arguments, QString* 
       cl.command = Command::Help;
       return cl;
     }
+    if (a == QLatin1String("--version")) {
+      cl.command = Command::Version;
+      return cl;
+    }
     if (a == QLatin1String("--password")) {
       *error = QStringLiteral(
           "a password is never given on the command line: use the terminal "
@@ -132,6 +136,7 @@ QString CheckCommandLine::HelpText() {
       "  --journal FILE         operator journal to record the run's changes in (default: the\n"
       "                         user's own, the one telmon keeps)\n"
       "  --verbose              every message on the error stream\n"
+      "  --help, --version      this text, or the program's version\n"
       "Exit codes: 0 passed, 1 a step failed, 2 usage or start-up error, 3 no edit rights,\n"
       "130 interrupted.\n");
 }

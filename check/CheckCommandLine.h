@@ -5,8 +5,8 @@
 //   telmon-check /DAHSID=n watch IDS [--seconds S] [--csv]
 //   telmon-check /DAHSID=n run SEQUENCE.yaml [--junit FILE] [--tap]
 // with --password-file FILE (the password of the account in TELMON_ACCOUNT), --verbose (every
-// message on the error stream), --ios-host HOST and --journal FILE. A password is never taken from
-// the command line itself.
+// message on the error stream), --ios-host HOST and --journal FILE; --help and --version alone. A
+// password is never taken from the command line itself.
 
 #include <QString>
 #include <QStringList>
@@ -24,7 +24,7 @@ inline constexpr int ExitNoRights = 3;  // the privilege gate refused
 inline constexpr int ExitInterrupted = 130;
 
 struct CheckCommandLine {
-  enum class Command { None, Status, Watch, Run, Help };
+  enum class Command { None, Status, Watch, Run, Help, Version };
   Command command = Command::None;
   std::int32_t dahsId = 0;
   QString argument;  // IDS of watch, SEQUENCE.yaml of run

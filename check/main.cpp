@@ -8,6 +8,8 @@
 #include "check/Sequence.h"
 #include "util/Clock.h"
 
+#include "TelmonVersion.h"
+
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -84,6 +86,7 @@ int main(int argc, char** argv) {
   QCoreApplication app(argc, argv);
   QCoreApplication::setOrganizationName(QStringLiteral("Quarn"));
   QCoreApplication::setApplicationName(QStringLiteral("telmon-check"));
+  QCoreApplication::setApplicationVersion(QString::fromLatin1(kVersion));
   QString error;
   const CheckCommandLine cl = CheckCommandLine::Parse(QCoreApplication::arguments(), &error);
   if (!error.isEmpty()) {
@@ -93,6 +96,10 @@ int main(int argc, char** argv) {
   }
   if (cl.command == CheckCommandLine::Command::Help) {
     std::fputs(CheckCommandLine::HelpText().toUtf8().constData(), stdout);
+    return ExitPassed;
+  }
+  if (cl.command == CheckCommandLine::Command::Version) {
+    std::printf("telmon-check %s\n", kVersion);
     return ExitPassed;
   }
   return Run(cl);

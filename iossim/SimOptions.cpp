@@ -1,6 +1,7 @@
 #include "iossim/SimOptions.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QRandomGenerator>
 
 #include <limits>
@@ -37,6 +38,7 @@ void AddOptions(QCommandLineParser& p) {
   p.setApplicationDescription(QStringLiteral(
       "Simulated I/O server: serves monitors on TCP and keeps the realtime database moving."));
   p.addHelpOption();
+  p.addVersionOption();
   p.addOptions({
       {QStringLiteral("settings"), QStringLiteral("Folder (or file) of Halvo5.INI."),
        QStringLiteral("dir")},
@@ -113,6 +115,11 @@ OptionsOutcome ParseSimOptions(const QStringList& arguments, SimOptions* options
   }
   if (p.parser.isSet(QStringLiteral("help"))) {
     *message = p.parser.helpText();
+    return OptionsOutcome::ShowHelp;
+  }
+  if (p.parser.isSet(QStringLiteral("version"))) {
+    *message = QCoreApplication::applicationName() + QLatin1Char(' ') +
+               QCoreApplication::applicationVersion();
     return OptionsOutcome::ShowHelp;
   }
   if (!p.parser.positionalArguments().isEmpty()) {

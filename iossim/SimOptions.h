@@ -34,7 +34,7 @@ struct SimOptions {
 enum class OptionsOutcome { Run, ShowHelp, Error };
 
 // Parses the arguments (the first is the program). On ShowHelp or Error, `message` holds the
-// help text or the reason.
+// help text (or, for --version, the program's name and version) or the reason.
 OptionsOutcome ParseSimOptions(const QStringList& arguments, SimOptions* options, QString* message);
 
 }  // namespace telmon::iossim

@@ -4,6 +4,8 @@
 #include "iossim/Simulator.h"
 #include "util/Clock.h"
 
+#include "TelmonVersion.h"
+
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QSocketNotifier>
@@ -45,6 +47,7 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("iossim"));
+  QCoreApplication::setApplicationVersion(QString::fromLatin1(telmon::kVersion));
 
   telmon::iossim::SimOptions options;
   QString message;

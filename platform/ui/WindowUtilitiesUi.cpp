@@ -2,6 +2,8 @@
 
 #include "platform/WindowUtilities.h"
 
+#include "TelmonVersion.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDateTime>
@@ -131,7 +133,7 @@ void AutoSizeColumn(QTreeView* view, int column, int mode) {
 
 void ShowAboutBox(QWidget* parent, const QString& programTitle) {
   QMessageBox::about(parent, QStringLiteral("About ") + programTitle,
-                     programTitle + QStringLiteral(" ") + QCoreApplication::applicationVersion() +
+                     programTitle + QStringLiteral(" ") + QString::fromLatin1(kVersion) +
                          QStringLiteral("\n\nMonitor of the I/O server of the emissions data "
                                         "acquisition and handling system.\n\nBuilt with Qt ") +
                          QString::fromLatin1(qVersion()) + QLatin1Char('.'));
@@ -140,7 +142,7 @@ void ShowAboutBox(QWidget* parent, const QString& programTitle) {
 void ShowSupportBox(QWidget* parent, const QString& programTitle) {
   const QString details =
       QStringLiteral("Program: %1 %2\nWindow: %3\nComputer: %4\nSystem: %5\nQt: %6")
-          .arg(programTitle, QCoreApplication::applicationVersion(),
+          .arg(programTitle, QString::fromLatin1(kVersion),
                parent != nullptr ? parent->windowTitle() : QString(),
                WindowUtilities::LocalComputerName(), QSysInfo::prettyProductName(),
                QString::fromLatin1(qVersion()));

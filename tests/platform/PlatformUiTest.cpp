@@ -197,8 +197,23 @@ TEST(WindowUtilitiesUi, PrintoutsGoToANamedPdfWithoutAPrinter) {
   EXPECT_FALSE(PrintTextFile(dir.filePath(QStringLiteral("missing.txt")), nullptr, pdfPath).ok);
 }
 
-// The support box names the program and the window, and its "Copy Details" button puts the
-// details (and nothing else) on the clipboard; OK leaves the clipboard alone.
+// The about box names the program with the project's version.
+TEST(WindowUtilitiesUi, AboutBoxShowsTheProjectsVersion) {
+  QWidget parent;
+  QString text;
+  WhenModal([&](QWidget* w) {
+    auto* box = qobject_cast<QMessageBox*>(w);
+    ASSERT_NE(box, nullptr);
+    text = box->text();
+    box->accept();
+  });
+  ShowAboutBox(&parent, QStringLiteral("Telmon"));
+  EXPECT_TRUE(text.startsWith(QStringLiteral("Telmon " TELMON_PROJECT_VERSION "\n\n")))
+      << text.toStdString();
+}
+
+// The support box names the program with its version and the window, and its "Copy Details"
+// button puts the details (and nothing else) on the clipboard; OK leaves the clipboard alone.
 TEST(WindowUtilitiesUi, SupportBoxCopiesItsDetailsOnlyWhenAsked) {
   QWidget parent;
   parent.setWindowTitle(QStringLiteral("Telmon - DAHS 1"));
@@ -214,7 +229,7 @@ TEST(WindowUtilitiesUi, SupportBoxCopiesItsDetailsOnlyWhenAsked) {
   EXPECT_TRUE(
       text.startsWith(QStringLiteral("For technical support, call your system "
                                      "administrator and give the details below.\n\n"
-                                     "Program: Telmon ")))
+                                     "Program: Telmon " TELMON_PROJECT_VERSION "\n")))
       << text.toStdString();
   EXPECT_TRUE(text.contains(QStringLiteral("\nWindow: Telmon - DAHS 1\n")));
   EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("before"));
