@@ -74,7 +74,7 @@ class ChannelValueWriter final : public IChannelValueWriter {
               const ChannelWriteOutcome& outcome);
 
   QString ChannelTarget(std::int32_t channelId) const;
-  // A record without journaling; the grouped path falls back to it.
+  // One record in a transaction of its own, without journaling.
   bool WriteOne(const QString& callerCode, std::int32_t channelId, const Value& value);
   void JournalOne(const QString& callerCode, std::int32_t channelId, const Value& value,
                   bool written);
