@@ -10,6 +10,7 @@
 #include "watches/IChannelValueWriter.h"
 
 #include <exception>
+#include <memory>
 
 namespace telmon {
 
@@ -55,6 +56,23 @@ std::int32_t ChannelIdOfKey(const QString& key) {
   }
   return *id;
 }
+
+// The busy indicator on for the scope's lifetime, however it ends.
+class BusyScope {
+ public:
+  explicit BusyScope(const std::function<void(bool)>& busy) : busy_(busy) { Set(true); }
+  ~BusyScope() { Set(false); }
+  BusyScope(const BusyScope&) = delete;
+  BusyScope& operator=(const BusyScope&) = delete;
+
+ private:
+  void Set(bool on) const {
+    if (busy_) {
+      busy_(on);
+    }
+  }
+  const std::function<void(bool)>& busy_;
+};
 
 }  // namespace
 
@@ -112,9 +130,8 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
     // operator's, and the report below says where it stopped. The report comes once the last
     // record is written or reported; a cancelled write ends with the writer's note instead.
     const std::size_t count = chosen.size();
-    services_.writer.WriteChannelValueRecordsThen(
-        QLatin1String(CallerCode), std::move(chosen),
-        [this, failure, lastValue, count](const ChannelWriteOutcome& outcome) {
+    WriteRecords(
+        std::move(chosen), [this, failure, lastValue, count](const ChannelWriteOutcome& outcome) {
           try {
             if (failure) {
               std::rethrow_exception(failure);
@@ -132,6 +149,19 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
   }
+}
+
+void BulkModeCodeWrites::WriteRecords(std::vector<ChannelValue> chosen,
+                                      std::function<void(const ChannelWriteOutcome&)> done) {
+  // The busy indicator stays on until the last record is written or reported, which may be
+  // after this returns when the writer works on a thread of its own.
+  auto busy = std::make_shared<BusyScope>(busy_);
+  services_.writer.WriteChannelValueRecordsThen(
+      QLatin1String(CallerCode), std::move(chosen),
+      [busy, done = std::move(done)](const ChannelWriteOutcome& outcome) mutable {
+        busy.reset();
+        done(outcome);
+      });
 }
 
 void BulkModeCodeWrites::StartFromBox(const QString& text, Mode mode, const QString& codePrefix) {

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace telmon {
@@ -18,6 +19,7 @@ class IEditGate;
 class IRaiseMsg;
 class Prompter;
 struct ChannelValue;
+struct ChannelWriteOutcome;
 
 struct BulkWriteServices {
   const ChannelConfigInfoManager& configs;
@@ -48,6 +50,10 @@ class BulkModeCodeWrites {
   void cmdWriteMC14ToAllCemsInfoMCChannels();
   void cmdWriteMC1112ToAllCemsInfoMCChannels();
 
+  // Called with true before the records are written and with false after them (the page shows
+  // the hourglass), never around the questions and messages before them.
+  void SetBusyIndicator(std::function<void(bool)> busy) { busy_ = std::move(busy); }
+
   // The checks, the channel choice and the writes; reports TELM-0074, TELM-0076, TELM-0077.
   void BulkWrite(Mode mode, std::int32_t value);
 
@@ -60,7 +66,12 @@ class BulkModeCodeWrites {
  private:
   void StartFromBox(const QString& text, Mode mode, const QString& codePrefix);
 
+  // Writes the records with the busy indicator on; `done` follows the last of them.
+  void WriteRecords(std::vector<ChannelValue> chosen,
+                    std::function<void(const ChannelWriteOutcome&)> done);
+
   BulkWriteServices services_;
+  std::function<void(bool)> busy_;
 };
 
 }  // namespace telmon
