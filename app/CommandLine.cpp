@@ -64,6 +64,14 @@ CommandLine CommandLine::Parse(const QStringList& arguments) {
       } else if (!text.isEmpty()) {
         cl.ignored << QStringLiteral("--receive-buffer-cap=") + text;
       }
+    } else if (arg.startsWith(QLatin1String("--trend-memory"))) {
+      QString text;
+      value(QStringLiteral("--trend-memory"), &text);
+      if (const qint64 budget = ParseByteCount(text); budget > 0) {
+        cl.trendMemory = budget;
+      } else if (!text.isEmpty()) {
+        cl.ignored << QStringLiteral("--trend-memory=") + text;
+      }
     } else if (arg.startsWith(QLatin1String("--journal"))) {
       value(QStringLiteral("--journal"), &cl.journalFile);
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
@@ -110,6 +118,9 @@ QString CommandLine::HelpText(const QString& programName) {
              "  --receive-buffer-cap BYTES\n"
              "                      unparsable text from the I/O server kept before skipping\n"
              "                      to its next event (default 8M; K, M and G suffixes)\n"
+             "  --trend-memory BYTES\n"
+             "                      memory for the trends' points; beyond it the oldest are\n"
+             "                      dropped (default 256M; K, M and G suffixes)\n"
              "  --help              show this text\n"
              "  --version           show the program's version\n"
              "\n"

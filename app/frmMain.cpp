@@ -9,12 +9,14 @@
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
 #include "app/WindowPlacement.h"
+#include "app/WriteProgress.h"
 #include "ioslink/IosCommands.h"
 #include "ioslink/IosConnection.h"
 #include "journal/ui/JournalFeature.h"
 #include "messages/MessageFileLog.h"
 #include "messages/MessageLogModel.h"
 #include "messages/frmProblems.h"
+#include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
 #include "platform/MessageTypes.h"
 #include "platform/Prompter.h"
@@ -39,6 +41,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QSettings>
@@ -181,6 +185,14 @@ void frmMain::UpdateChannels() {
   }
   if (alarms_ != nullptr) {
     alarms_->Refresh();
+  }
+}
+
+void frmMain::UpdateChannelsAndWait() {
+  UpdateChannels();
+  QDeadlineTimer deadline(60000);
+  while (tick_ && tick_->Reading() && !deadline.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
   }
 }
 
@@ -375,6 +387,15 @@ void frmMain::Teardown() {
   if (link_ != nullptr) {
     link_->SetEventHandlers(nullptr);
   }
+  // The workers finish what runs and drop what waits before the parts they report to go.
+  if (valueWriter_) {
+    valueWriter_->SetWorker(nullptr, nullptr);
+  }
+  if (tick_) {
+    tick_->SetWorker(nullptr);
+  }
+  writeWorker_.reset();
+  readWorker_.reset();
   tick_.reset();
   for (ListviewManagerBase* m : {static_cast<ListviewManagerBase*>(devices_.get()),
                                  static_cast<ListviewManagerBase*>(queues_.get()),

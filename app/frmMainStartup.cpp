@@ -9,10 +9,12 @@
 #include "app/StartupSequence.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
+#include "app/WriteProgress.h"
 #include "app/frmMain.h"
 #include "ioslink/IosConnection.h"
 #include "journal/ui/JournalFeature.h"
 #include "messages/frmProblems.h"
+#include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "tools/ui/CalHdrFrame.h"
@@ -290,6 +292,14 @@ void frmMain::SetupChannelManager() {
   SetupWatchOperations();
   tick_ = std::make_unique<ChannelUpdateTick>(*dbil_, settings_->SqlConnectionString_Realtime(),
                                               channels_.get(), services_.clock, *this, *this);
+  auto raise = [this](std::int32_t type, const QString& text) { RaiseMsg(type, text); };
+  readWorker_ = std::make_unique<DatabaseWorker>(settings_->SiteID(), settings_->LanguageID(),
+                                                 settings_->Connections(), raise);
+  tick_->SetWorker(readWorker_.get());
+  writeWorker_ = std::make_unique<DatabaseWorker>(settings_->SiteID(), settings_->LanguageID(),
+                                                  settings_->Connections(), raise);
+  writeProgress_ = std::make_unique<WriteProgressDialog>(this);
+  valueWriter_->SetWorker(writeWorker_.get(), writeProgress_.get());
   SetupTrends();
   IosLinkSettings link;
   link.dahsId = settings_->DahsID();

@@ -75,7 +75,8 @@ void frmMain::CopyDataToClipboard() {
 }
 
 void frmMain::SetupTrends() {
-  trends_ = std::make_unique<TrendRecorder>(*channelsModel_);
+  trends_ = std::make_unique<TrendRecorder>(*channelsModel_, DefaultTrendCapacity, nullptr,
+                                            static_cast<std::size_t>(commandLine_.trendMemory));
   tick_->SetObserver(trends_.get());
 }
 
