@@ -82,9 +82,10 @@ bool CheckSession::SetupDatabase(QString* error) {
   dbil_ = new H5DBIL(this);
   connect(dbil_, &H5DBIL::Message, this, &CheckSession::RaiseMsg);
   writer_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
-  journal_ = new OperationJournal(
-      journalFile_.isEmpty() ? OperationJournal::DefaultFileName() : journalFile_,
-      {settings_->DahsID(), {}}, *this, clock_, this);
+  const OperationJournal::Place place =
+      OperationJournal::Choose(journalFile_, settings_->JournalConnection());
+  journal_ = new OperationJournal(place.file, {settings_->DahsID(), {}}, *this, clock_, this);
+  journal_->SetSharedJournal(place.server);
   writer_->SetJournal(journal_, [this](std::int32_t id) {
     const ChannelConfigInfo* c = configs_.Item(QString::number(id));
     return c == nullptr ? QString() : c->Name;

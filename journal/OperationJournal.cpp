@@ -111,6 +111,14 @@ QString OperationJournal::DefaultFileName() {
          QStringLiteral("/telmon/journal.sqlite");
 }
 
+OperationJournal::Place OperationJournal::Choose(const QString& option,
+                                                 const QString& settingsServer) {
+  if (option.startsWith(QLatin1String("postgresql://"), Qt::CaseInsensitive)) {
+    return {DefaultFileName(), option};
+  }
+  return {option.isEmpty() ? DefaultFileName() : option, settingsServer};
+}
+
 bool OperationJournal::Open() {
   QDir().mkpath(QFileInfo(fileName_).absolutePath());
   QSqlDatabase db = QSqlDatabase::contains(connectionName_)

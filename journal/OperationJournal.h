@@ -44,6 +44,16 @@ class OperationJournal final : public QObject, public IOperationJournal {
   // "<data folder>/telmon/journal.sqlite" in the user's data folder.
   static QString DefaultFileName();
 
+  // Where a program journals, from its --journal option and the settings file's shared
+  // journal: an option that is a postgresql:// connection string names the shared journal
+  // (over the settings file's) and keeps the user's own file as the outbox; any other
+  // non-empty option names the file.
+  struct Place {
+    QString file;
+    QString server;
+  };
+  static Place Choose(const QString& option, const QString& settingsServer);
+
   void Record(const JournalOperation& operation) override;
   // The account that enabled edit mode; empty while edit mode is off.
   void SetEditAccount(const QString& account) { editAccount_ = account; }
