@@ -1,5 +1,7 @@
 #include "check/CheckSession.h"
 
+#include "journal/JournalForwarder.h"
+
 #include "ioslink/IosConnection.h"
 
 #include <QCoreApplication>
@@ -50,6 +52,11 @@ CheckSession::CheckSession(ConsolePrompter& prompter, const IClock& clock, std::
 CheckSession::~CheckSession() {
   if (link_ != nullptr) {
     link_->SetEventHandlers(nullptr);
+  }
+  // A run is short: its entries go to the shared journal before the program ends (what cannot
+  // go waits in the outbox for the next program that forwards it).
+  if (journal_ != nullptr && journal_->Forwarder() != nullptr) {
+    journal_->Forwarder()->SendNow();
   }
 }
 

@@ -186,6 +186,11 @@ void JournalForwarder::Request() {
   }
 }
 
+void JournalForwarder::SendNow() {
+  QMetaObject::invokeMethod(
+      worker_, [worker = worker_] { worker->Forward(); }, Qt::BlockingQueuedConnection);
+}
+
 QString JournalForwarder::WaitingText(std::int64_t count) {
   return count == 0 ? QStringLiteral("Journal: all sent")
                     : QStringLiteral("Journal: %1 waiting").arg(count);

@@ -34,6 +34,9 @@ class JournalForwarder final : public QObject {
   // Asks for a forwarding pass; requests that come while one is pending are folded into it.
   // Callable from any thread.
   void Request();
+  // One forwarding pass now, waiting for it (at most the server's connect timeout when it
+  // cannot be reached); for a program about to end.
+  void SendNow();
 
   // Entries in the outbox that the server does not have yet, as last counted.
   std::int64_t WaitingCount() const { return waiting_.load(); }

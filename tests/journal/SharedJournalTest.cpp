@@ -103,6 +103,28 @@ class OwnServer {
   QString port_;
 };
 
+TEST(SharedJournal, JournalOptionNamesTheFileOrTheServer) {
+  const QString own = OperationJournal::DefaultFileName();
+  const QString settings = QStringLiteral("postgresql://j@db/site");
+  struct Case {
+    QString option;
+    QString settingsServer;
+    OperationJournal::Place place;
+  };
+  const Case cases[] = {
+      {{}, {}, {own, {}}},
+      {{}, settings, {own, settings}},
+      {QStringLiteral("/tmp/j.sqlite"), settings, {QStringLiteral("/tmp/j.sqlite"), settings}},
+      {QStringLiteral("PostgreSQL://me@other/j"), settings, {own, "PostgreSQL://me@other/j"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.option.toStdString());
+    const OperationJournal::Place place = OperationJournal::Choose(c.option, c.settingsServer);
+    EXPECT_EQ(place.file, c.place.file);
+    EXPECT_EQ(place.server, c.place.server);
+  }
+}
+
 #define REQUIRE_POSTGRESQL() TELMON_REQUIRE_BACKEND(Backend::Postgresql)
 
 // Two computers, one of them with two programs on the same outbox, journal while the server
