@@ -11,6 +11,7 @@
 #include "util/Clock.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTest>
 #include <QTimeZone>
@@ -254,6 +255,33 @@ TEST(SharedJournal, EarlierEntriesGoFirstAndARestartSendsNothingTwice) {
   }
   EXPECT_EQ(values, QStringList({"1", "2", "3", "4"}));
   EXPECT_TRUE(sink.messages.empty()) << sink.Texts().join('\n').toStdString();
+}
+
+// An outbox that cannot be made (its folder is a file; a read-only folder is no obstacle to the
+// root the tests may run as): the operation is journaled locally nowhere, reported once, and the
+// forwarder adds no message of its own.
+TEST(SharedJournal, OutboxThatCannotBeWrittenIsReportedOnce) {
+  REQUIRE_POSTGRESQL();
+  ScratchDatabase server(Backend::Postgresql);
+  InitJournal(server.ConnectionString());
+  QTemporaryDir dir;
+  QFile plain(dir.filePath(QStringLiteral("plain")));
+  ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
+  ManualClock clock;
+  test::CollectingSink sink;
+  OperationJournal journal(dir.filePath(QStringLiteral("plain/journal.sqlite")),
+                           {1, QStringLiteral("ws")}, sink, clock);
+  journal.SetSharedJournal(server.ConnectionString(), 50);
+  int recorded = 0;
+  QObject::connect(&journal, &OperationJournal::Recorded, [&] { ++recorded; });
+  journal.Record(Op(QStringLiteral("1")));
+  journal.Record(Op(QStringLiteral("2")));
+  QTest::qWait(300);
+  EXPECT_EQ(recorded, 2);
+  EXPECT_EQ(journal.Forwarder()->WaitingCount(), 0);
+  ASSERT_EQ(sink.messages.size(), 1u) << sink.Texts().join('\n').toStdString();
+  EXPECT_TRUE(sink.messages[0].second.startsWith(QStringLiteral("TELM-9002: ")));
+  EXPECT_TRUE(ServerRows(server.ConnectionString()).empty());
 }
 
 // Five entries appended straight to a fresh journal.
