@@ -52,10 +52,10 @@ class JournalForwarderWorker final : public QObject {
       Publish(0);
       return;
     }
+    // The file's own trouble is the journal's to report (TELM-9002); here it is tried again.
     QSqlDatabase local = Local();
     if (!local.isOpen() && !local.open()) {
-      return Retry(QStringLiteral("the journal '%1' could not be read (%2)")
-                       .arg(outboxFile_, SqlErrorText(local.lastError())));
+      return Retry();
     }
     const QString outbox = OperationJournal::OutboxId(local);
     if (outbox.isEmpty()) {
@@ -75,7 +75,7 @@ class JournalForwarderWorker final : public QObject {
     for (;;) {
       std::vector<JournalEntry> entries;
       if (!OperationJournal::ReadEntries(local, *serverHolds_, kBatch, &entries, &error)) {
-        return Retry(error);
+        return Retry();
       }
       if (entries.empty()) {
         break;
@@ -133,10 +133,10 @@ class JournalForwarderWorker final : public QObject {
                          "be reached.")
               .arg(MaskConnectionString(owner_.server_), error.trimmed()));
     }
-    Retry({});
+    Retry();
   }
 
-  void Retry(const QString& /*why*/) {
+  void Retry() {
     if (retry_ == nullptr) {
       retry_ = new QTimer(this);
       retry_->setSingleShot(true);
