@@ -6,6 +6,7 @@
 // The baseline, measured in the same run, is the bare work of one force-and-expect pair done
 // directly: one command record, one command sent, one realtime read.
 
+#include "bench/support/BenchProgram.h"
 #include "check/CheckSession.h"
 #include "check/ConsolePrompter.h"
 #include "check/SequenceRunner.h"
@@ -158,22 +159,20 @@ BENCHMARK(BM_BareForceAndRead)->Iterations(1)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
   Plant plant;
   if (!plant.Start()) {
     std::fprintf(stderr, "the simulator or the session did not start\n");
     return 1;
   }
   ThePlant = &plant;
-  benchmark::RunSpecifiedBenchmarks();
+  program.Run();
   if (BaselineUsPerPair > 0 && RunnerUsPerPair > 0) {
     std::printf(
         "runner %.0f us per force-and-expect pair beyond the waits, bare work %.0f us, "
         "ratio %.2f\n",
         RunnerUsPerPair, BaselineUsPerPair, RunnerUsPerPair / BaselineUsPerPair);
   }
-  benchmark::Shutdown();
   ThePlant = nullptr;
   return 0;
 }

@@ -5,6 +5,8 @@
 // a single parse of the same text: one 20 MB event arriving in 64 KiB pieces, and a stream
 // arriving one byte at a time.
 
+#include "bench/support/BenchProgram.h"
+#include "bench/support/StandIns.h"
 #include "ioslink/IosConnection.h"
 #include "ioslink/IosReceiveBuffer.h"
 
@@ -83,11 +85,6 @@ struct CountingHandlers final : IIosEventHandlers {
   void OnMessageEvent(std::int32_t, const QString&) override { ++events; }
 };
 
-struct NullSink final : IRaiseMsg {
-  std::int64_t count = 0;
-  void RaiseMsg(std::int32_t, const QString&) override { ++count; }
-};
-
 bool WaitFor(const std::function<bool()>& done, int timeoutMs = 60000) {
   QElapsedTimer timer;
   timer.start();
@@ -102,7 +99,7 @@ void BM_LoopbackToDispatch(benchmark::State& state) {
   const QByteArray& stream = MixedStream();
   QTcpServer server;
   server.listen(QHostAddress::LocalHost, 0);
-  NullSink sink;
+  bench::QuietSink sink;
   CountingHandlers handlers;
   IosLinkSettings settings;
   settings.lookupValue = [&](const QString&, const QString&) {
@@ -136,7 +133,7 @@ BENCHMARK(BM_LoopbackToDispatch)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_FramingAndDispatchIn64KiBChunks(benchmark::State& state) {
   const QByteArray& stream = MixedStream();
-  NullSink sink;
+  bench::QuietSink sink;
   CountingHandlers handlers;
   for (auto _ : state) {
     IosReceiveBuffer buffer;
@@ -223,9 +220,7 @@ BENCHMARK(BM_EveryByteAloneBaselineOneParse)->Unit(benchmark::kMillisecond);
 }  // namespace telmon
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
+  program.Run();
   return 0;
 }

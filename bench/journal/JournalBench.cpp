@@ -4,14 +4,14 @@
 // model, the first screen of rows fetched) and filtered as the operator types. The ratios to
 // the baselines measured in the same run are printed at the end.
 
-#include "bench/support/RunRecorder.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/StandIns.h"
 #include "journal/JournalTableModel.h"
 #include "journal/OperationJournal.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
 #include "util/Clock.h"
-#include "util/IRaiseMsg.h"
 #include "watches/ChannelValueWriter.h"
 
 #include <QCoreApplication>
@@ -26,14 +26,11 @@
 
 namespace {
 
+using telmon::bench::QuietSink;
+
 constexpr int Records = 20000;
 constexpr int JournalEntries = 100000;
 constexpr int FirstScreenRows = 40;
-
-struct QuietSink final : telmon::IRaiseMsg {
-  int errors = 0;
-  void RaiseMsg(std::int32_t type, const QString&) override { errors += type == 4 ? 1 : 0; }
-};
 
 struct Files {
   QTemporaryDir dir;
@@ -174,12 +171,10 @@ BENCHMARK(BM_FilterKeystroke)->Iterations(8)->UseRealTime()->Unit(benchmark::kMi
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
   Files files;
   TheFiles = &files;
-  telmon::bench::RunRecorder reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  const telmon::bench::RunRecorder& reporter = program.Run();
   const auto off = reporter.Of("BM_GroupedWrite/journal:0/iterations:16/real_time");
   const auto on = reporter.Of("BM_GroupedWrite/journal:1/iterations:16/real_time");
   if (off.realTime > 0 && on.realTime > 0) {
@@ -198,7 +193,6 @@ int main(int argc, char** argv) {
         "write); one filter keystroke: %.0f ms (%.2f x)\n",
         open.realTime, open.realTime / off.realTime, key.realTime, key.realTime / off.realTime);
   }
-  benchmark::Shutdown();
   TheFiles = nullptr;
   return 0;
 }

@@ -3,6 +3,7 @@
 // between trims; the stepped tick case (1 ms per message) trims every 4,000 messages. The
 // baseline keeps the same rows in a plain deque, cut to 200 after each append.
 
+#include "bench/support/BenchProgram.h"
 #include "messages/MessageLogModel.h"
 
 #include <QCoreApplication>
@@ -82,9 +83,7 @@ BENCHMARK(BM_BaselinePlainDeque)->Unit(benchmark::kMillisecond)->Iterations(1);
 }  // namespace telmon
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
+  program.Run();
   return 0;
 }

@@ -1,15 +1,14 @@
 // The realtime read of the watch page against a bare prepared SELECT of the same rows, on an
 // SQLite file and (when TELMON_TEST_PG is set) on the PostgreSQL test server.
 
+#include "bench/support/BenchProgram.h"
+#include "bench/support/SiteDatabases.h"
 #include "platform/H5DBIL.h"
-#include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
 
 #include <QCoreApplication>
 #include <QSqlQuery>
 #include <QStringList>
-#include <QTemporaryDir>
-#include <QUuid>
 
 #include <benchmark/benchmark.h>
 
@@ -27,11 +26,11 @@ QStringList Ioids(int count) {
   return ioids;
 }
 
-bool Fill(const QString& connectionString) {
-  telmon::SqlConnection connection(connectionString, telmon::OpenMode::Create);
+void Fill(const QString& connectionString) {
+  telmon::SqlConnection connection(connectionString, telmon::OpenMode::ReadWrite);
   QSqlDatabase* db = connection.Database(nullptr);
-  if (db == nullptr || !telmon::SiteSchema::Init(*db, nullptr) || !db->transaction()) {
-    return false;
+  if (db == nullptr || !db->transaction()) {
+    return;
   }
   QSqlQuery insert(*db);
   insert.prepare(QStringLiteral(
@@ -42,54 +41,17 @@ bool Fill(const QString& connectionString) {
     insert.bindValue(1, now);
     insert.bindValue(2, 1.5);
     if (!insert.exec()) {
-      return false;
+      return;
     }
   }
   insert.finish();
-  return db->commit();
+  db->commit();
 }
 
 // The site databases the benchmarks read: made once, dropped at exit.
-struct Sites {
-  QTemporaryDir dir;
-  QString sqlite;
-  QString postgresql;
-  QString pgName;
+telmon::bench::SiteDatabases* TheSites = nullptr;
 
-  Sites() {
-    sqlite = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("bench.db"));
-    Fill(sqlite);
-    if (!qEnvironmentVariableIsSet("TELMON_TEST_PG")) {
-      return;
-    }
-    pgName = QStringLiteral("telmon_b_") + QUuid::createUuid().toString(QUuid::Id128).left(12);
-    if (Admin(QStringLiteral("CREATE DATABASE %1").arg(pgName))) {
-      postgresql = Server() + pgName;
-      Fill(postgresql);
-    }
-  }
-  ~Sites() {
-    if (!pgName.isEmpty()) {
-      Admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(pgName));
-    }
-  }
-  static QString Server() {
-    return QStringLiteral("postgresql://%1@%2:%3/")
-        .arg(qEnvironmentVariable("PGUSER"), qEnvironmentVariable("PGHOST"),
-             qEnvironmentVariable("PGPORT"));
-  }
-  static bool Admin(const QString& sql) {
-    telmon::SqlConnection admin(Server() + QStringLiteral("postgres"), telmon::OpenMode::ReadWrite);
-    QSqlDatabase* db = admin.Database(nullptr);
-    return db != nullptr && QSqlQuery(*db).exec(sql);
-  }
-};
-
-Sites* TheSites = nullptr;
-
-const QString& Connection(benchmark::State& state) {
-  return state.range(0) == 0 ? TheSites->sqlite : TheSites->postgresql;
-}
+const QString& Connection(const benchmark::State& state) { return TheSites->Of(state); }
 
 void BM_DbilReadCurrentValues(benchmark::State& state) {
   const QString& connection = Connection(state);
@@ -166,12 +128,10 @@ BENCHMARK(BM_DbilReadCurrentValues)->Apply(Sizes);
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  Sites sites;
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
+  telmon::bench::SiteDatabases sites(Fill);
   TheSites = &sites;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  program.Run();
   TheSites = nullptr;
   return 0;
 }

@@ -2,7 +2,8 @@
 // the bare batch insert of the same 5,000 command records (one prepared statement, one
 // transaction) in the same run. Prints records per second of both and their ratio.
 
-#include "bench/support/RunRecorder.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/StandIns.h"
 #include "ioslink/IosCommands.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
@@ -10,7 +11,6 @@
 #include "platform/testing/ScriptedPrompter.h"
 #include "tools/CalHdrWrite.h"
 #include "util/Clock.h"
-#include "views/IEditGate.h"
 #include "watches/ChannelValueWriter.h"
 
 #include <QCoreApplication>
@@ -85,16 +85,6 @@ QString NewSite(const QTemporaryDir& dir, const QString& name) {
   return connection;
 }
 
-struct OpenGate final : IEditGate {
-  bool EditsAllowed() const override { return true; }
-  bool AskWhetherUserWantsToEnableEditing() override { return true; }
-};
-
-struct Quiet final : IRaiseMsg {
-  int errors = 0;
-  void RaiseMsg(std::int32_t type, const QString&) override { errors += type == 4 ? 1 : 0; }
-};
-
 // Collects the records a write makes, for the baseline to insert the very same ones.
 struct Collect final : IChannelValueWriter {
   QStringList commands;
@@ -109,14 +99,14 @@ struct Fixture {
   ChannelConfigInfoManager::Records channels = CalChannels();
   CalHdrGrid grid;
   ManualClock clock;
-  OpenGate gate;
+  bench::OpenEditGate gate;
   ScriptedPrompter prompter;
   QStringList commands;
 
   Fixture() {
     grid[0] = {QStringLiteral("Stack NOx"), QStringLiteral("100")};
     Collect collect;
-    Quiet sink;
+    bench::QuietSink sink;
     WriteCalHdrChannels(grid, channels, {gate, collect, sink, prompter, clock, "Bench"});
     commands = collect.commands;
   }
@@ -129,7 +119,7 @@ void BM_CalHdrWrite(benchmark::State& state) {
   H5DBIL dbil;
   const QString c = NewSite(f.dir, QStringLiteral("write.db"));
   dbil.SetSiteID(QStringLiteral("S"), QString(), {c, c, c, c, c});
-  Quiet sink;
+  bench::QuietSink sink;
   ChannelValueWriter writer(dbil, sink);
   for (auto _ : state) {
     const auto count =
@@ -174,7 +164,7 @@ void BM_BareBatchInsert(benchmark::State& state) {
 // The same write with the records collected in memory: the share of the values themselves.
 void BM_CalHdrValuesOnly(benchmark::State& state) {
   Fixture& f = *TheFixture;
-  Quiet sink;
+  bench::QuietSink sink;
   for (auto _ : state) {
     Collect collect;
     WriteCalHdrChannels(f.grid, f.channels, {f.gate, collect, sink, f.prompter, f.clock, "B"});
@@ -192,13 +182,10 @@ BENCHMARK(BM_CalHdrWrite)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
   Fixture fixture;
   TheFixture = &fixture;
-  telmon::bench::RunRecorder reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  const telmon::bench::RunRecorder& reporter = program.Run();
   TheFixture = nullptr;
   const double write = reporter.Of("BM_CalHdrWrite").itemsPerSecond;
   const double bare = reporter.Of("BM_BareBatchInsert").itemsPerSecond;

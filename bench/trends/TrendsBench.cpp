@@ -22,18 +22,13 @@
 //                            "vs_updates" is its time over the baseline's
 // Run in the order above (the ratios use the earlier results of the same run).
 
-#include "bench/support/RealtimeSite.h"
-#include "platform/H5DBIL.h"
-#include "platform/SiteSchema.h"
-#include "platform/SqlConnection.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/WatchedSite.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "trends/TrendRecorder.h"
 #include "trends/ui/TrendPlot.h"
 #include "trends/ui/TrendWindow.h"
-#include "util/Clock.h"
-#include "util/IRaiseMsg.h"
 #include "views/ChannelListviewManager.h"
-#include "views/ChannelUpdateTick.h"
 #include "views/ui/KeyedListView.h"
 
 #include <QApplication>
@@ -43,8 +38,6 @@
 #include <QImage>
 #include <QLineSeries>
 #include <QPainter>
-#include <QSqlQuery>
-#include <QTemporaryDir>
 #include <QValueAxis>
 
 #include <benchmark/benchmark.h>
@@ -62,50 +55,15 @@ double stripSeconds = 0;
 double updatesSeconds = 0;
 QSize plotSize(1180, 600);  // the trend plot's size in its window, taken from the run
 
-struct NoPanels final : IChannelTickPanels {
-  void SetChannelUpdateTime(const QString&) override {}
-  void SetAllRefreshTime(const QString&) override {}
-  void SetAllRefreshToolTip(const QString&) override {}
-  void SetNotPollingVisible(bool) override {}
-  void BeginBusy() override {}
-  void EndBusy() override {}
-};
-
-struct NullSink final : IRaiseMsg {
-  void RaiseMsg(std::int32_t, const QString&) override {}
-};
-
-QString ChannelIds() {
-  QStringList ids;
-  for (int i = 1; i <= Channels; ++i) {
-    ids << QString::number(i);
-  }
-  return ids.join(QLatin1Char(';'));
-}
-
 void BM_ChannelTick50(benchmark::State& state) {
-  const bench::RealtimeSite site(Channels);
-  const QString& connection = site.connection;
-  H5DBIL dbil;
-  KeyedListModel model;
-  KeyedListView view;
-  view.SetListModel(&model);
-  view.resize(1200, 800);
-  view.show();
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  channels.AddLsvRowsForChannelIDList(ChannelIds());
-  TrendRecorder recorder(model);
-  SystemClock clock;
-  NoPanels panels;
-  NullSink sink;
-  ChannelUpdateTick tick(dbil, connection, &channels, clock, panels, sink);
-  tick.SetObserver(&recorder);
-  QApplication::processEvents();
+  bench::WatchedSite w(Channels, true);
+  w.Watch(Channels);
+  TrendRecorder recorder(w.model);
+  w.tick.SetObserver(&recorder);
   QElapsedTimer timer;
   timer.start();
   for (auto _ : state) {
-    tick.Run();
+    w.tick.Run();
     QApplication::processEvents();
   }
   tickSeconds = static_cast<double>(timer.nsecsElapsed()) / 1e9 / state.iterations();
@@ -145,7 +103,7 @@ void ReplotAfterTick(benchmark::State& state, PlotSetup setup) {
   KeyedListModel model;
   ChannelListviewManager channels;
   channels.Setup({}, model, 0);
-  channels.AddLsvRowsForChannelIDList(ChannelIds());
+  channels.AddLsvRowsForChannelIDList(bench::WatchedSite::ChannelIds(Channels));
   TrendRecorder recorder(model);
   const QDateTime start = QDateTime::currentDateTime();
   int tick = 0;
@@ -389,12 +347,7 @@ BENCHMARK(BM_FilterKeystroke)->Unit(benchmark::kMillisecond)->UseRealTime();
 }  // namespace telmon
 
 int main(int argc, char** argv) {
-  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-  }
-  QApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  telmon::bench::BenchProgram<QApplication> program(argc, argv);
+  program.Run();
   return 0;
 }

@@ -3,20 +3,14 @@
 // Each event run is 100,000 events in arrivals of 100, as the connection hands them over, and
 // reports x_parse: its CPU time over the CPU time of the parsing inside it.
 
-#include "bench/support/RealtimeSite.h"
-#include "platform/H5DBIL.h"
-#include "platform/SiteSchema.h"
-#include "platform/SqlConnection.h"
-#include "util/Clock.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/StandIns.h"
+#include "bench/support/WatchedSite.h"
 #include "views/BlockListviewManager.h"
-#include "views/ChannelListviewManager.h"
-#include "views/ChannelUpdateTick.h"
 #include "views/DeviceListviewManager.h"
 #include "views/ui/KeyedListView.h"
 
 #include <QApplication>
-#include <QSqlQuery>
-#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 
@@ -35,15 +29,6 @@ double ThreadCpuSeconds() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 constexpr int kPerArrival = 100;
-
-class NullSink final : public IRaiseMsg {
- public:
-  void RaiseMsg(std::int32_t, const QString&) override {}
-};
-class NullSender final : public ICommandSender {
- public:
-  void SendCommand(const QString&) override {}
-};
 
 QString BlockEvent(int id, int n) {
   return QStringLiteral(
@@ -124,8 +109,8 @@ struct Page {
     return parsing;
   }
   ListviewManagerBase& manager_;
-  NullSink sink;
-  NullSender sender;
+  bench::QuietSink sink;
+  bench::NullSender sender;
   KeyedListModel model;
   std::unique_ptr<KeyedListView> view;
 };
@@ -183,35 +168,12 @@ BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEvent)->Apply(BlockArg
 
 constexpr int kWatched = 5000;
 
-using bench::RealtimeSite;
-
-struct NoPanels final : IChannelTickPanels {
-  void SetChannelUpdateTime(const QString&) override {}
-  void SetAllRefreshTime(const QString&) override {}
-  void SetAllRefreshToolTip(const QString&) override {}
-  void SetNotPollingVisible(bool) override {}
-  void BeginBusy() override {}
-  void EndBusy() override {}
-};
-
-QString WatchedList() {
-  QStringList ids;
-  for (int i = 1; i <= kWatched; ++i) {
-    ids << QString::number(i);
-  }
-  return ids.join(QLatin1Char(';'));
-}
-
 void BM_RealtimeReadOnly(benchmark::State& state) {
-  RealtimeSite site(kWatched);
-  H5DBIL dbil;
-  KeyedListModel model;
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  channels.AddLsvRowsForChannelIDList(WatchedList());
-  const QString list = channels.GetListOfIOIDsInLsv();
+  bench::WatchedSite w(kWatched);
+  w.Watch(kWatched);
+  const QString list = w.channels.GetListOfIOIDsInLsv();
   for (auto _ : state) {
-    auto values = dbil.ReadCurrentValues(site.connection, QDateTime(), list);
+    auto values = w.dbil.ReadCurrentValues(w.site.connection, QDateTime(), list);
     if (!values || values->size() != kWatched) {
       state.SkipWithError("read failed");
     }
@@ -219,23 +181,10 @@ void BM_RealtimeReadOnly(benchmark::State& state) {
 }
 
 void BM_ChannelTick(benchmark::State& state) {
-  RealtimeSite site(kWatched);
-  H5DBIL dbil;
-  KeyedListModel model;
-  KeyedListView view;
-  view.SetListModel(&model);
-  view.resize(1200, 800);
-  view.show();
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  channels.AddLsvRowsForChannelIDList(WatchedList());
-  QApplication::processEvents();
-  SystemClock clock;
-  NoPanels panels;
-  NullSink sink;
-  ChannelUpdateTick tick(dbil, site.connection, &channels, clock, panels, sink);
+  bench::WatchedSite w(kWatched, true);
+  w.Watch(kWatched);
   for (auto _ : state) {
-    tick.Run();
+    w.tick.Run();
     QApplication::processEvents();
   }
 }
@@ -247,12 +196,7 @@ BENCHMARK(BM_ChannelTick)->Unit(benchmark::kMillisecond)->UseRealTime();
 }  // namespace telmon
 
 int main(int argc, char** argv) {
-  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-  }
-  QApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  telmon::bench::BenchProgram<QApplication> program(argc, argv);
+  program.Run();
   return 0;
 }

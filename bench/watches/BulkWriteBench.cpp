@@ -4,24 +4,20 @@
 // second and after the last shows whether repeats leave anything behind. The ratio of the two
 // rates is printed at the end.
 
-#include "bench/support/RunRecorder.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/SiteDatabases.h"
+#include "bench/support/StandIns.h"
 #include "ioslink/IosCommands.h"
 #include "platform/H5DBIL.h"
-#include "platform/Prompter.h"
-#include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
-#include "util/IRaiseMsg.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/ChannelConfigInfoManager.h"
-#include "views/IEditGate.h"
 #include "watches/BulkModeCodeWrites.h"
 #include "watches/ChannelValueWriter.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QUuid>
 
 #include <benchmark/benchmark.h>
 
@@ -46,24 +42,6 @@ long ResidentKiB() {
   return 0;
 }
 
-QString Server() {
-  return QStringLiteral("postgresql://%1@%2:%3/")
-      .arg(qEnvironmentVariable("PGUSER"), qEnvironmentVariable("PGHOST"),
-           qEnvironmentVariable("PGPORT"));
-}
-
-bool Admin(const QString& sql) {
-  telmon::SqlConnection admin(Server() + QStringLiteral("postgres"), telmon::OpenMode::ReadWrite);
-  QSqlDatabase* db = admin.Database(nullptr);
-  return db != nullptr && QSqlQuery(*db).exec(sql);
-}
-
-bool InitSchema(const QString& connection) {
-  telmon::SqlConnection link(connection, telmon::OpenMode::Create);
-  QSqlDatabase* db = link.Database(nullptr);
-  return db != nullptr && telmon::SiteSchema::Init(*db, nullptr);
-}
-
 void ClearCommands(const QString& connection) {
   telmon::SqlConnection link(connection, telmon::OpenMode::ReadWrite);
   QSqlDatabase* db = link.Database(nullptr);
@@ -72,23 +50,12 @@ void ClearCommands(const QString& connection) {
   }
 }
 
+// The site databases with the site's tables, and 20,000 mode-code channels configured.
 struct Sites {
-  QTemporaryDir dir;
-  QString sqlite;
-  QString postgresql;
-  QString pgName;
+  telmon::bench::SiteDatabases databases;
   telmon::ChannelConfigInfoManager configs;
 
   Sites() {
-    sqlite = QStringLiteral("sqlite:") + dir.filePath(QStringLiteral("bench.db"));
-    InitSchema(sqlite);
-    if (qEnvironmentVariableIsSet("TELMON_TEST_PG")) {
-      pgName = QStringLiteral("telmon_b_") + QUuid::createUuid().toString(QUuid::Id128).left(12);
-      if (Admin(QStringLiteral("CREATE DATABASE %1").arg(pgName))) {
-        postgresql = Server() + pgName;
-        InitSchema(postgresql);
-      }
-    }
     QString events;
     for (int id = 1; id <= Channels; ++id) {
       events += QStringLiteral(R"(<Event eventtype="ChannelConfigUpdate" ID="%1" Name="Stack )"
@@ -100,49 +67,13 @@ struct Sites {
       configs.UpdateConfigInfo(e);
     }
   }
-  ~Sites() {
-    if (!pgName.isEmpty()) {
-      Admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(pgName));
-    }
-  }
 };
 
 Sites* TheSites = nullptr;
 
-const QString& Connection(const benchmark::State& state) {
-  return state.range(0) == 0 ? TheSites->sqlite : TheSites->postgresql;
-}
+const QString& Connection(const benchmark::State& state) { return TheSites->databases.Of(state); }
 
-struct QuietSink final : telmon::IRaiseMsg {
-  int errors = 0;
-  void RaiseMsg(std::int32_t type, const QString&) override { errors += type == 4 ? 1 : 0; }
-};
-
-struct Editing final : telmon::IEditGate {
-  bool EditsAllowed() const override { return true; }
-  bool AskWhetherUserWantsToEnableEditing() override { return true; }
-};
-
-struct NoPrompts final : telmon::Prompter {
-  int asked = 0;
-  telmon::PromptAnswer Ask(const telmon::PromptQuestion&) override {
-    ++asked;
-    return telmon::PromptAnswer::Ok;
-  }
-  std::optional<QString> InputText(const QString&, const QString&, const QString&) override {
-    return std::nullopt;
-  }
-  std::optional<QString> SaveFileName(const telmon::FileDialogRequest&) override {
-    return std::nullopt;
-  }
-  std::optional<QString> OpenFileName(const telmon::FileDialogRequest&) override {
-    return std::nullopt;
-  }
-  std::optional<telmon::Credentials> AskCredentials(const QString&, const QString&) override {
-    return std::nullopt;
-  }
-  void Beep() override {}
-};
+using telmon::bench::QuietSink;
 
 // Memory is read after the first write (caches and connections are warm) and after the last.
 void Finish(benchmark::State& state, long afterFirst) {
@@ -207,8 +138,8 @@ void BM_BulkModeCodeWrite(benchmark::State& state) {
   dbil.SetSiteID(QStringLiteral("S"), QString(), {connection, {}, {}, {}, connection});
   QuietSink sink;
   telmon::ChannelValueWriter writer(dbil, sink);
-  Editing gate;
-  NoPrompts prompter;
+  telmon::bench::OpenEditGate gate;
+  telmon::bench::AnsweringPrompter prompter(telmon::PromptAnswer::Ok);
   telmon::BulkModeCodeWrites page({TheSites->configs, writer, gate, sink, prompter, {}});
   long afterFirst = 0;
   for (auto _ : state) {
@@ -233,17 +164,13 @@ void Backends(benchmark::internal::Benchmark* b) {
 BENCHMARK(BM_BareBatchInsert)->Apply(Backends);
 BENCHMARK(BM_BulkModeCodeWrite)->Apply(Backends);
 
-// Prints each run as usual and keeps its rate, for the ratios at the end.
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
+  telmon::bench::BenchProgram<QCoreApplication> program(argc, argv);
   Sites sites;
   TheSites = &sites;
-  telmon::bench::RunRecorder reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  const telmon::bench::RunRecorder& reporter = program.Run();
   for (const char* backend : {"pg:0", "pg:1"}) {
     const std::string suffix = std::string("/") + backend + "/iterations:10/real_time";
     const double bare = reporter.Of("BM_BareBatchInsert" + suffix).itemsPerSecond;
@@ -253,7 +180,6 @@ int main(int argc, char** argv) {
                   backend[3] == '0' ? "SQLite" : "PostgreSQL", bulk, bare, bulk / bare);
     }
   }
-  benchmark::Shutdown();
   TheSites = nullptr;
   return 0;
 }

@@ -7,24 +7,17 @@
 //   realtime read of the same 5,000 IOIDs.
 // After the run, each case's time is printed as a ratio to its baseline.
 
-#include "bench/support/RealtimeSite.h"
-#include "bench/support/RunRecorder.h"
-#include "platform/H5DBIL.h"
-#include "platform/SiteSchema.h"
-#include "platform/SqlConnection.h"
-#include "util/Clock.h"
+#include "bench/support/BenchProgram.h"
+#include "bench/support/StandIns.h"
+#include "bench/support/WatchedSite.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
-#include "views/ChannelListviewManager.h"
-#include "views/ChannelUpdateTick.h"
 #include "watches/AddChannelWatchLogic.h"
 #include "watches/ui/frmAddChannelWatch.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QSqlQuery>
-#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 
@@ -35,42 +28,13 @@
 namespace telmon {
 namespace {
 
-class NullSink final : public IRaiseMsg {
- public:
-  void RaiseMsg(std::int32_t, const QString&) override {}
-};
-class NullSender final : public ICommandSender {
- public:
-  void SendCommand(const QString&) override {}
-};
-// Says Yes to every question and keeps quiet.
-class YesPrompter final : public Prompter {
- public:
-  PromptAnswer Ask(const PromptQuestion&) override { return PromptAnswer::Yes; }
-  std::optional<QString> InputText(const QString&, const QString&, const QString&) override {
-    return std::nullopt;
-  }
-  std::optional<QString> SaveFileName(const FileDialogRequest&) override { return std::nullopt; }
-  std::optional<QString> OpenFileName(const FileDialogRequest&) override { return std::nullopt; }
-  std::optional<Credentials> AskCredentials(const QString&, const QString&) override {
-    return std::nullopt;
-  }
-  void Beep() override {}
-};
-struct NoPanels final : IChannelTickPanels {
-  void SetChannelUpdateTime(const QString&) override {}
-  void SetAllRefreshTime(const QString&) override {}
-  void SetAllRefreshToolTip(const QString&) override {}
-  void SetNotPollingVisible(bool) override {}
-  void BeginBusy() override {}
-  void EndBusy() override {}
-};
+using bench::AnsweringPrompter;
 
 // A configuration of `channels` channels spread evenly over `blocks` blocks, with the Blocks
 // page knowing every tenth block as HDR and every tenth (offset by five) as disabled.
 struct Site {
-  NullSink sink;
-  NullSender sender;
+  bench::QuietSink sink;
+  bench::NullSender sender;
   KeyedListModel blocksModel;
   BlockListviewManager blocks;
   ChannelConfigInfoManager configs;
@@ -128,7 +92,7 @@ void BM_EntryTexts32767(benchmark::State& state) {
 
 void BM_FillChannelLists32767(benchmark::State& state) {
   Site site(32767, 0);
-  YesPrompter prompter;
+  AnsweringPrompter prompter(PromptAnswer::Yes);
   frmAddChannelWatch dialog({&site.configs, &site.blocks, &site.blocksModel, &prompter, "T"});
   dialog.chkShowAllChannels()->setChecked(true);
   for (auto _ : state) {
@@ -145,7 +109,7 @@ void BM_EntryTexts30000(benchmark::State& state) {
 
 void BM_ShowAllToggle30000In2000Blocks(benchmark::State& state) {
   Site site(30000, 2000);
-  YesPrompter prompter;
+  AnsweringPrompter prompter(PromptAnswer::Yes);
   frmAddChannelWatch dialog({&site.configs, &site.blocks, &site.blocksModel, &prompter, "T"});
   for (auto _ : state) {
     dialog.chkShowAllChannels()->toggle();
@@ -154,24 +118,18 @@ void BM_ShowAllToggle30000In2000Blocks(benchmark::State& state) {
 
 constexpr int kWatched = 5000;
 
-using bench::RealtimeSite;
-
 // Ten typed ranges, half of them descending, naming channels 1 to 5,000.
 const QString kTypedRanges = QStringLiteral(
     "1-500, 1000-501, 1001-1500, 2000-1501, 2001-2500, 3000-2501, 3001-3500, 4000-3501, "
     "4001-4500, 5000-4501");
 
 void BM_RealtimeRead5000(benchmark::State& state) {
-  RealtimeSite site(kWatched);
-  H5DBIL dbil;
-  KeyedListModel model;
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  YesPrompter prompter;
-  channels.AddLsvRowsForChannelIDList(*TypedIdsToIdList(kTypedRanges, prompter, "T"));
-  const QString list = channels.GetListOfIOIDsInLsv();
+  bench::WatchedSite w(kWatched);
+  AnsweringPrompter prompter(PromptAnswer::Yes);
+  w.channels.AddLsvRowsForChannelIDList(*TypedIdsToIdList(kTypedRanges, prompter, "T"));
+  const QString list = w.channels.GetListOfIOIDsInLsv();
   for (auto _ : state) {
-    auto values = dbil.ReadCurrentValues(site.connection, QDateTime(), list);
+    auto values = w.dbil.ReadCurrentValues(w.site.connection, QDateTime(), list);
     if (!values || values->size() != kWatched) {
       state.SkipWithError("read failed");
     }
@@ -179,25 +137,17 @@ void BM_RealtimeRead5000(benchmark::State& state) {
 }
 
 void BM_TypedRanges5000AndTick(benchmark::State& state) {
-  RealtimeSite site(kWatched);
-  H5DBIL dbil;
-  KeyedListModel model;
-  ChannelListviewManager channels;
-  channels.Setup({}, model, 0);
-  YesPrompter prompter;
-  SystemClock clock;
-  NoPanels panels;
-  NullSink sink;
-  ChannelUpdateTick tick(dbil, site.connection, &channels, clock, panels, sink);
+  bench::WatchedSite w(kWatched);
+  AnsweringPrompter prompter(PromptAnswer::Yes);
   for (auto _ : state) {
     const std::optional<QString> ids = TypedIdsToIdList(kTypedRanges, prompter, "T");
-    channels.AddLsvRowsForChannelIDList(*ids);
-    tick.Run();
+    w.channels.AddLsvRowsForChannelIDList(*ids);
+    w.tick.Run();
     state.PauseTiming();
-    if (model.RowCount() != kWatched) {
+    if (w.model.RowCount() != kWatched) {
       state.SkipWithError("rows missing");
     }
-    model.ClearRows();
+    w.model.ClearRows();
     state.ResumeTiming();
   }
 }
@@ -213,16 +163,10 @@ BENCHMARK(BM_TypedRanges5000AndTick)->Unit(benchmark::kMillisecond)->UseRealTime
 }  // namespace telmon
 
 int main(int argc, char** argv) {
-  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-  }
-  QApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  telmon::bench::RunRecorder reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatio("BM_FillChannelLists32767", "BM_EntryTexts32767");
-  reporter.PrintRatio("BM_ShowAllToggle30000In2000Blocks", "BM_EntryTexts30000");
-  reporter.PrintRatio("BM_TypedRanges5000AndTick", "BM_RealtimeRead5000");
-  benchmark::Shutdown();
+  telmon::bench::BenchProgram<QApplication> program(argc, argv);
+  const telmon::bench::RunRecorder& recorder = program.Run();
+  recorder.PrintRatio("BM_FillChannelLists32767", "BM_EntryTexts32767");
+  recorder.PrintRatio("BM_ShowAllToggle30000In2000Blocks", "BM_EntryTexts30000");
+  recorder.PrintRatio("BM_TypedRanges5000AndTick", "BM_RealtimeRead5000");
   return 0;
 }

@@ -94,6 +94,30 @@ TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
   EXPECT_TRUE(sink_.texts.isEmpty());
 }
 
+// Opening the journal again shows what other monitors wrote to the shared file meanwhile.
+TEST_F(JournalWindowsTest, OpeningTheJournalShowsOtherMonitorsEntries) {
+  const JournalOperation operation{QStringLiteral("Set clock"),
+                                   QStringLiteral("12 Stack"),
+                                   {},
+                                   QStringLiteral("<Command/>"),
+                                   JournalOutcome::Sent,
+                                   {},
+                                   {}};
+  feature_.Journal().Record(operation);
+  feature_.ShowJournalWindow();
+  frmOperatorJournal& window = feature_.JournalWindow();
+  ASSERT_EQ(window.Model().rowCount(), 1);
+  window.hide();
+  {
+    OperationJournal other(dir_.filePath(QStringLiteral("j.sqlite")), {}, sink_, clock_);
+    other.Record(operation);
+  }
+  feature_.ShowJournalWindow();
+  EXPECT_EQ(window.Model().rowCount(), 2);
+  EXPECT_TRUE(window.isVisible());
+  EXPECT_TRUE(sink_.texts.isEmpty());
+}
+
 TEST_F(JournalWindowsTest, PanelCountsWhatIsLeftChangedAndOpensTheSiteState) {
   QLabel* panel = feature_.Panel();
   EXPECT_EQ(panel->text(), "0 left changed");

@@ -97,6 +97,18 @@ TEST(TrendRecorder, RingKeepsTheNewestAndClockPutBackNeverGoesBackInTime) {
   // Back before everything kept: only the new point remains.
   tick(-100, 1);
   EXPECT_EQ(Values(recorder, "1C"), (std::vector<double>{1}));
+
+  // The same in a ring just filled, whose first point is the first ever recorded.
+  TrendRecorder full(w.model, 4);
+  for (int i = 0; i < 4; ++i) {
+    CurrentValues values;
+    values.insert("1C", Item("1C", i, ""));
+    full.TickRead(T0.addSecs(2LL * i), &values);
+  }
+  CurrentValues back;
+  back.insert("1C", Item("1C", 9, ""));
+  full.TickRead(T0.addSecs(-100), &back);
+  EXPECT_EQ(Values(full, "1C"), (std::vector<double>{9}));
 }
 
 TEST(TrendRecorder, RemovedRowsLeaveAndNewRowsStartEmpty) {

@@ -1,5 +1,6 @@
-// The trend window offscreen: lines are drawn, a hidden line is not, pausing (or minimizing)
-// freezes the view while recording goes on, and the picture and data can be saved.
+// The trend window offscreen: lines are drawn in their colours, a hidden line is not, pausing
+// (or minimizing) freezes the view while recording goes on, the mouse reads, drags and zooms,
+// and the picture and data can be saved.
 
 #include "platform/testing/ScriptedPrompter.h"
 #include "trends/ui/TrendPlot.h"
@@ -11,7 +12,9 @@
 #include <QFile>
 #include <QImage>
 #include <QMouseEvent>
+#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -31,6 +34,19 @@ int PixelsOf(const QImage& image, const QColor& colour) {
     }
   }
   return count;
+}
+
+// The first two lines' colours, as the operator knows them from one run to the next.
+const QColor Blue(0x1f, 0x64, 0xcc);   // channel 1
+const QColor Green(0x71, 0x99, 0x17);  // channel 2
+
+void Click(QWidget* widget, const QPointF& at) {
+  QMouseEvent press(QEvent::MouseButtonPress, at, widget->mapToGlobal(at), Qt::LeftButton,
+                    Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(widget, &press);
+  QMouseEvent release(QEvent::MouseButtonRelease, at, widget->mapToGlobal(at), Qt::LeftButton,
+                      Qt::NoButton, Qt::NoModifier);
+  QApplication::sendEvent(widget, &release);
 }
 
 // Channels 1 and 2 watched and recorded, with the trend window shown.
@@ -70,16 +86,26 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   s.window.Action("ShowAll")->trigger();
   EXPECT_TRUE(s.window.Action("Pause")->isChecked());
   s.window.Action("Pause")->setChecked(false);
-  s.window.Plot()->ShowAll();
-  const QColor first = s.window.Plot()->Graph("1C")->pen().color();
-  const QColor second = s.window.Plot()->Graph("2C")->pen().color();
-  const QImage drawn = s.window.Plot()->toPixmap().toImage();
-  EXPECT_GT(PixelsOf(drawn, first), 200);
-  EXPECT_GT(PixelsOf(drawn, second), 200);
+  TrendPlot* plot = s.window.Plot();
+  plot->ShowAll();
+  const QImage drawn = plot->toPixmap().toImage();
+  EXPECT_GT(PixelsOf(drawn, Blue), 200);
+  EXPECT_GT(PixelsOf(drawn, Green), 200);
 
-  s.window.Plot()->Graph("2C")->setVisible(false);
-  s.window.Plot()->replot();
-  EXPECT_LT(PixelsOf(s.window.Plot()->toPixmap().toImage(), second), 40);  // the legend's sample
+  // A click on a line's legend entry takes the line off the picture at once and greys the
+  // entry; a second click brings both back.
+  auto* entry =
+      qobject_cast<QCPPlottableLegendItem*>(plot->legend->itemWithPlottable(plot->Graph("2C")));
+  ASSERT_NE(entry, nullptr);
+  Click(plot, entry->outerRect().center());
+  EXPECT_FALSE(plot->Graph("2C")->visible());
+  EXPECT_EQ(entry->textColor(), QColor(Qt::gray));
+  EXPECT_LT(PixelsOf(plot->grab().toImage(), Green), 40);  // the legend's sample
+  Click(plot, entry->outerRect().center());
+  EXPECT_TRUE(plot->Graph("2C")->visible());
+  EXPECT_EQ(entry->textColor(), QColor(Qt::black));
+  EXPECT_GT(PixelsOf(plot->grab().toImage(), Green), 200);
+  Click(plot, entry->outerRect().center());
 
   s.window.Action("Pause")->setChecked(true);
   const int shown = s.window.Plot()->Graph("1C")->dataCount();
@@ -95,8 +121,11 @@ TEST(TrendWindow, DrawsEachLineAndPausesTheView) {
   s.window.showNormal();
   EXPECT_EQ(s.window.Plot()->Graph("1C")->dataCount(), shown + 3);
 
+  // A channel no longer watched leaves the picture at once.
   s.model.RemoveRow(s.model.FindKey("1C"));
   EXPECT_EQ(s.window.Plot()->Graph("1C"), nullptr);
+  QApplication::processEvents();
+  EXPECT_LT(PixelsOf(plot->grab().toImage(), Blue), 40);
 
   s.window.Plot()->Graph("2C")->setVisible(true);
   QTemporaryDir dir;
@@ -122,7 +151,8 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
   for (const Case& c : {Case{0.0, 20.0}, Case{0.2, 0.4}, Case{-3.0, -3.0}}) {
     SCOPED_TRACE(c.high);
     ShownTrends s;
-    const QDateTime t0 = QDateTime::currentDateTime();
+    // Whole seconds, so that halfway between two points is exactly halfway.
+    const QDateTime t0 = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch());
     for (int i = 0; i < 400; ++i) {  // 800 s, more than the ten minutes shown
       CurrentValues values;
       values.insert("1C", CurrentValueItem{"1C", t0, i % 2 == 0 ? c.low : c.high, ""});
@@ -147,11 +177,25 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
     for (QCPAxis* axis : plot->axisRect()->axes()) {
       EXPECT_EQ(axis->tickVector().isEmpty(), !axis->visible());
     }
+    // The reading between two points is the nearer one's; halfway, the earlier one's.
+    const auto values = [plot](double time) {
+      const QString reading = plot->ReadingAt(time);
+      return reading.mid(reading.indexOf(QStringLiteral("   ")));
+    };
+    EXPECT_EQ(values(newest - 1.1), values(newest - 2));
+    EXPECT_EQ(values(newest - 1), values(newest - 2));
+    EXPECT_EQ(values(newest - 0.9), values(newest));
+
+    QApplication::processEvents();
+    const QSignalSpy replots(plot, &QCustomPlot::afterReplot);
     const QPointF at(plot->xAxis->coordToPixel(newest - 100), plot->height() / 2.0);
     QMouseEvent move(QEvent::MouseMove, at, plot->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
                      Qt::NoModifier);
     QApplication::sendEvent(plot, &move);
     EXPECT_TRUE(plot->item(0)->visible());
+    // Only the cursor is drawn again as the mouse moves, never the long lines under it.
+    EXPECT_EQ(replots.count(), 0);
+    EXPECT_GT(PixelsOf(plot->grab().toImage(), Qt::darkGray), 100);
     // The cursor line stands at the time under the mouse, top to bottom.
     auto* cursor = qobject_cast<QCPItemStraightLine*>(plot->item(0));
     ASSERT_NE(cursor, nullptr);
@@ -167,7 +211,57 @@ TEST(TrendWindow, LiveViewFollowsTheNewestPointsAndFitsTheirValues) {
     QApplication::sendEvent(plot, &release);
     EXPECT_FALSE(s.window.Action("Pause")->isChecked());
     EXPECT_TRUE(s.window.CursorReading()->text().contains(QStringLiteral("   2C = ")));
+    // The reading can be selected with the mouse, to be copied.
+    EXPECT_TRUE(s.window.CursorReading()->textInteractionFlags() & Qt::TextSelectableByMouse);
   }
+}
+
+// With each line on a scale of its own, a drag or a turn of the wheel moves every line's scale,
+// not only the shared one. "Show All" before anything is recorded leaves the view as it is.
+TEST(TrendWindow, OwnScalesAllMoveUnderTheMouse) {
+  ShownTrends s;
+  TrendPlot* plot = s.window.Plot();
+  plot->xAxis->setRange(100, 200);
+  s.window.Action("ShowAll")->trigger();
+  EXPECT_EQ(plot->xAxis->range(), QCPRange(100, 200));
+  s.window.Action("Pause")->setChecked(false);
+
+  const QDateTime t0 = QDateTime::currentDateTime();
+  for (int i = 0; i < 40; ++i) {
+    CurrentValues values;
+    values.insert("1C", CurrentValueItem{"1C", t0, i % 7 * 1.0, ""});
+    values.insert("2C", CurrentValueItem{"2C", t0, 100.0 + i % 5, ""});
+    s.recorder.TickRead(t0.addSecs(2LL * i), &values);
+  }
+  s.window.Action("OwnScales")->setChecked(true);
+  QApplication::processEvents();
+  const auto scales = [plot] {
+    return std::pair{plot->Graph("1C")->valueAxis()->range(),
+                     plot->Graph("2C")->valueAxis()->range()};
+  };
+  const auto before = scales();
+  const QPointF from = plot->axisRect()->rect().center();
+  const QPointF to = from + QPointF(0, 60);
+  QMouseEvent press(QEvent::MouseButtonPress, from, plot->mapToGlobal(from), Qt::LeftButton,
+                    Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(plot, &press);
+  QMouseEvent move(QEvent::MouseMove, to, plot->mapToGlobal(to), Qt::NoButton, Qt::LeftButton,
+                   Qt::NoModifier);
+  QApplication::sendEvent(plot, &move);
+  QMouseEvent release(QEvent::MouseButtonRelease, to, plot->mapToGlobal(to), Qt::LeftButton,
+                      Qt::NoButton, Qt::NoModifier);
+  QApplication::sendEvent(plot, &release);
+  const auto dragged = scales();
+  EXPECT_GT(dragged.first.lower, before.first.lower);  // dragged down: the values move up
+  EXPECT_GT(dragged.second.lower, before.second.lower);
+  EXPECT_TRUE(s.window.Action("Pause")->isChecked());
+
+  QWheelEvent wheel(from, plot->mapToGlobal(from), QPoint(), QPoint(0, 120), Qt::NoButton,
+                    Qt::NoModifier, Qt::NoScrollPhase, false);
+  QApplication::sendEvent(plot, &wheel);
+  const auto zoomed = scales();
+  EXPECT_LT(zoomed.first.size(), dragged.first.size());
+  EXPECT_LT(zoomed.second.size(), dragged.second.size());
 }
 
 // Pixels of the picture that differ between two pictures of the same size.

@@ -108,12 +108,6 @@ class ChannelPage : public ::testing::Test {
   ChannelListviewManager manager_;
 };
 
-TEST_F(ChannelPage, ColumnsAsSpecified) {
-  EXPECT_EQ(test::ColumnTexts(model_),
-            (QStringList{"Channel ID / Address 3000 L", "Value 950 L", "TStamp 1200 L",
-                         "Scaling 1000 L", "Device 800 R", "Channel Info 2000 L"}));
-}
-
 TEST_F(ChannelPage, ChannelListLandsBelowTheSelectionInOrder) {
   EXPECT_EQ(manager_.GetListOfIOIDsInLsv(), "IOS.AllCommsOk,IOS.AllDataRefreshed");
   manager_.AddLsvRowsForChannelIDList("1;2");

@@ -2,10 +2,8 @@
 // and nothing else; selection, device commands and the copied text go by the model.
 
 #include "platform/ListExport.h"
-#include "platform/testing/ScriptedPrompter.h"
-#include "tests/views/ViewsTestSupport.h"
+#include "tests/views/PageRig.h"
 #include "util/CsvFile.h"
-#include "views/ui/DevicesPage.h"
 #include "views/ui/ListFilterEdit.h"
 
 #include <QAbstractItemModelTester>
@@ -20,12 +18,6 @@
 
 namespace telmon {
 namespace {
-
-class AlwaysEditing final : public IEditGate {
- public:
-  bool EditsAllowed() const override { return true; }
-  bool AskWhetherUserWantsToEnableEditing() override { return true; }
-};
 
 QStringList ShownTexts(const QAbstractItemModel& model) {
   QStringList texts;
@@ -79,23 +71,16 @@ TEST(ListFilter, TextIsLiteralAnyCaseAnyCell) {
 }
 
 TEST(ListFilter, DeviceButtonsActOnTheDevicePickedInTheFilteredList) {
-  KeyedListModel model;
-  test::CollectingSink sink;
-  test::LoopbackPeer peer;
-  ScriptedPrompter prompter;
-  AlwaysEditing edit;
-  DeviceListviewManager devices;
-  devices.Setup(sink, peer, model);
-  DeviceOperations ops(devices, {&edit, nullptr, &prompter, &sink, "Telmon", "S"});
-  DevicesPage page(model, ops);
+  test::PageRig rig;
+  KeyedListModel& model = rig.devices;
+  DeviceListviewManager& devices = rig.deviceList;
+  DevicesPage& page = rig.devicesPage;
   page.show();
-  const test::ParsedEvents events(QStringLiteral(
+  const QString events = QStringLiteral(
       "<Event eventtype=\"DeviceUpdate\" DeviceID=\"3\" WatchdogStatusOk=\"true\"/>"
       "<Event eventtype=\"DeviceUpdate\" DeviceID=\"4\" WatchdogStatusOk=\"true\"/>"
-      "<Event eventtype=\"DeviceUpdate\" DeviceID=\"5\" WatchdogStatusOk=\"true\"/>"));
-  for (xml::XmlElement event : events.All()) {
-    devices.UpdateOneItemInLsv(event);
-  }
+      "<Event eventtype=\"DeviceUpdate\" DeviceID=\"5\" WatchdogStatusOk=\"true\"/>");
+  rig.Devices(events);
   auto* filter = page.findChild<ListFilterEdit*>();
   ASSERT_NE(filter, nullptr);
   KeyedListView* view = page.lsvDevices();
@@ -106,12 +91,10 @@ TEST(ListFilter, DeviceButtonsActOnTheDevicePickedInTheFilteredList) {
   view->setCurrentIndex(view->model()->index(0, 0));
   EXPECT_EQ(devices.GetSelectedDeviceID(), 5);
   // Updates arriving while filtered keep the choice.
-  for (xml::XmlElement event : events.All()) {
-    devices.UpdateOneItemInLsv(event);
-  }
+  rig.Devices(events);
   model.Flush();
   page.cmdSetClock()->click();
-  EXPECT_EQ(peer.Received(), QByteArray("<Command action=\"SetDeviceClock\" id=\"5\"/>"));
+  EXPECT_EQ(rig.peer.Received(), QByteArray("<Command action=\"SetDeviceClock\" id=\"5\"/>"));
   QTest::keyClick(filter, Qt::Key_Escape);
   EXPECT_TRUE(filter->text().isEmpty());
   EXPECT_EQ(view->model()->rowCount(), 3);

@@ -62,8 +62,6 @@ TEST_F(DevicePage, PlaceholderGivesWayToTheFirstDeviceAndIdsSortAsText) {
   Apply(Device("DeviceID=\"10\" WatchdogStatusOk=\"true\"") +
         Device("DeviceID=\"2\" WatchdogStatusOk=\"true\""));
   EXPECT_EQ(Texts(), (QStringList{"10", "2"}));
-  EXPECT_EQ(model_.ColumnCount(), 11);
-  EXPECT_EQ(model_.headerData(10, Qt::Horizontal).toString(), "Recent Clock");
 }
 
 TEST_F(DevicePage, PartialEventKeepsCellsExceptTheClock) {
@@ -262,43 +260,5 @@ TEST_F(BlockPage, CellsFollowEveryChangeOfText) {
             (QStringList{QStringLiteral("3"), QStringLiteral("\u00e9"), QStringLiteral("a&b")}));
 }
 
-class NoSender final : public ICommandSender {
- public:
-  void SendCommand(const QString&) override {}
-};
-
-TEST(ListColumns, EachPageHasItsTitlesWidthsAndAlignments) {
-  // "title width-in-twips L|R", as the pages are specified.
-  auto columns = [](ListviewManagerBase& manager) {
-    test::CollectingSink sink;
-    NoSender sender;
-    KeyedListModel model;
-    manager.Setup(sink, sender, model);
-    const QStringList out = test::ColumnTexts(model);
-    manager.Teardown();
-    return out;
-  };
-  DeviceListviewManager devices;
-  EXPECT_EQ(columns(devices),
-            (QStringList{"ID 500 L", "Name 1600 L", "Driver 1200 L", "PLC Type 900 L",
-                         "Connection 2500 L", "Port/Target 1500 L", "Watchdog Timeout 500 R",
-                         "Watchdog Status 1500 L", "Random 900 L", "Failover Status 1300 L",
-                         "Recent Clock 1930 R"}));
-  QueueListviewManager queues;
-  EXPECT_EQ(
-      columns(queues),
-      (QStringList{"Queue Name 2300 L", "Driver 1200 L", "Port/Target 1500 L", "Size 600 R",
-                   "Peak 600 R", "Serviced 1000 R", "I/O Success 1000 R", "I/O Failure 1000 R",
-                   "Delay Count 1000 R", "Redundant Writes Cancelled 1000 R",
-                   "Comm Open Errors 750 R", "Status 800 R"}));
-  BlockListviewManager blocks;
-  EXPECT_EQ(columns(blocks),
-            (QStringList{"ID 700 L", "Name 2200 L", "Device 700 R", "DataType 1900 L",
-                         "Address 2000 L", "Size 700 R", "Refresh Interval 500 R",
-                         "Fast Read Enabled 500 L", "Disabled 600 L", "Implicit Channel ID 1000 L",
-                         "HDR 600 L", "Contains Watchdog 700 L", "Fail Count 600 R",
-                         "Last Read Time 1800 R", "Last Response Time 650 R",
-                         "Min Response Time 650 R", "Max Response Time 650 R", "Random 600 L"}));
-}
 }  // namespace
 }  // namespace telmon

@@ -22,19 +22,6 @@
 
 namespace telmon::test {
 
-// A list's columns as "title width-in-twips L|R", the way the pages are specified.
-inline QStringList ColumnTexts(const KeyedListModel& model) {
-  QStringList out;
-  for (int c = 0; c < model.ColumnCount(); ++c) {
-    const ListColumn& column = model.Column(c);
-    out << QStringLiteral("%1 %2 %3")
-               .arg(column.title)
-               .arg(column.widthTwips)
-               .arg((column.alignment & Qt::AlignRight) != 0 ? QLatin1Char('R') : QLatin1Char('L'));
-  }
-  return out;
-}
-
 class CollectingSink final : public IRaiseMsg {
  public:
   void RaiseMsg(std::int32_t msgType, const QString& text) override {

@@ -103,16 +103,30 @@ TEST(TypedChannelIds, NumbersBeyondThirtyTwoBitsOverflow) {
   }
 }
 
-TEST(TypedChannelIds, HugeRangeIsCountedWithoutExpanding) {
-  const TypedChannelIds parsed = ParseTypedChannelIds(QStringLiteral("1-2000000000"), 1000000);
-  EXPECT_EQ(parsed.status, Status::TooMany);
-  EXPECT_EQ(parsed.count, 2000000000);
-  EXPECT_TRUE(parsed.ids.empty());
-  EXPECT_EQ(parsed.ids.capacity(), 0U);
-
-  const TypedChannelIds units = ParseTypedChannelIds(QStringLiteral("u-u99999999"), 10);
-  EXPECT_EQ(units.status, Status::TooMany);
-  EXPECT_GT(units.count, 1000000000);
+// A text naming more IDs than the caller can take is counted exactly, in 64 bits, and nothing
+// is expanded; one at the limit is expanded whole.
+TEST(TypedChannelIds, RangesBeyondTheLimitAreCountedNotExpanded) {
+  struct Case {
+    const char* text;
+    std::int64_t limit;
+    Status status;
+    std::int64_t count;
+  };
+  const Case cases[] = {
+      {"1-2000000000", 1000000, Status::TooMany, 2000000000},
+      {"u-u99999999", 10, Status::TooMany, 5399999955},  // nine units' ranges
+      {"5-1", 4, Status::TooMany, 5},
+      {"5-1", 5, Status::Ok, 5},
+      {"u1-u3,7", 27, Status::TooMany, 28},
+      {"u1-u3,7", 28, Status::Ok, 28},
+  };
+  for (const Case& c : cases) {
+    const TypedChannelIds parsed = ParseTypedChannelIds(QString::fromLatin1(c.text), c.limit);
+    EXPECT_EQ(parsed.status, c.status) << c.text << " " << c.limit;
+    EXPECT_EQ(parsed.count, c.count) << c.text << " " << c.limit;
+    EXPECT_EQ(static_cast<std::int64_t>(parsed.ids.size()), c.status == Status::Ok ? c.count : 0)
+        << c.text << " " << c.limit;
+  }
 }
 
 TEST(TypedChannelIds, TenThousandCommasStopAtTheFirstEmptyPiece) {

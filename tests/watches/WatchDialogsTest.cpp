@@ -1,16 +1,20 @@
 // The two watch dialogs on the offscreen platform, and the clipboard: what the operator
-// clicks, what comes back, and what stays for the next use.
+// sees and clicks, what comes back, and what stays for the next use.
 
 #include "platform/testing/ScriptedPrompter.h"
+#include "tests/support/ScreenTexts.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelListviewManager.h"
 #include "views/ui/ListFilterEdit.h"
 #include "watches/WatchOperations.h"
+#include "watches/ui/QtWatchDialogs.h"
 #include "watches/ui/frmAddChannelWatch.h"
 #include "watches/ui/frmWatchLists.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QFile>
@@ -19,6 +23,7 @@
 #include <QListWidget>
 #include <QTabBar>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -57,24 +62,43 @@ class AddChannelWatchTest : public ::testing::Test {
   ChannelConfigInfoManager configs;
 };
 
-TEST_F(AddChannelWatchTest, TabsFramesAndListsAsLoaded) {
+// The dialog's tabs, frames and buttons as the operator knows them, read from the dialog: the
+// first tab's frame is shown, the other two wait behind their tabs.
+TEST_F(AddChannelWatchTest, ShowsTheTabsAndCaptionsOperatorsKnow) {
   frmAddChannelWatch dialog(Sources());
-  EXPECT_EQ(dialog.windowTitle(), "Add Channel Watch");
-  QTabBar* tabs = dialog.TabStripAdd();
-  ASSERT_EQ(tabs->count(), 3);
-  EXPECT_EQ(tabs->tabText(0), "Channel List");
-  EXPECT_EQ(tabs->tabData(1).toString(), "ChannelIDs");
-  EXPECT_EQ(tabs->tabText(2), "Block List");
+  test::ExpectShown(
+      test::ScreenTexts(&dialog),
+      {
+          R"t(window "Add Channel Watch")t",
+          R"t(tab 0 "Channel List" key "Channels")t",
+          R"t(tab 1 "Channel IDs" key "ChannelIDs")t",
+          R"t(tab 2 "Block List" key "Blocks")t",
+          R"t(label "Select one or more channels:")t",
+          R"t(check "Use extended selection mode (Shift and Control keys)" [ ])t",
+          R"t(check "Show all channels" [ ] tip "Shows CGA/linearity, HDR, and disabled channels")t",
+          R"t((hidden) label "Channels IDs to add:")t",
+          R"t((hidden) label "Example: 11120, 11121, 10910-10915, 10922, u0007")t",
+          R"t((hidden) button "Load Channel IDs From File")t",
+          R"t((hidden) button "Clear")t",
+          R"t((hidden) label "Select one or more blocks:")t",
+          R"t(button "OK")t",
+          R"t(button "&Cancel")t",
+      });
+}
+
+// The lists as loaded: channels by ID and trimmed name, carrying their IDs; the HDR block's
+// channel only when all are shown; the extended list in place of the simple one when chosen.
+TEST_F(AddChannelWatchTest, ListsAsLoaded) {
+  frmAddChannelWatch dialog(Sources());
   ASSERT_EQ(dialog.lstChannels()->count(), 2);  // the HDR block's channel is hidden
   EXPECT_EQ(dialog.lstChannels()->item(1)->text(), "12: SO2");
   EXPECT_EQ(dialog.lstChannels()->item(1)->data(Qt::UserRole).toInt(), 12);
-  EXPECT_EQ(dialog.chkShowAllChannels()->toolTip(),
-            "Shows CGA/linearity, HDR, and disabled channels");
   dialog.chkShowAllChannels()->setChecked(true);
   EXPECT_EQ(dialog.lstChannels()->count(), 3);
   EXPECT_EQ(dialog.lstChannelsEx()->count(), 3);
   EXPECT_EQ(dialog.lstBlocks()->count(), 2);
   EXPECT_EQ(dialog.lstBlocks()->item(0)->text(), "4: Stack");
+  EXPECT_TRUE(dialog.lstChannelsEx()->isHidden());
   dialog.chkUseExtendedSelect()->setChecked(true);
   EXPECT_TRUE(dialog.lstChannels()->isHidden());
   EXPECT_FALSE(dialog.lstChannelsEx()->isHidden());
@@ -246,14 +270,26 @@ class WatchListsDialogTest : public ::testing::Test {
   std::unique_ptr<WatchLists> lists;
 };
 
+// The dialog's columns and buttons as the operator knows them, read from the dialog.
+TEST_F(WatchListsDialogTest, ShowsTheColumnsAndButtonsOperatorsKnow) {
+  frmWatchLists dialog(*lists, watches);
+  test::ExpectShown(test::ScreenTexts(&dialog), {
+                                                    R"t(window "Watch Lists")t",
+                                                    R"t(column 0 "List Name")t",
+                                                    R"t(column 1 "Last Changed")t",
+                                                    R"t(button "Load List")t",
+                                                    R"t(button "Save List")t",
+                                                    R"t(button "Clear List")t",
+                                                    R"t(button "Close")t",
+                                                });
+}
+
 TEST_F(WatchListsDialogTest, SaveIntoAnEmptySlotNamesItAndStartsRenaming) {
   watches.InsertRowsAt(0, {{"12C", "12C", "C12", 0}});
   frmWatchLists dialog(*lists, watches);
   dialog.show();
   QTreeWidget* lsv = dialog.lsvWatchLists();
   ASSERT_EQ(lsv->topLevelItemCount(), 10);
-  EXPECT_EQ(lsv->headerItem()->text(0), "List Name");
-  EXPECT_EQ(lsv->headerItem()->text(1), "Last Changed");
   EXPECT_EQ(lsv->topLevelItem(2)->text(0), "<empty>");
   EXPECT_FALSE(lsv->topLevelItem(2)->flags() & Qt::ItemIsEditable);
   lsv->setCurrentItem(lsv->topLevelItem(2));
@@ -272,6 +308,50 @@ TEST_F(WatchListsDialogTest, SaveIntoAnEmptySlotNamesItAndStartsRenaming) {
   dialog.cmdClear_Click();
   EXPECT_EQ(lsv->topLevelItem(2)->text(0), "<empty>");
   EXPECT_EQ(lsv->topLevelItem(2)->text(1), QString());
+}
+
+// Neither edits nor value changes take part in opening the watch lists.
+class NoEdits final : public IEditGate {
+ public:
+  bool EditsAllowed() const override { return false; }
+  bool AskWhetherUserWantsToEnableEditing() override { return false; }
+};
+class NoValueDialogs final : public IChangeValueDialogs {
+ public:
+  void ShowChangeChanValue(std::int32_t) override {}
+  void ShowChangeChanValues(const QString&) override {}
+};
+
+// "Load/Save Channel List..." opens the Watch Lists dialog, modal over the main window, on the
+// lists saved in the operator's store.
+TEST_F(WatchListsDialogTest, LoadSaveChannelListOpensTheDialogOnTheSavedLists) {
+  settings->setValue(QStringLiteral("List2"), QStringLiteral("12;"));
+  settings->setValue(QStringLiteral("List2Desc"), QStringLiteral("Stack A"));
+  settings->setValue(QStringLiteral("List2Date"), QStringLiteral("2026-03-04 07:05"));
+  settings->sync();
+  QWidget main;
+  KeyedListModel blocksModel;
+  QtWatchDialogs dialogs(main, {nullptr, nullptr, &blocksModel, &prompter, "Telmon"}, watches);
+  test::LoopbackPeer peer;
+  NoEdits edits;
+  NoValueDialogs values;
+  ChannelListviewManager channels;
+  WatchOperations ops{WatchServices{prompter, peer, edits, values, dialogs, "Telmon"}, channels};
+  QStringList seen;
+  QTimer::singleShot(0, [&seen, &main] {
+    auto* dialog = qobject_cast<frmWatchLists*>(QApplication::activeModalWidget());
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->parentWidget(), &main);
+    QTreeWidget* lsv = dialog->lsvWatchLists();
+    seen << dialog->windowTitle();
+    for (int row = 0; row < 3; ++row) {
+      seen << lsv->topLevelItem(row)->text(0) + " " + lsv->topLevelItem(row)->text(1);
+    }
+    dialog->reject();
+  });
+  ops.LoadSaveChannelList();
+  EXPECT_EQ(seen, (QStringList{"Watch Lists", "<empty> ", "Stack A 2026-03-04 07:05", "<empty> "}));
+  EXPECT_TRUE(prompter.Questions().empty());
 }
 
 TEST(WatchClipboard, CopyPutsTheTextOnTheClipboardOnlyWhenThereIsOne) {

@@ -265,18 +265,42 @@ TEST_F(WatchListStoreTest, ValuesOfOtherTypesAndAReadOnlyStoreDoNotHarmOtherSlot
   settings->sync();
   WatchLists odd(*store, prompter, QStringLiteral("Telmon"));
   odd.Open();
-  EXPECT_EQ(odd.Rows()[0].name, "List1");
   EXPECT_EQ(odd.Rows()[2].name, "42");
+  // The slots around the odd values read as they were written.
+  const auto expectUntouched = [this](const WatchLists& read) {
+    EXPECT_EQ(read.Rows()[0].name, "List1");
+    EXPECT_EQ(read.Rows()[0].date, "2026-03-04 07:05");
+    for (std::size_t slot = 4; slot < read.Rows().size(); ++slot) {
+      EXPECT_EQ(read.Rows()[slot].name, "<empty>") << slot + 1;
+      EXPECT_EQ(read.Rows()[slot].date, QString()) << slot + 1;
+    }
+    EXPECT_EQ(Raw("List1"), "12;");
+    EXPECT_EQ(Raw("List1Desc"), "List1");
+    EXPECT_EQ(Raw("List1Date"), "2026-03-04 07:05");
+    EXPECT_EQ(Raw("List6"), "(missing)");
+  };
+  expectUntouched(odd);
 
-  const QString file = home.filePath(QStringLiteral("Quarn/TELM.conf"));
-  QFile::setPermissions(file, QFileDevice::ReadOwner);
-  QFile::setPermissions(home.filePath(QStringLiteral("Quarn")),
-                        QFileDevice::ReadOwner | QFileDevice::ExeOwner);
-  odd.Save(6, watches, when);  // nothing reported, nothing broken
-  QFile::setPermissions(home.filePath(QStringLiteral("Quarn")),
+  // A store that cannot be written keeps every slot on disk as it was, and says nothing.
+  const QString folder = home.filePath(QStringLiteral("Quarn"));
+  QFile::setPermissions(home.filePath(QStringLiteral("Quarn/TELM.conf")), QFileDevice::ReadOwner);
+  QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+  const bool writable = QFile(folder + QStringLiteral("/probe")).open(QIODevice::WriteOnly);
+  if (!writable) {
+    odd.Save(6, watches, when);
+  }
+  QFile::setPermissions(folder,
                         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-  EXPECT_EQ(Raw("List1"), "12;");
-  EXPECT_EQ(Raw("List1Desc"), "List1");
+  if (writable) {
+    GTEST_SKIP() << "running with privileges that write any file";
+  }
+  EXPECT_TRUE(prompter.Questions().empty());
+  EXPECT_EQ(prompter.BeepCount(), 0);
+  const std::unique_ptr<QSettings> again = OpenWatchListSettings();
+  WatchListStore reread(*again);
+  WatchLists reopened(reread, prompter, QStringLiteral("Telmon"));
+  reopened.Open();
+  expectUntouched(reopened);
 }
 
 }  // namespace

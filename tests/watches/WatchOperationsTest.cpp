@@ -46,9 +46,8 @@ class Dialogs final : public IWatchDialogs {
  public:
   AddChannelChoice next;
   QStringList busy;
-  int watchListsShown = 0;
   AddChannelChoice ShowAddChannelWatch() override { return next; }
-  void ShowWatchLists() override { ++watchListsShown; }
+  void ShowWatchLists() override {}
   void SetMainBusy(bool on) override { busy.push_back(on ? "on" : "off"); }
 };
 
@@ -253,11 +252,6 @@ TEST_F(WatchOperationsTest, CopyTextIsHeaderThenCrLfRowsWithTabs) {
 TEST_F(WatchOperationsTest, ReadAllDataSendsTheCommandOnTheSocket) {
   ops.ReadAllData();
   EXPECT_EQ(peer.Received(), QByteArray("<Command action=\"RefreshAllData\" />"));
-}
-
-TEST_F(WatchOperationsTest, LoadSaveChannelListOpensTheDialog) {
-  ops.LoadSaveChannelList();
-  EXPECT_EQ(dialogs.watchListsShown, 1);
 }
 
 }  // namespace

@@ -351,7 +351,7 @@ QString TrendPlot::ReadingAt(double time) const {
   for (const TrendRecorder::Series* series : ShownSeries()) {
     const QCPGraph* graph = Graph(series->Key());
     const auto data = graph->data();
-    auto it = data->findBegin(time, false);
+    auto it = data->findBegin(time, true);  // the last point before, weighed against the next
     if (it == data->constEnd()) {
       continue;
     }
