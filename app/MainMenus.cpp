@@ -55,7 +55,6 @@ MainMenus MainMenus::Build(QMenuBar* bar, QObject* /*owner*/) {
   m.mnuWatches_AddAddr =
       Item(m.mnuWatches, "mnuWatches_AddAddr", QStringLiteral("A&dd PLC Address..."));
   m.mnuWatches_Change = Item(m.mnuWatches, "mnuWatches_Change", QStringLiteral("&Change Value..."));
-  m.mnuWatches->addSeparator();
   m.mnuWatches_Remove = Item(m.mnuWatches, "mnuWatches_Remove", QStringLiteral("&Remove Channel"));
   m.mnuWatches_RemoveAll =
       Item(m.mnuWatches, "mnuWatches_RemoveAll", QStringLiteral("Remove All Channels"));

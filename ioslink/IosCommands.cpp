@@ -26,12 +26,16 @@ QString Build(const char* action, std::initializer_list<Attribute> attributes, c
 
 QString Id(std::int32_t id) { return QString::number(id); }
 
-// Markup characters as entities and line breaks and TABs as character references, so that the
-// parser's attribute normalization gives back the same text.
+// Markup characters as entities, so that a typed quote or "<" cannot end the attribute or the
+// element; characters beyond the single-byte encoding of the link as character references, so
+// that the socket carries the same value as the command table; TAB, CR and LF as the blanks the
+// server's attribute normalization makes of them.
 QString EscapedAttribute(const QString& text) {
+  const QString value = AttributeValueAsParsed(text);
   QString out;
-  out.reserve(text.size());
-  for (const QChar c : text) {
+  out.reserve(value.size());
+  for (qsizetype i = 0; i < value.size(); ++i) {
+    const QChar c = value[i];
     switch (c.unicode()) {
       case '&':
         out += QStringLiteral("&amp;");
@@ -45,17 +49,15 @@ QString EscapedAttribute(const QString& text) {
       case '"':
         out += QStringLiteral("&quot;");
         break;
-      case '\t':
-        out += QStringLiteral("&#9;");
-        break;
-      case '\n':
-        out += QStringLiteral("&#10;");
-        break;
-      case '\r':
-        out += QStringLiteral("&#13;");
-        break;
       default:
-        out += c;
+        if (c.unicode() <= 0xFF) {
+          out += c;
+        } else if (c.isHighSurrogate() && i + 1 < value.size() && value[i + 1].isLowSurrogate()) {
+          out += QStringLiteral("&#%1;").arg(QChar::surrogateToUcs4(c, value[i + 1]));
+          ++i;
+        } else {
+          out += QStringLiteral("&#%1;").arg(c.unicode());
+        }
     }
   }
   return out;
@@ -153,6 +155,20 @@ QString WriteToChannel(std::int32_t channelId, const Value& value) {
       Action::WriteToChannel,
       {{"id", Id(channelId)}, {"value", ValueAttribute(value, xml::VariantToXmlText(value))}},
       SpacedEnd);
+}
+
+QString AttributeValueAsParsed(const QString& text) {
+  if (!text.contains(QLatin1Char('\t')) && !text.contains(QLatin1Char('\n')) &&
+      !text.contains(QLatin1Char('\r'))) {
+    return text;
+  }
+  QString value = text;
+  // A parser reads CR LF as one line end, and any line end or TAB in an attribute as a blank.
+  value.replace(QStringLiteral("\r\n"), QStringLiteral(" "));
+  for (const char c : {'\t', '\n', '\r'}) {
+    value.replace(QLatin1Char(c), QLatin1Char(' '));
+  }
+  return value;
 }
 
 bool CanCarryInAttribute(const QString& text) {

@@ -109,8 +109,10 @@ QString SetRID(std::int32_t milliseconds);
 
 // The value as its plain text: null as an empty attribute, integers in decimal, decimals in
 // plain notation, text as typed. Typed text is the one thing that may hold markup, so a text
-// value alone has its markup characters and line breaks written as references; the server
-// reads back exactly what was typed.
+// value alone has "&", "<", ">" and '"' written as entities and characters beyond the link's
+// single-byte encoding as character references; TAB, CR and LF become the blanks the server
+// would read for them (AttributeValueAsParsed). The record and the command thus carry the same
+// value, and the server reads back the text the operator gave.
 QString ForceChannelValue(std::int32_t channelId, const Value& value);
 QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
                               const Decimal& oscillationMin, const Decimal& oscillationMax,
@@ -119,6 +121,10 @@ QString ForceChannelValueWave(std::int32_t channelId, const Value& value,
 // The command stored in the site database's command table to change a channel's value; the
 // value is rendered as attribute text (null as an empty attribute; text escaped as above).
 QString WriteToChannel(std::int32_t channelId, const Value& value);
+
+// The text an XML parser reads back from an attribute written with this text as it is: each CR
+// LF pair and each remaining TAB, CR and LF becomes one blank.
+QString AttributeValueAsParsed(const QString& text);
 
 // False when the text holds a character that no XML document can carry (control characters
 // other than TAB, LF and CR, unpaired surrogates, U+FFFE and U+FFFF).

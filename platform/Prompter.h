@@ -29,6 +29,10 @@ struct FileDialogRequest {
   QString defaultExtension;  // ".txt"
   QString filter;            // "Text Files (*.txt)|*.txt|All Files (*.*)|*.*"
   bool promptOverwrite = true;
+  // The folder the dialog opens in; when empty, wherever the toolkit chooses.
+  QString initialFolder;
+  // A name in a folder that does not exist is refused by the dialog, which stays open.
+  bool requireExistingFolder = false;
 };
 
 struct Credentials {

@@ -183,8 +183,14 @@ std::int32_t CalHdrDayNumber(const QString& address) {
     return -999;
   }
   const QString text = address.mid(from, end - from);
-  const auto day = IsNumeric(text) ? ToInt32(text) : std::nullopt;
-  return day.value_or(-999);
+  if (!IsNumeric(text)) {
+    return -999;
+  }
+  const std::optional<std::int32_t> day = ToInt32(text);
+  if (!day) {
+    ThrowOverflow();  // a number, but none a 32-bit day count holds
+  }
+  return *day;
 }
 
 std::optional<Decimal> CalHdrDriftLimit(const QString& name, const std::optional<Decimal>& span,
@@ -244,7 +250,12 @@ QDateTime CalHdrInjectionTime(const QDateTime& todayMidnight, std::int32_t day,
   // or from summer time never moves the injection hour.
   const std::int64_t dayOffset = -(static_cast<std::int64_t>(day) + 1) + minutes / 1440;
   const QTime clock = QTime::fromMSecsSinceStartOfDay((minutes % 1440) * 60000);
-  return {todayMidnight.date().addDays(dayOffset), clock};
+  const QDate date = todayMidnight.date().addDays(dayOffset);
+  // The system's dates run from the year 100 to 9999; a day number that leaves them overflows.
+  if (!date.isValid() || date.year() < 100 || date.year() > 9999) {
+    ThrowOverflow();
+  }
+  return {date, clock};
 }
 
 QString CalHdrChannelValue(const QString& name, const QString& address,

@@ -49,7 +49,8 @@ class CalHdrInjectionTimes {
 };
 
 // The day number of a cal HDR address: the integer between ".Days[" and the following "]";
-// -999 when that text is missing or not numeric.
+// -999 when that text is missing or not numeric. Throws an overflow error for a number beyond
+// a 32-bit integer.
 std::int32_t CalHdrDayNumber(const QString& address);
 
 // Drift limit (rule A), span reference gas (B), zero average (C) and span average (D); empty
@@ -61,7 +62,8 @@ Decimal CalHdrZeroAverage(const std::optional<Decimal>& span, std::int32_t day);
 std::optional<Decimal> CalHdrSpanAverage(const QString& name, const std::optional<Decimal>& span,
                                          std::int32_t day);
 // Injection time of a channel: today at midnight minus day + 1 days plus the group's minutes;
-// the zero date-time for a negative day number.
+// the zero date-time for a negative day number. Throws an overflow error for a date outside
+// the years 100 to 9999.
 QDateTime CalHdrInjectionTime(const QDateTime& todayMidnight, std::int32_t day,
                               std::int32_t minutes);
 

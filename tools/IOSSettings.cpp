@@ -113,11 +113,8 @@ void IOSSettingsLogic::OnSettingsEvent(xml::XmlElement event) {
 
 void IOSSettingsLogic::ApplySettings(xml::XmlElement event) {
   view_.SetLogLevelText(LogLevelDisplayText(xml::GetAttributeText(event, "LogLevel")));
-  if (xml::HasAttribute(event, "IsLogActive")) {
-    const auto active = ToBoolean(xml::GetAttributeText(event, "IsLogActive"));
-    if (!active) {
-      throw TelmonError::TypeMismatch();
-    }
+  // The shared attribute reader: a missing, empty or non-Boolean text leaves the label as it is.
+  if (const std::optional<bool> active = xml::GetAttributeBoolean(event, "IsLogActive")) {
     view_.SetLogIsActiveText(*active ? QStringLiteral("YES") : QStringLiteral("NO"));
   }
   if (const QString urp = xml::GetAttributeText(event, "URP"); !urp.isEmpty()) {

@@ -53,30 +53,38 @@ constexpr long long ExponentLimit = 1000;
 
 // Rounds a string of significant digits to `keep` digits, half to even, as the system rounds
 // when a value carries more digits than its decimal type. Returns how many digits were dropped
-// from the end; a carry out of the first digit turns "99..9" into "1".
-long long RoundDigits(std::string& digits, std::size_t keep) {
-  if (digits.size() <= keep) {
+// from the end; a carry out of the first digit turns "99..9" into "1". With nothing kept, the
+// digits become "1" when they round up to one unit of the last kept place and empty otherwise.
+long long RoundDigits(std::string& digits, long long keep) {
+  const auto size = static_cast<long long>(digits.size());
+  if (size <= keep) {
     return 0;
   }
-  const std::string dropped = digits.substr(keep);
-  const long long droppedCount = static_cast<long long>(dropped.size());
-  digits.resize(keep);
+  if (keep < 0) {
+    digits.clear();
+    return size;
+  }
+  const std::string dropped = digits.substr(static_cast<std::size_t>(keep));
+  digits.resize(static_cast<std::size_t>(keep));
   const bool restNonZero = dropped.find_first_not_of('0', 1) != std::string::npos;
-  const bool odd = ((digits.back() - '0') % 2) != 0;
+  const bool odd = !digits.empty() && ((digits.back() - '0') % 2) != 0;
   const bool up = dropped[0] > '5' || (dropped[0] == '5' && (restNonZero || odd));
   if (!up) {
-    return droppedCount;
+    return size - keep;
   }
   for (auto it = digits.rbegin(); it != digits.rend(); ++it) {
     if (*it != '9') {
       ++*it;
-      return droppedCount;
+      return size - keep;
     }
     *it = '0';
   }
   digits.insert(digits.begin(), '1');
+  if (keep == 0) {
+    return size;
+  }
   digits.pop_back();
-  return droppedCount + 1;
+  return size - keep + 1;
 }
 
 // Decimal text as sign, significant digits without leading or trailing zeros, and the power of
@@ -113,6 +121,57 @@ TextKind ReadDecimalText(const QString& text, Significand& n) {
   return TextKind::Number;
 }
 
+// The coefficient of the system's decimal type: 96 bits.
+constexpr char MaxCoefficient[] = "79228162514264337593543950335";
+constexpr long long MaxScale = 28;
+
+// Rounds the number to what the system's decimal type keeps: at most 29 significant digits, at
+// most 28 of them after the point, and a coefficient that fits 96 bits (a 29-digit coefficient
+// above it loses one more place after the point). False when the value rounds to zero.
+bool FitDecimalType(Significand& n) {
+  n.exp10 += RoundDigits(n.digits, Decimal::SignificantDigits);
+  if (n.exp10 < -MaxScale) {
+    const long long keep = static_cast<long long>(n.digits.size()) - (-MaxScale - n.exp10);
+    n.exp10 += RoundDigits(n.digits, keep);
+  }
+  const std::string max = MaxCoefficient;
+  if (n.exp10 < 0 && n.digits.size() == max.size() && n.digits > max) {
+    n.exp10 += RoundDigits(n.digits, static_cast<long long>(max.size()) - 1);
+  }
+  const auto last = n.digits.find_last_not_of('0');
+  if (last == std::string::npos) {
+    return false;
+  }
+  n.exp10 += static_cast<long long>(n.digits.size() - last - 1);
+  n.digits.resize(last + 1);
+  return true;
+}
+
+// A result of arithmetic rounded as the decimal type keeps it; a magnitude beyond the type's
+// range is left for the caller to refuse.
+Decimal Fitted(const Backend& value) {
+  if (value.is_zero()) {
+    return {};
+  }
+  // Most results (every result of the cal HDR rules, say) have no more than 28 places: they are
+  // taken as they are, without the round trip through text.
+  static const Backend Places(std::string("1e") + std::to_string(MaxScale));
+  const Backend shifted = value * Places;
+  if (shifted == boost::multiprecision::trunc(shifted)) {
+    return Make(value);
+  }
+  Significand n;
+  const std::string text =
+      value.str(std::numeric_limits<Backend>::max_digits10, std::ios_base::scientific);
+  if (ReadDecimalText(QString::fromStdString(text), n) != TextKind::Number) {
+    return Make(value);
+  }
+  if (!FitDecimalType(n)) {
+    return {};
+  }
+  return Make(Backend(n.sign + n.digits + "e" + std::to_string(n.exp10)));
+}
+
 }  // namespace
 
 Decimal::Decimal() { std::construct_at(reinterpret_cast<Backend*>(storage_)); }
@@ -147,13 +206,12 @@ std::optional<Decimal> Decimal::Parse(const QString& text) {
     case TextKind::Number:
       break;
   }
-  n.exp10 += RoundDigits(n.digits, SignificantDigits);
+  if (!FitDecimalType(n)) {
+    return Decimal();
+  }
   const long long adjusted = n.exp10 + static_cast<long long>(n.digits.size()) - 1;
   if (adjusted > ExponentLimit) {
     return std::nullopt;
-  }
-  if (adjusted < -ExponentLimit) {
-    return Decimal();
   }
   Decimal result = Make(Backend(n.sign + n.digits + "e" + std::to_string(n.exp10)));
   if (boost::multiprecision::abs(Get(result)) > Get(MaxValue())) {
@@ -199,9 +257,9 @@ std::optional<std::int64_t> Decimal::ToInt64() const {
 
 bool Decimal::IsZero() const { return Get(*this).is_zero(); }
 
-Decimal operator+(const Decimal& a, const Decimal& b) { return Make(Get(a) + Get(b)); }
-Decimal operator-(const Decimal& a, const Decimal& b) { return Make(Get(a) - Get(b)); }
-Decimal operator*(const Decimal& a, const Decimal& b) { return Make(Get(a) * Get(b)); }
+Decimal operator+(const Decimal& a, const Decimal& b) { return Fitted(Get(a) + Get(b)); }
+Decimal operator-(const Decimal& a, const Decimal& b) { return Fitted(Get(a) - Get(b)); }
+Decimal operator*(const Decimal& a, const Decimal& b) { return Fitted(Get(a) * Get(b)); }
 Decimal operator-(const Decimal& a) { return Make(-Get(a)); }
 bool operator==(const Decimal& a, const Decimal& b) { return Get(a) == Get(b); }
 
@@ -209,7 +267,7 @@ std::optional<Decimal> Divide(const Decimal& a, const Decimal& b) {
   if (b.IsZero()) {
     return std::nullopt;
   }
-  return Make(Get(a) / Get(b));
+  return Fitted(Get(a) / Get(b));
 }
 
 std::strong_ordering operator<=>(const Decimal& a, const Decimal& b) {

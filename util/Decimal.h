@@ -1,8 +1,10 @@
 #pragma once
 
 // Exact decimal numbers as the system keeps typed-in values and wave limits: decimal text is
-// read digit by digit (never through a binary double), the range is that of the system's
-// decimal type, and the text form is plain (no exponent, no trailing zeros).
+// read digit by digit (never through a binary double), the range and precision are those of
+// the system's decimal type (a 96-bit coefficient with at most 28 digits after the point; text
+// and results with more are rounded half to even), and the text form is plain (no exponent, no
+// trailing zeros).
 
 #include <QString>
 

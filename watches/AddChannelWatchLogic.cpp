@@ -26,6 +26,18 @@ void ReportParseFailure(Prompter& prompter, const QString& title, long number,
 ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& configs,
                                            const BlockListviewManager* blocks, bool showAll,
                                            std::size_t limit) {
+  std::function<bool(std::int32_t)> listed;
+  if (blocks != nullptr) {
+    listed = [blocks](std::int32_t block) {
+      return !blocks->IsHDRBlock(block) && !blocks->IsBlockDisabled(block);
+    };
+  }
+  return BuildChannelListEntriesByBlock(configs, listed, showAll, limit);
+}
+
+ChannelListEntries BuildChannelListEntriesByBlock(
+    const ChannelConfigInfoManager& configs, const std::function<bool(std::int32_t)>& blockListed,
+    bool showAll, std::size_t limit) {
   ChannelListEntries result;
   result.entries.reserve(std::min(configs.Count(), limit));
   std::int32_t verdictBlock = 0;
@@ -37,9 +49,9 @@ ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& confi
     if (!number) {
       continue;  // an entry carries its channel ID as a number
     }
-    if (!showAll && blocks != nullptr && record->BlockID != 0 && record->BlockID != verdictBlock) {
+    if (!showAll && blockListed && record->BlockID != 0 && record->BlockID != verdictBlock) {
       verdictBlock = record->BlockID;
-      listed = !blocks->IsHDRBlock(verdictBlock) && !blocks->IsBlockDisabled(verdictBlock);
+      listed = blockListed(verdictBlock);
     }
     if (!showAll && !listed) {
       continue;

@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -43,6 +44,11 @@ struct ChannelListEntries {
 ChannelListEntries BuildChannelListEntries(const ChannelConfigInfoManager& configs,
                                            const BlockListviewManager* blocks, bool showAll,
                                            std::size_t limit = kChannelListLimit);
+// The same with the block question given as a function: true when the block's channels are
+// listed. It is asked once per run of records in one block; an empty function lists them all.
+ChannelListEntries BuildChannelListEntriesByBlock(
+    const ChannelConfigInfoManager& configs, const std::function<bool(std::int32_t)>& blockListed,
+    bool showAll, std::size_t limit = kChannelListLimit);
 
 // The block list: "<ID>: <name>" per row of the Blocks page, in page order.
 std::vector<ListEntry> BuildBlockListEntries(KeyedListModel& blocks);

@@ -56,6 +56,23 @@ std::int32_t ChannelIdOfKey(const QString& key) {
   return *id;
 }
 
+// The busy indicator on for the scope's lifetime, however it ends.
+class BusyScope {
+ public:
+  explicit BusyScope(const std::function<void(bool)>& busy) : busy_(busy) { Set(true); }
+  ~BusyScope() { Set(false); }
+  BusyScope(const BusyScope&) = delete;
+  BusyScope& operator=(const BusyScope&) = delete;
+
+ private:
+  void Set(bool on) const {
+    if (busy_) {
+      busy_(on);
+    }
+  }
+  const std::function<void(bool)>& busy_;
+};
+
 }  // namespace
 
 BulkModeCodeWrites::BulkModeCodeWrites(BulkWriteServices services)
@@ -110,7 +127,7 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
     }
     // The channels chosen before a failure are written all the same: each write is the
     // operator's, and the report below says where it stopped.
-    services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen);
+    WriteRecords(chosen);
     if (failure) {
       std::rethrow_exception(failure);
     }
@@ -121,6 +138,11 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
   }
+}
+
+void BulkModeCodeWrites::WriteRecords(const std::vector<ChannelValue>& chosen) {
+  BusyScope busy(busy_);
+  services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen);
 }
 
 void BulkModeCodeWrites::StartFromBox(const QString& text, Mode mode, const QString& codePrefix) {

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace telmon {
@@ -48,6 +49,10 @@ class BulkModeCodeWrites {
   void cmdWriteMC14ToAllCemsInfoMCChannels();
   void cmdWriteMC1112ToAllCemsInfoMCChannels();
 
+  // Called with true before the records are written and with false after them (the page shows
+  // the hourglass), never around the questions and messages before them.
+  void SetBusyIndicator(std::function<void(bool)> busy) { busy_ = std::move(busy); }
+
   // The checks, the channel choice and the writes; reports TELM-0074, TELM-0076, TELM-0077.
   void BulkWrite(Mode mode, std::int32_t value);
 
@@ -60,7 +65,10 @@ class BulkModeCodeWrites {
  private:
   void StartFromBox(const QString& text, Mode mode, const QString& codePrefix);
 
+  void WriteRecords(const std::vector<ChannelValue>& chosen);
+
   BulkWriteServices services_;
+  std::function<void(bool)> busy_;
 };
 
 }  // namespace telmon

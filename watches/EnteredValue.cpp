@@ -14,9 +14,13 @@ bool HasHexPrefix(const QString& text) {
   return text.startsWith(QStringLiteral("&H"), Qt::CaseInsensitive);
 }
 
-// Digits after "&H" that are all hexadecimal: such a text fails only by its size.
+// Digits right after "&H" (blanks may follow them, none may come first) that are all
+// hexadecimal: such a text fails only by its size.
 bool HexDigitsOnly(const QString& text) {
-  const QString digits = text.mid(2).trimmed();
+  QString digits = text.mid(2);
+  while (!digits.isEmpty() && digits.back().isSpace()) {
+    digits.chop(1);
+  }
   if (digits.isEmpty()) {
     return false;
   }
@@ -73,7 +77,9 @@ Value DecideEnteredValue(bool nullChecked, const QString& text, HexWidth width) 
     throw TelmonError(ErrorNumber::InvalidArgument,
                       QStringLiteral("The value holds control characters that cannot be sent"));
   }
-  return Value(text);
+  // TAB and line breaks reach the server as blanks whichever way they are written; the value is
+  // what it will read, so the record, the command and the journal all agree.
+  return Value(IosCommands::AttributeValueAsParsed(text));
 }
 
 bool IsValueGiven(const Value& value) {

@@ -94,6 +94,16 @@ EndResult ConvertRange(const RangeText& ends, Range& range) {
   return first;
 }
 
+// The first digit of an end becomes the unit digit; a sign or a blank before it stays.
+void ReplaceFirstDigit(QString& end, char digit) {
+  for (QChar& c : end) {
+    if (c >= QLatin1Char('0') && c <= QLatin1Char('9')) {
+      c = QLatin1Char(digit);
+      return;
+    }
+  }
+}
+
 // The ranges a piece names: its own, then for a unit piece the same with the first digit of
 // both ends replaced by each unit digit 2 to 9.
 EndResult PieceRanges(const Piece& piece, std::vector<Range>& ranges) {
@@ -108,8 +118,8 @@ EndResult PieceRanges(const Piece& piece, std::vector<Range>& ranges) {
   }
   for (char digit = '2'; digit <= '9'; ++digit) {
     RangeText ends = piece.ends;
-    ends.first[0] = QLatin1Char(digit);
-    ends.last[0] = QLatin1Char(digit);
+    ReplaceFirstDigit(ends.first, digit);
+    ReplaceFirstDigit(ends.last, digit);
     result = ConvertRange(ends, range);
     if (result != EndResult::Ok) {
       return result;

@@ -14,8 +14,29 @@ std::unique_ptr<QSettings> OpenWatchListSettings() {
 
 QString WatchListStore::Read(const QString& name, const QString& defaultValue) const {
   const QVariant value = settings_.value(name);
-  if (!value.isValid() || !value.canConvert<QString>()) {
+  if (!value.isValid()) {
     return defaultValue;
+  }
+  // A hand-edited file can hold other kinds of values: a list ("a, b", or several strings in
+  // one value) reads back as its items joined as written, bytes as text. None of them may read
+  // as empty, or the slot would show "<empty>" and the next Save would rename it.
+  switch (value.typeId()) {
+    case QMetaType::QStringList:
+      return value.toStringList().join(QStringLiteral(", "));
+    case QMetaType::QVariantList: {
+      QStringList items;
+      for (const QVariant& item : value.toList()) {
+        items.append(item.toString());
+      }
+      return items.join(QStringLiteral(", "));
+    }
+    case QMetaType::QByteArray:
+      return QString::fromUtf8(value.toByteArray());
+    default:
+      break;
+  }
+  if (!value.canConvert<QString>()) {
+    return QStringLiteral("(%1)").arg(QLatin1String(value.typeName()));  // a rectangle, say
   }
   return value.toString();
 }

@@ -27,8 +27,8 @@ inline constexpr int kWatchListSlots = 10;
 // The per-user store the watch lists live in.
 std::unique_ptr<QSettings> OpenWatchListSettings();
 
-// Reads and writes the three values of each slot; reads never fail (a missing or unreadable
-// value gives the default).
+// Reads and writes the three values of each slot; reads never fail (a missing value gives the
+// default, a value of another kind its text).
 class WatchListStore {
  public:
   explicit WatchListStore(QSettings& settings) : settings_(settings) {}

@@ -194,6 +194,7 @@ void WatchOperations::SaveChannelTagsToFile() {
     request.filter = QStringLiteral("Files (*.txt)|*.txt");
     request.defaultExtension = QStringLiteral("txt");
     request.promptOverwrite = true;
+    request.requireExistingFolder = true;
     const QString fileName = services_.prompter.SaveFileName(request).value_or(QString());
     if (fileName.isEmpty()) {
       return;

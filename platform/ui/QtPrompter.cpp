@@ -3,7 +3,9 @@
 #include "platform/ui/CredentialsDialog.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QMessageBox>
 
@@ -122,8 +124,38 @@ QStringList QtPrompter::NameFilters(const QString& filter) {
   return filters;
 }
 
+namespace {
+
+// A file dialog that, when asked to, refuses a name in a folder that does not exist: it says so
+// and stays open, so nothing is later written to a path that cannot be created.
+class FolderCheckingFileDialog final : public QFileDialog {
+ public:
+  FolderCheckingFileDialog(QWidget* parent, const QString& title, bool requireExistingFolder)
+      : QFileDialog(parent, title), requireExistingFolder_(requireExistingFolder) {}
+
+  void accept() override {
+    const QStringList files = selectedFiles();
+    if (requireExistingFolder_ && !files.isEmpty()) {
+      const QFileInfo chosen(files.constFirst());
+      if (!chosen.isDir() && !chosen.absoluteDir().exists()) {
+        QMessageBox::warning(this, windowTitle(),
+                             QStringLiteral("%1\nThe folder does not exist.\nChoose an existing "
+                                            "folder and try again.")
+                                 .arg(QDir::toNativeSeparators(chosen.absolutePath())));
+        return;
+      }
+    }
+    QFileDialog::accept();
+  }
+
+ private:
+  bool requireExistingFolder_;
+};
+
+}  // namespace
+
 std::optional<QString> QtPrompter::FileName(const FileDialogRequest& request, bool save) {
-  QFileDialog dialog(parent_, request.title);
+  FolderCheckingFileDialog dialog(parent_, request.title, request.requireExistingFolder);
   dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
   dialog.setFileMode(save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
   const QStringList filters = NameFilters(request.filter);
@@ -136,6 +168,9 @@ std::optional<QString> QtPrompter::FileName(const FileDialogRequest& request, bo
   }
   dialog.setDefaultSuffix(suffix);
   dialog.setOption(QFileDialog::DontConfirmOverwrite, !request.promptOverwrite);
+  if (!request.initialFolder.isEmpty()) {
+    dialog.setDirectory(request.initialFolder);
+  }
   if (!request.initialFileName.isEmpty()) {
     dialog.selectFile(request.initialFileName);
   }

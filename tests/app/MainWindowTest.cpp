@@ -251,7 +251,7 @@ TEST_F(MainWindow, FrameShowsTheMenusTabsAndPanelsOperatorsKnow) {
           R"t(window "Telmon - Unit 1 DAHS (DEMO)")t",
           R"t(menu "&File": "Connect To I/O Server" | "Disconnect From I/O Server" | - | "&Update/Refresh All Info From I/O Server" | "&Read All Data" | - | "&Print Screen" | "Export List..." | - | "E&xit")t",
           R"t(menu "&Edit": "Allow &Edits" [ ] | - | "&Copy Data To Clipboard")t",
-          R"t(menu "&Channels/Addresses": "&Add Channel..." | "A&dd PLC Address..." | "&Change Value..." (disabled) | - | "&Remove Channel" | "Remove All Channels" | - | "Display &1 Decimal Place" [ ] | - | "&Load/Save Channel List...")t",
+          R"t(menu "&Channels/Addresses": "&Add Channel..." | "A&dd PLC Address..." | "&Change Value..." (disabled) | "&Remove Channel" | "Remove All Channels" | - | "Display &1 Decimal Place" [ ] | - | "&Load/Save Channel List...")t",
           R"t(menu "&View": "&Messages" | "Operator Journal" | "Site State" | "&Trends" | "&Refreshes/Updates" | - | "&About..." | "&Techical Support...")t",
           R"t(menu "&View" > "&Refreshes/Updates": "Show Block Refreshes" [ ])t",
           R"t(tab 0 "Devices" key "Devices")t",

@@ -1,4 +1,6 @@
 #include "ioslink/IosCommands.h"
+#include "tests/util/QStringPrinter.h"
+#include "util/UtilityXMLDOMFunctions.h"
 
 #include <gtest/gtest.h>
 
@@ -99,6 +101,47 @@ TEST(IosCommands, ValuesInCommandsNeverUseExponentNotation) {
                   R"(" DataSource="ForcedValue" />)");
     EXPECT_EQ(cmd::WriteToChannel(5, c.value),
               R"(<Command action="WriteToChannel" id="5" value=")" + text + R"(" />)");
+  }
+}
+
+// A typed text value is written the same in the record and on the socket: markup characters as
+// entities, characters beyond the link's single-byte encoding as references, TAB and line breaks
+// as the blanks the server's parser makes of them. Parsed back, the value is what was typed
+// (with those blanks).
+TEST(IosCommands, TextValuesAreWrittenAlikeAndReadBackAsTyped) {
+  struct Case {
+    QString typed;
+    QString written;
+    QString parsed;
+  };
+  const Case cases[] = {
+      {R"(a"b<c>&d'e)", "a&quot;b&lt;c&gt;&amp;d'e", R"(a"b<c>&d'e)"},
+      {"&amp;", "&amp;amp;", "&amp;"},
+      {"\u20ac5", "&#8364;5", "\u20ac5"},
+      {"\u00b0C \u00b5g/m\u00b3", "\u00b0C \u00b5g/m\u00b3", "\u00b0C \u00b5g/m\u00b3"},
+      {"\U0001F600!", "&#128512;!", "\U0001F600!"},
+      {"a\tb", "a b", "a b"},
+      {"a\r\nb\rc\nd", "a b c d", "a b c d"},
+      {"\r\n\r\n", "  ", "  "},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.typed.toStdString());
+    const QString force = cmd::ForceChannelValue(3, Value(c.typed));
+    const QString record = cmd::WriteToChannel(3, Value(c.typed));
+    EXPECT_EQ(force, R"(<Command action="ForceChannelValue" id="3" value=")" + c.written +
+                         R"(" DataSource="ForcedValue" />)");
+    EXPECT_EQ(record, R"(<Command action="WriteToChannel" id="3" value=")" + c.written + R"(" />)");
+    EXPECT_EQ(cmd::ForceChannelValueWave(3, Value(c.typed), Decimal(0), Decimal(1), Decimal(60)),
+              R"(<Command action="ForceChannelValue" id="3" value=")" + c.written +
+                  R"(" DataSource="TriangleWave" OscillationMin="0" OscillationMax="1" )"
+                  R"(OscillationPeriod="60" />)");
+    EXPECT_EQ(QString::fromLatin1(force.toLatin1()), force);  // the link's encoding loses nothing
+    for (const QString& command : {force, record}) {
+      const xml::XmlDocument doc = xml::ParseXmlDocument(nullptr, command);
+      ASSERT_TRUE(doc);
+      EXPECT_EQ(xml::GetAttributeText(xml::DocumentElement(doc), "value"), c.parsed);
+    }
+    EXPECT_EQ(cmd::AttributeValueAsParsed(c.typed), c.parsed);
   }
 }
 

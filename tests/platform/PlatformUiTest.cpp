@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDialogButtonBox>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -160,6 +161,53 @@ TEST(QtPrompter, TheFileDialogOffersTheRequestsFilters) {
   EXPECT_EQ(offered,
             (QStringList{QStringLiteral("Text Files (*.txt)"), QStringLiteral("All Files (*)")}));
   EXPECT_EQ(title, QStringLiteral("Save As"));
+}
+
+// A request that requires an existing folder: a name in a folder that does not exist is refused
+// with a message and the dialog stays open; the dialog opens in the folder asked for.
+TEST(QtPrompter, TheFileDialogRefusesANameInAMissingFolderWhenAskedTo) {
+  QTemporaryDir dir;
+  QtPrompter prompter;
+  FileDialogRequest request;
+  request.title = QStringLiteral("Save Channel Tags To File");
+  request.initialFolder = dir.path();
+  request.requireExistingFolder = true;
+  const QString missing = dir.filePath(QStringLiteral("no/such/folder/tags.txt"));
+  QString openedIn;
+  QString refusal;
+  bool stayedOpen = false;
+  WhenModal([&](QWidget* w) {
+    auto* dialog = qobject_cast<QFileDialog*>(w);
+    ASSERT_NE(dialog, nullptr);
+    openedIn = dialog->directory().absolutePath();
+    dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(missing);
+    WhenModal([&, dialog](QWidget* box) {
+      auto* message = qobject_cast<QMessageBox*>(box);
+      ASSERT_NE(message, nullptr);
+      refusal = message->text();
+      message->accept();
+      WhenModal([&, dialog](QWidget* still) {
+        stayedOpen = still == dialog;
+        dialog->reject();
+      });
+    });
+    static_cast<QDialog*>(dialog)->accept();  // the dialog's own accept, as OK calls it
+  });
+  EXPECT_FALSE(prompter.SaveFileName(request).has_value());
+  EXPECT_EQ(openedIn, QDir(dir.path()).absolutePath());
+  EXPECT_EQ(refusal, QDir::toNativeSeparators(dir.filePath(QStringLiteral("no/such/folder"))) +
+                         QStringLiteral("\nThe folder does not exist.\nChoose an existing folder "
+                                        "and try again."));
+  EXPECT_TRUE(stayedOpen);
+
+  // Without the requirement the same name is taken as it is.
+  request.requireExistingFolder = false;
+  WhenModal([&](QWidget* w) {
+    auto* dialog = qobject_cast<QFileDialog*>(w);
+    dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(missing);
+    static_cast<QDialog*>(dialog)->accept();  // the dialog's own accept, as OK calls it
+  });
+  EXPECT_EQ(prompter.SaveFileName(request), missing);
 }
 
 TEST(WindowUtilitiesUi, PrintoutsGoToANamedPdfWithoutAPrinter) {

@@ -3,6 +3,7 @@
 
 #include "platform/testing/ScriptedPrompter.h"
 #include "tests/platform/SiteDatabaseFixture.h"
+#include "tests/support/Accessibly.h"
 #include "tests/tools/ToolsTestSupport.h"
 #include "tools/ui/CalHdrFrame.h"
 #include "util/Clock.h"
@@ -62,7 +63,9 @@ TEST_F(CalHdrFrameTest, LoadListThenWriteFillsTheChannels) {
   expected[1] = {"Stack O2 Days 1", "21"};
   expected[2] = {"Stack SO2 Days", "1000"};
   EXPECT_EQ(frame_.Grid(), expected);
-  frame_.SpanBox(2)->setText(QStringLiteral("50"));  // the operator corrects a proposal
+  // The operator corrects a proposal, here through the accessibility interface as voice control
+  // would: the write reads the grid as it stands, however its text was set.
+  SetTextAccessibly(frame_.SpanBox(2), QStringLiteral("50"), AccessPath::Replace);
 
   frame_.cmdCalHDRWrite()->click();
   QStringList records;

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 namespace telmon::test {
 namespace {
 
@@ -56,6 +58,13 @@ TEST_F(CalHdrValues, RulesGiveExactDecimalText) {
       {"NOx50 Drift", "CalHistory.U1.N50.Days[0].ZERODRIFTLIMIT60", "2.5"},
       {"Stack NOx/L Drift", "CalHistory.U1.NOXL.Days[0].SPANDRIFTLIMIT75", "5"},
       {"Stack NOx/L Drift", "CalHistory.U1.NOXL.Days[0].DRIFTLIMIT60", "0.5"},
+      // The floor belongs to the three "75" drift limits only.
+      {"NOx50 Drift", "CalHistory.U1.N50.Days[0].DRIFTLIMIT75", "5"},
+      {"NOx50 Drift", "CalHistory.U1.N50.Days[0].SPANDRIFTLIMIT75", "5"},
+      {"NOx50 Drift", "CalHistory.U1.N50.Days[0].DRIFTLIMIT60", "2.5"},
+      {"NOx50 Drift", "CalHistory.U1.N50.Days[0].SPANDRIFTLIMIT60", "2.5"},
+      // Spans are matched on the name's beginning in any case.
+      {"STACK NOX ZERO AVG", "CalHistory.U1.NOX.Days[0].ZEROAVG", "-0.1"},
       {"Stack O2 Drift", "CalHistory.U1.O2.Days[0].DRIFTLIMIT60", "0.5"},
       {"Stack O2 Drift", "CalHistory.U1.O2.Days[0].DRIFTLIMIT75", "0.5"},
       {"Stack O2 Ref", "CalHistory.U1.O2.Days[0].SPANREFGAS", "20.9"},
@@ -85,6 +94,16 @@ TEST_F(CalHdrValues, RulesGiveExactDecimalText) {
       {"Other Drift", "CalHistory.U1.OTH.Days[0].DRIFTLIMIT75", ""},
       {"Other Ref", "CalHistory.U1.OTH.Days[0].SPANREFGAS", ""},
       {"Other Flag", "CalHistory.U1.OTH.Days[0].ZEROFAILLOW60", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].ZEROFAILHIGH60", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].SPANFAILLOW60", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].SPANFAILHIGH60", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].FAILOOC60", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].ZEROFAILLOW75", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].ZEROFAILHIGH75", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].SPANFAILLOW75", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].SPANFAILHIGH75", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].MANUAL", "0"},
+      {"Other Flag", "CalHistory.U1.OTH.Days[0].FAILDAYSCOUNT60", "0"},
       {"Other Flag", "CalHistory.U1.OTH.Days[0].FAIL5DAYOOC60", "0"},
       {"Other Flag", "CalHistory.U1.OTH.Days[0].ZEROREFGAS", "0"},
       {"Other Flag", "CalHistory.U1.OTH.Days[0].Online", "1"},
@@ -137,8 +156,14 @@ TEST_F(CalHdrValues, InjectionTimesNumberGroupsInTheOrderMet) {
   EXPECT_EQ(times_.GroupCount(), 4);
 }
 
+TEST_F(CalHdrValues, RepeatedPrefixesCountOnceInAnyCase) {
+  // Eleven rows have a prefix and a numeric span, and "stack nox" repeats "Stack NOx".
+  EXPECT_EQ(spans_.Size(), 10U);
+}
+
+// Day numbers; empty where the number is beyond 32 bits, an overflow.
 TEST_F(CalHdrValues, DayNumbers) {
-  const std::pair<const char*, int> cases[] = {
+  const std::pair<const char*, std::optional<int>> cases[] = {
       {"CalHistory.U1.NOX.Days[0].ZEROAVG", 0},
       {"CalHistory.U1.NOX.days[12].ZEROAVG", 12},
       {"CalHistory.U1.NOX.Days[ 7 ].ZEROAVG", 7},
@@ -147,18 +172,45 @@ TEST_F(CalHdrValues, DayNumbers) {
       {"CalHistory.U1.NOX.Days[].ZEROAVG", -999},
       {"CalHistory.U1.NOX.Days[5.ZEROAVG", -999},
       {"CalHistory.U1.NOX.ZEROAVG", -999},
-      {"CalHistory.U1.NOX.Days[99999999999].X", -999},
       {"CalHistory.U1.NOX.Days[2147483647].X", 2147483647},
+      {"CalHistory.U1.NOX.Days[99999999999].X", std::nullopt},
+      {"CalHistory.U1.NOX.Days[2147483648].X", std::nullopt},
+      {"CalHistory.U1.NOX.Days[-2147483649].X", std::nullopt},
   };
   for (const auto& [address, day] : cases) {
-    EXPECT_EQ(CalHdrDayNumber(QLatin1String(address)), day) << address;
+    std::optional<int> got;
+    try {
+      got = CalHdrDayNumber(QLatin1String(address));
+    } catch (const TelmonError& e) {
+      EXPECT_EQ(e.number(), ErrorNumber::Overflow) << address;
+    }
+    EXPECT_EQ(got, day) << address;
   }
 }
 
-TEST_F(CalHdrValues, TheLargestDayNumberNeitherOverflowsNorCrashes) {
-  const QString address = QStringLiteral("CalHistory.U1.NOX.Days[2147483647].");
-  EXPECT_EQ(ValueOf(QStringLiteral("Stack NOx"), address + "ZEROAVG"), "-214748364.8");
-  EXPECT_FALSE(ValueOf(QStringLiteral("Stack NOx"), address + "ZEROINJECTIONSTARTYEAR").isEmpty());
+// Injection dates stay inside the system's years 100 to 9999; a day number that leaves them is
+// an overflow, as is one beyond 32 bits for any keyword. Averages need no date.
+TEST_F(CalHdrValues, DayNumbersAtTheEdgesOfTheDateRange) {
+  const qint64 lastDay = QDate(100, 1, 1).daysTo(QDate(2024, 3, 13));  // the day before today
+  const auto address = [](qint64 day, const char* keyword) {
+    return QStringLiteral("CalHistory.U1.NOX.Days[%1].%2").arg(day).arg(QLatin1String(keyword));
+  };
+  const QString name = QStringLiteral("Stack NOx");
+  EXPECT_EQ(ValueOf(name, address(lastDay, "ZEROINJECTIONSTARTYYYYMMDD")), "01000101");
+  EXPECT_EQ(ValueOf(name, address(lastDay, "YEAR")), "100");
+  for (const QString& overflow :
+       {address(lastDay + 1, "ZEROINJECTIONSTARTYEAR"),
+        address(lastDay + 1, "SPANINJECTIONENDHHMMSS"), address(2147483647, "MINUTE"),
+        address(2147483648LL, "ONLINE"), address(99999999999LL, "ZEROAVG")}) {
+    try {
+      const QString value = ValueOf(name, overflow);
+      ADD_FAILURE() << overflow.toStdString() << " gave " << value.toStdString();
+    } catch (const TelmonError& e) {
+      EXPECT_EQ(e.number(), ErrorNumber::Overflow) << overflow.toStdString();
+    }
+  }
+  EXPECT_EQ(ValueOf(name, address(2147483647, "ZEROAVG")), "-214748364.8");
+  EXPECT_EQ(ValueOf(name, address(2147483647, "ONLINE")), "1");
 }
 
 TEST(CalHdrSpanTableTest, SpansBeyondTheDecimalRangeAreRefusedBeforeAnyWrite) {

@@ -145,13 +145,30 @@ TEST_P(CalHdrWriteStops, AHugeSpanIsRefusedBeforeAnythingIsWritten) {
   EXPECT_TRUE(Records().isEmpty());
 }
 
-TEST_P(CalHdrWriteStops, AChannelWithoutANumericIdEndsTheWriteAndKeepsWhatWasWritten) {
-  auto channels = Plant();
-  channels[3]->Key = QStringLiteral("AI-3");
-  channels[3]->Address = QStringLiteral("CalHistory.U1.NOX.Days[0].ONLINE");
-  EXPECT_EQ(Write(PlantSpans, channels), std::nullopt);
-  EXPECT_EQ(sink_.Texts(), QStringList{"TELM-0066: 13, Type mismatch"});
-  EXPECT_EQ(Records(), QStringList({Record(1, "-0.1"), Record(2, "90.1"), Record(3, "063000")}));
+// A channel the write cannot take ends it with the write's failure; the channels before it stay
+// written.
+TEST_P(CalHdrWriteStops, AChannelThatCannotBeWrittenEndsTheWriteAndKeepsWhatWasWritten) {
+  struct Case {
+    const char* key;
+    const char* address;
+    const char* report;
+  };
+  const Case cases[] = {
+      {"AI-3", "CalHistory.U1.NOX.Days[0].ONLINE", "TELM-0066: 13, Type mismatch"},
+      {"4", "CalHistory.U1.NOX.Days[4294967296].ONLINE", "TELM-0066: 6, Overflow"},
+      {"4", "CalHistory.U1.NOX.Days[1000000].ZEROINJECTIONSTARTYEAR", "TELM-0066: 6, Overflow"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.address);
+    db_->Exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
+    sink_.messages.clear();
+    auto channels = Plant();
+    channels[3]->Key = QLatin1String(c.key);
+    channels[3]->Address = QLatin1String(c.address);
+    EXPECT_EQ(Write(PlantSpans, channels), std::nullopt);
+    EXPECT_EQ(sink_.Texts(), QStringList{QLatin1String(c.report)});
+    EXPECT_EQ(Records(), QStringList({Record(1, "-0.1"), Record(2, "90.1"), Record(3, "063000")}));
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, CalHdrWriteStops, ::testing::Values(Backend::Sqlite),

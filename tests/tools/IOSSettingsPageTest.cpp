@@ -3,6 +3,7 @@
 
 #include "ioslink/IosConnection.h"
 #include "tests/ioslink/IosLinkTestPeer.h"
+#include "tests/support/Accessibly.h"
 #include "tests/support/ScreenTexts.h"
 #include "tools/ui/IOSSettingsPage.h"
 
@@ -201,13 +202,36 @@ TEST_F(IOSSettingsPageTest, SettingsEventsFillThePageAndTheRidIsEchoed) {
   EXPECT_TRUE(sink_.messages.empty());
 }
 
-TEST_F(IOSSettingsPageTest, ABadLogFlagIsReportedAndKeepsWhatWasAlreadyShown) {
+// An "IsLogActive" that is empty or no Boolean is read as the shared attribute reader reads it:
+// the label stays as it was, nothing is reported, and the event's URP and RID still apply.
+TEST_F(IOSSettingsPageTest, ALogFlagThatIsNoBooleanLeavesTheLabelAndTheRestApplies) {
   Event(R"( LogLevel="0" IsLogActive="True" URP="2")");
-  Event(R"( LogLevel="2" IsLogActive="maybe" URP="9" RID="30")");
-  EXPECT_EQ(Text("lblLogLevel"), "2 - All");
-  EXPECT_EQ(Text("lblLogIsActive"), "YES");
-  EXPECT_EQ(Box("txtUnscheduledRequestPriority")->text(), "2");
-  EXPECT_EQ(sink_.Texts(), QStringList{"TELM-0015: Error 13, Type mismatch"});
+  const std::pair<QByteArray, QByteArray> cases[] = {{"maybe", "31"}, {"", "32"}, {" ", "33"}};
+  for (const auto& [flag, rid] : cases) {
+    Event(R"( LogLevel="2" IsLogActive=")" + flag + R"(" URP="9)" + rid + R"(" RID=")" + rid +
+          R"(")");
+    const QByteArray echo = R"(<Command action="SetRID" value=")" + rid + R"("/>)";
+    EXPECT_EQ(Sent(echo), echo) << flag.constData();
+    EXPECT_EQ(Text("lblLogLevel"), "2 - All");
+    EXPECT_EQ(Text("lblLogIsActive"), "YES");
+    EXPECT_EQ(Box("txtUnscheduledRequestPriority")->text(), "9" + QString::fromLatin1(rid));
+  }
+  EXPECT_TRUE(sink_.messages.empty()) << sink_.Texts().join('\n').toStdString();
+}
+
+// The boxes follow text set through the accessibility interface as they follow typing.
+TEST_F(IOSSettingsPageTest, BoxesSetThroughAccessibilityActAsTyped) {
+  for (const AccessPath path : {AccessPath::Value, AccessPath::Replace, AccessPath::Insert}) {
+    SCOPED_TRACE(AccessPathName(path));
+    SetTextAccessibly(Box("txtRequestInitiationDelay"), QStringLiteral("125"), path);
+    QByteArray expected = R"(<Command action="SetRID" value="125"/>)";
+    EXPECT_EQ(Sent(expected), expected);
+    SetTextAccessibly(Box("txtUnscheduledRequestPriority"), QStringLiteral("6"), path);
+    Click("cmdIncreaseURP");
+    expected = R"(<Command action="SetURP" value="7"/>)";
+    EXPECT_EQ(Sent(expected), expected);
+    Box("txtRequestInitiationDelay")->clear();
+  }
   EXPECT_EQ(SentNothing(), QByteArray());
 }
 

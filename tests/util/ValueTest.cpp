@@ -28,14 +28,42 @@ TEST(Decimal, ParsesDecimalTextExactlyAndWritesPlainText) {
   // Every digit of the decimal range survives; a double would keep only about 16.
   EXPECT_EQ(Dec("1234567890.1234567890123456789"), "1234567890.1234567890123456789");
   EXPECT_EQ(Dec("-79228162514264337593543950335"), "-79228162514264337593543950335");
-  EXPECT_EQ(Dec("1E-40"), "0.0000000000000000000000000000000000000001");
+  EXPECT_EQ(Dec("0.0000000000000000000000000001"), "0.0000000000000000000000000001");
 }
 
-TEST(Decimal, RoundsBeyond29DigitsHalfToEven) {
-  EXPECT_EQ(Dec("0.123456789012345678901234567885"), "0.12345678901234567890123456788");
-  EXPECT_EQ(Dec("0.123456789012345678901234567875"), "0.12345678901234567890123456788");
-  EXPECT_EQ(Dec("0.1234567890123456789012345678751"), "0.12345678901234567890123456788");
-  EXPECT_EQ(Dec("9.99999999999999999999999999999"), "10");
+// What the system's decimal type keeps: 29 significant digits, at most 28 after the point, and
+// a 96-bit coefficient; the rest is rounded half to even.
+TEST(Decimal, RoundsToWhatTheDecimalTypeKeeps) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"9.99999999999999999999999999999", "10"},
+      {"12345678901234567890123456788.5", "12345678901234567890123456788"},
+      {"0.123456789012345678901234567885", "0.1234567890123456789012345679"},
+      {"0.12345678901234567890123456785", "0.1234567890123456789012345678"},
+      {"0.12345678901234567890123456775", "0.1234567890123456789012345678"},
+      {"1e-30", "0"},
+      {"-1e-999", "0"},
+      {"1E-40", "0"},
+      {"0.00000000000000000000000000005", "0"},
+      {"0.000000000000000000000000000051", "0.0000000000000000000000000001"},
+      {"0.00000000000000000000000000015", "0.0000000000000000000000000002"},
+      {"-0.00000000000000000000000000025", "-0.0000000000000000000000000002"},
+      {"0.000000000000000000000000000099", "0.0000000000000000000000000001"},
+      // 28 places would need a coefficient beyond 96 bits: one place fewer.
+      {"7.9228162514264337593543950335", "7.9228162514264337593543950335"},
+      {"7.9228162514264337593543950336", "7.922816251426433759354395034"},
+      {"9.9999999999999999999999999999", "10"},
+      {"1234567890.1234567890123456789", "1234567890.1234567890123456789"},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(Dec(text), expected) << text;
+  }
+  // Results of arithmetic are held the same way.
+  const Decimal tiny = *Decimal::Parse("0.00000000000001");
+  EXPECT_EQ((tiny * tiny).ToText(), "0.0000000000000000000000000001");
+  EXPECT_EQ((tiny * tiny * *Decimal::Parse("0.4")).ToText(), "0");
+  EXPECT_EQ(Divide(Decimal(2), Decimal(3))->ToText(), "0.6666666666666666666666666667");
+  EXPECT_EQ((*Decimal::Parse("0.0000000000000000000000000001") - *Decimal::Parse("1e-29")).ToText(),
+            "0.0000000000000000000000000001");
 }
 
 TEST(Decimal, RefusesWhatIsNotADecimalNumber) {
@@ -59,7 +87,7 @@ TEST(Decimal, ConversionsAndArithmetic) {
   const Decimal source = *Decimal::Parse("-12.25");
   assigned = source;
   EXPECT_EQ(assigned.ToText(), "-12.25");
-  EXPECT_EQ(Divide(Decimal(1), Decimal(3))->ToText(), "0.33333333333333333333333333333");
+  EXPECT_EQ(Divide(Decimal(1), Decimal(3))->ToText(), "0.3333333333333333333333333333");
   EXPECT_FALSE(Divide(Decimal(1), Decimal(0)));
   EXPECT_LT(*Decimal::Parse("-0.5"), Decimal(0));
   EXPECT_EQ(*Decimal::Parse("1.50"), *Decimal::Parse("1.5"));

@@ -184,6 +184,14 @@ TEST_P(BulkModeCodeWritesTest, EditModeIsTheOnlyGate) {
   gate_.allowed = false;
   gate_.grant = false;
   BulkModeCodeWrites page = Page();
+  // The value box is checked first: with edits off, a non-numeric box is told and edit mode is
+  // not even asked for.
+  page.txtWriteToAllMCChannels = QStringLiteral("abc");
+  page.txtWriteToAllCemsInfoMCChannels = QStringLiteral("14");
+  page.cmdWriteToAllCemsInfoMCChannels();
+  EXPECT_EQ(prompter_.Texts(), QStringList{"Value to write must be numeric. [TELM-0074]"});
+  EXPECT_EQ(gate_.asked, 0);
+  prompter_.Clear();
   page.cmdWrite13ToAllMCChannels();
   EXPECT_EQ(gate_.asked, 1);
   EXPECT_TRUE(Written().isEmpty());
@@ -192,6 +200,47 @@ TEST_P(BulkModeCodeWritesTest, EditModeIsTheOnlyGate) {
   page.cmdWrite13ToAllMCChannels();
   EXPECT_EQ(Written().size(), 12);
   EXPECT_TRUE(prompter_.Texts().isEmpty());
+}
+
+// "MC 11/12" reports the value set for the last MC record it examined, included or not, and
+// not the value of the last one written; records that are no MC channels are not examined.
+TEST_P(BulkModeCodeWritesTest, Mc1112ReportsTheValueOfTheLastMcRecordExamined) {
+  struct Case {
+    std::vector<Channel> channels;
+    QStringList written;
+    const char* message;
+  };
+  const std::vector<Case> cases = {
+      {{{21, "O2 dry", "A:MC60"}, {22, "Flow", "A:MC75"}}, {"21=12"}, "'11' to 1 channels"},
+      {{{22, "Flow", "A:MC75"}, {21, "O2 dry", "A:MC60"}}, {"21=12"}, "'12' to 1 channels"},
+      {{{21, "O2 dry", "A:MC60"}, {23, "NOx trim", "A:40001"}}, {"21=12"}, "'12' to 1 channels"},
+      {{{24, "NOx", "A:MC60"}, {25, "SO2 O2 corrected", "A:MC60"}},
+       {"24=11", "25=11"},
+       "'11' to 2 channels"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.message);
+    configs_.ClearAllConfigInfo();
+    QString events;
+    for (const Channel& ch : c.channels) {
+      events += QStringLiteral(R"(<Event eventtype="ChannelConfigUpdate" ID="%1" Name="%2" )"
+                               R"(DeviceID="1" Address="%3" />)")
+                    .arg(ch.id)
+                    .arg(QString::fromUtf8(ch.name), QString::fromUtf8(ch.address));
+    }
+    const xml::XmlDocument doc = xml::ParseXmlFragment(nullptr, events);
+    for (xml::XmlElement e : xml::SelectNodes(doc, "//Event")) {
+      configs_.UpdateConfigInfo(e);
+    }
+    db_->Exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
+    sink_.texts.clear();
+    BulkModeCodeWrites page = Page();
+    page.txtWriteToAllMCChannels = QStringLiteral("0");
+    page.cmdWriteMC1112ToAllCemsInfoMCChannels();
+    EXPECT_EQ(Written(), c.written);
+    EXPECT_EQ(sink_.texts, QStringList{QStringLiteral("1 Wrote ") + QLatin1String(c.message) +
+                                       QStringLiteral(" [TELM-0076]")});
+  }
 }
 
 TEST_P(BulkModeCodeWritesTest, NoMcChannelsReportsZeroAndAKeyThatIsNoIdStopsTheLoop) {
@@ -212,6 +261,44 @@ TEST_P(BulkModeCodeWritesTest, NoMcChannelsReportsZeroAndAKeyThatIsNoIdStopsTheL
   EXPECT_EQ(Written(), QStringList{"40=13"});
   EXPECT_TRUE(sink_.texts.isEmpty());
   EXPECT_EQ(prompter_.Texts(), QStringList{"TELM-0077: 13, Type mismatch"});
+}
+
+// The analyzer rules by name, in their order and with their case: the mode 1 choice and the
+// mode 2 value of one MC channel.
+TEST(BulkModeCodeChoice, AnalyzerRulesTestTheNameInOrderAndInTheirCase) {
+  struct Case {
+    const char* name;
+    bool included;
+    std::int16_t value1112;
+  };
+  const Case cases[] = {
+      {"Stack NOX", true, 11},     {"O2 NOx trim", true, 11},  // NOx before O2
+      {"CO2 conc", true, 12},      {"o2 dry", false, 11},      // "O2" in exact case
+      {"SO2 conc", true, 11},      {"so2 conc", false, 11},   {"Co ppm", false, 11},
+      {"CO ppm", true, 11},        {"NH3 slip", true, 11},    {"nh3 slip", false, 11},
+      {"NH3 INJ rate", false, 11}, {"NH3 Inj CO", true, 11},  // CO before the NH3 rule
+      {"NOx Inj", true, 11},       {"OPACITY", true, 11},     {"PM10", true, 11},
+      {"pm10", false, 11},         {"Flow", false, 11},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ChannelConfigInfoManager configs;
+    const xml::XmlDocument doc = xml::ParseXmlFragment(
+        nullptr, QStringLiteral(R"(<Event eventtype="ChannelConfigUpdate" ID="3" Name="%1" )"
+                                R"(DeviceID="1" Address="A:MC75" />)")
+                     .arg(QLatin1String(c.name)));
+    configs.UpdateConfigInfo(xml::SelectSingleNode(doc, "//Event"));
+    std::vector<ChannelValue> chosen;
+    std::int16_t last = 0;
+    BulkModeCodeWrites::ChooseChannels(configs, BulkModeCodeWrites::Mode::AnalyzerMC, 14, chosen,
+                                       last);
+    EXPECT_EQ(chosen.size(), c.included ? 1U : 0U);
+    chosen.clear();
+    BulkModeCodeWrites::ChooseChannels(configs, BulkModeCodeWrites::Mode::AnalyzerMC1112, 11,
+                                       chosen, last);
+    EXPECT_EQ(last, c.value1112);
+    EXPECT_EQ(chosen.size(), c.included ? 1U : 0U);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, BulkModeCodeWritesTest,

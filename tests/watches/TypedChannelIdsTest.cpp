@@ -58,6 +58,11 @@ TEST(TypedChannelIds, ValidTextGivesIdsInOrder) {
       // The first digit is replaced even where it is not the one the "u" stood for.
       {"42-u3", Concat({Range(42, 13), Range(22, 23), Range(32, 33), Range(42, 43), Range(52, 53),
                         Range(62, 63), Range(72, 73), Range(82, 83), Range(92, 93)})},
+      // The unit digit replaces the first digit of each end, not a sign before it.
+      {"+5-u7", Concat({Range(5, 17), Range(2, 27), Range(3, 37), Range(4, 47), Range(5, 57),
+                        Range(6, 67), Range(7, 77), Range(8, 87), Range(9, 97)})},
+      {"u7-+19", Concat({Range(17, 19), Range(27, 29), Range(37, 39), Range(47, 49), Range(57, 59),
+                         Range(67, 69), Range(77, 79), Range(87, 89), Range(97, 99)})},
       {"12.5", {12}},  // converted like any number: half to even
       {"2147483647", {2147483647}},
   };

@@ -40,6 +40,9 @@ TEST(EnteredValue, RulesApplyInOrder) {
       {false, "&HFFFF", w16, "-1", true},
       {false, "&H80000000", w32, "-2147483648", true},
       {false, "&H", w32, "error 13", false},
+      {false, "&H 10", w32, "error 13", false},
+      {false, "&H 10", w16, "error 13", false},
+      {false, "&H10 ", w32, "16", true},
       {false, "&H", w16, "error 13", false},
       {false, "&HXYZ", w32, "error 13", false},
       {false, "&H100000000", w32, "error 6", false},
@@ -47,11 +50,18 @@ TEST(EnteredValue, RulesApplyInOrder) {
       {false, "-0", w32, "0", true},
       {false, "1e-7", w32, "0.0000001", true},
       {false, "1e999", w32, "1e999", true},
+      {false, "1e-30", w32, "0", true},
+      {false, "1e-999", w32, "0", true},
+      {false, "0.00000000000000000000000000015", w32, "0.0000000000000000000000000002", true},
       {false, "1234567890123456789012345678.9", w32, "1234567890123456789012345678.9", true},
       {false, "79228162514264337593543950336", w32, "error 6", false},
       {false, "OPEN", w32, "OPEN", true},
       {false, "a\"<&]]>", w32, "a\"<&]]>", true},
       {false, QStringLiteral("bell\x07"), w32, "error 5", false},
+      // Kept as typed, but for TAB and line breaks: the server reads them as blanks.
+      {false, QStringLiteral("\u20ac5"), w32, QStringLiteral("\u20ac5"), true},
+      {false, "a\tb\r\nc\rd\ne", w32, "a b c d e", true},
+      {false, "\t\r\n", w32, "  ", false},
   };
   for (const Case& c : cases) {
     QString actual;
@@ -201,6 +211,26 @@ TEST_F(ValueDialogsTest, OneChannelDialogWritesTheRecordAndForcesForceableChanne
        {"TELM-0040: 13, Type mismatch"},
        false},
       {"bad hex", 5, value("&H"), {}, "", {"TELM-0039: 13, Type mismatch"}, false},
+      // Text goes the same way on both paths: markup as entities, a character beyond the
+      // link's single-byte encoding as a reference, TAB and line breaks as the blanks the
+      // server reads for them.
+      {"text beyond the single-byte encoding",
+       5,
+       value("\u20ac5 \U0001F600"),
+       {R"(TELM-0038|<Command action="WriteToChannel" id="5" value="&#8364;5 &#128512;" />)"},
+       R"(<Command action="ForceChannelValue" id="5" value="&#8364;5 &#128512;" )"
+       R"(DataSource="ForcedValue" />)",
+       {},
+       true},
+      {"markup, TAB and line breaks",
+       5,
+       value("a\"<&\tb>\r\nc\u00b0"),
+       {"TELM-0038|<Command action=\"WriteToChannel\" id=\"5\" "
+        "value=\"a&quot;&lt;&amp; b&gt; c\u00b0\" />"},
+       "<Command action=\"ForceChannelValue\" id=\"5\" value=\"a&quot;&lt;&amp; b&gt; c\u00b0\" "
+       "DataSource=\"ForcedValue\" />",
+       {},
+       true},
       {"unknown channel",
        8,
        value("3"),
@@ -237,6 +267,9 @@ TEST_F(ValueDialogsTest, OneChannelDialogControlsFollowTheChannelAndTheWaveBoxes
   EXPECT_EQ(model.optRandomValues(), ChangeChanValueModel::WaveOption);
   EXPECT_EQ(model.txtNewValue(), QStringLiteral("1.50"));
   EXPECT_EQ(model.txtPeriod(), QStringLiteral("30"));
+  model.SetMaxText(QStringLiteral("12"));  // a numeric half period stays
+  model.SetMinText(QStringLiteral("3"));
+  EXPECT_EQ(model.txtPeriod(), QStringLiteral("30"));
   model.SetChannelID(5);
   EXPECT_EQ(model.optRandomValues(), ChangeChanValueModel::FixedOption);
   model.SetPeriodText(QStringLiteral("x"));
@@ -252,6 +285,22 @@ TEST_F(ValueDialogsTest, OneChannelDialogControlsFollowTheChannelAndTheWaveBoxes
   model.SetChannelID(8);
   EXPECT_EQ(model.txtValueRange(), QString());
   EXPECT_FALSE(model.WaveControlsEnabled());
+}
+
+// The record cannot be written (its table is gone): that is reported, and the forceable
+// channel still gets its direct command.
+TEST_F(ValueDialogsTest, AFailedRecordDoesNotStopTheDirectCommand) {
+  db_.Exec(QStringLiteral("DROP TABLE H5IOCOMMAND"));
+  const QString before = Sent();
+  ChangeChanValueModel model(Services());
+  model.SetChannelID(5);
+  model.SetNewValueText(QStringLiteral("7"));
+  EXPECT_TRUE(model.Change());
+  EXPECT_EQ(sink_.Texts(),
+            QStringList{"TELM-0036: Could not write msg record to change channel value (5=7)"});
+  EXPECT_EQ(Sent().mid(before.size()),
+            R"(<Command action="ForceChannelValue" id="5" value="7" DataSource="ForcedValue" />)");
+  EXPECT_TRUE(prompter_.Texts().isEmpty());
 }
 
 TEST_F(ValueDialogsTest, SeveralChannelsDialogWritesEachListedChannel) {

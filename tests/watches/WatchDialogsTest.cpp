@@ -2,6 +2,7 @@
 // sees and clicks, what comes back, and what stays for the next use.
 
 #include "platform/testing/ScriptedPrompter.h"
+#include "tests/support/Accessibly.h"
 #include "tests/support/ScreenTexts.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -17,7 +18,9 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QListWidget>
@@ -215,6 +218,75 @@ TEST_F(AddChannelWatchTest, LoadingTagFilesReplacesTheTextOrReports) {
   EXPECT_EQ(request.title, "Open Channel Tag File");
   EXPECT_EQ(request.filter, "All files (*.*)|*.*");
   EXPECT_EQ(request.defaultExtension, "txt");
+  EXPECT_EQ(request.initialFolder, QDir::homePath());
+}
+
+// The toolbar's Save writes the watch list's tags; loaded back into the typed-ID box, the
+// whole file arrives and gives back exactly the list that was saved.
+TEST_F(AddChannelWatchTest, ALongTagFileSavedByTheToolbarLoadsBackWhole) {
+  struct NoEdits final : IEditGate {
+    bool EditsAllowed() const override { return false; }
+    bool AskWhetherUserWantsToEnableEditing() override { return false; }
+  } edits;
+  struct NoValueDialogs final : IChangeValueDialogs {
+    void ShowChangeChanValue(std::int32_t) override {}
+    void ShowChangeChanValues(const QString&) override {}
+  } values;
+  struct NoWatchDialogs final : IWatchDialogs {
+    AddChannelChoice ShowAddChannelWatch() override { return {}; }
+    void ShowWatchLists() override {}
+    void SetMainBusy(bool) override {}
+  } dialogs;
+  KeyedListModel watches;
+  ChannelListviewManager channels;
+  ChannelPageServices services;
+  services.sink = &sink;
+  services.prompter = &prompter;
+  services.configs = &configs;
+  channels.Setup(services, watches, 0);
+  std::vector<KeyedListModel::NewRow> rows;
+  QStringList ids;
+  for (int id = 10000; id <= 19999; ++id) {
+    const QString key = QString::number(id) + QLatin1Char('C');
+    rows.push_back({key, QString::number(id), key});
+    ids.append(QString::number(id));
+  }
+  watches.InsertRowsAt(0, std::move(rows));
+  WatchOperations operations({prompter, peer, edits, values, dialogs, "Telmon"}, channels);
+  QTemporaryDir dir;
+  const QString path = dir.filePath(QStringLiteral("watch.txt"));
+  prompter.QueueSaveFile(path);
+  operations.SaveChannelTagsToFile();
+  ASSERT_EQ(QFileInfo(path).size(), 59999);
+
+  frmAddChannelWatch dialog(Sources());
+  dialog.show();
+  dialog.TabStripAdd()->setCurrentIndex(1);
+  prompter.QueueOpenFile(path);
+  dialog.cmdLoadChannelIDs_Click();
+  EXPECT_EQ(dialog.txtChanIDs()->text().size(), 59999);
+  prompter.QueueAnswer(PromptAnswer::Yes);
+  dialog.cmdOK_Click();
+  EXPECT_EQ(prompter.Texts().last(), "Are you sure you want to add 9999 channels?");
+  EXPECT_TRUE(dialog.OK());
+  // Compared whole, printed short: the list is 59,999 characters.
+  EXPECT_TRUE(dialog.IDList() == ids.join(QLatin1Char(';')))
+      << dialog.IDList().size() << " characters, ending "
+      << dialog.IDList().right(20).toStdString();
+}
+
+// Text put into the typed-ID box by an accessibility tool is what OK reads.
+TEST_F(AddChannelWatchTest, TypedIdsSetThroughAccessibilityAreTaken) {
+  frmAddChannelWatch dialog(Sources());
+  for (const AccessPath path : {AccessPath::Value, AccessPath::Replace, AccessPath::Insert}) {
+    SCOPED_TRACE(AccessPathName(path));
+    dialog.show();
+    dialog.TabStripAdd()->setCurrentIndex(1);
+    SetTextAccessibly(dialog.txtChanIDs(), QStringLiteral("7, 3-4"), path);
+    dialog.cmdOK_Click();
+    EXPECT_TRUE(dialog.OK());
+    EXPECT_EQ(dialog.IDList(), "7;3;4");
+  }
 }
 
 TEST_F(AddChannelWatchTest, OneIdPerLineFileFailsOnOk) {

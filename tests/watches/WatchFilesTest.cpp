@@ -13,6 +13,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRect>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -155,6 +156,35 @@ TEST_F(ChannelListEntriesTest, HdrAndDisabledBlocksAreHiddenUnlessAllAreShown) {
   EXPECT_EQ(blockEntries[1].id, 20);
 }
 
+// The block question is asked once per run of records in one block, however long the run; a
+// record without a block keeps the verdict of the block before it (an HDR block's, here).
+TEST_F(ChannelListEntriesTest, EachRunOfABlockIsAskedOnce) {
+  blocks.Setup(sink, peer, blocksModel);
+  Block(10, false, false);
+  Block(20, true, false);
+  Channel(1, 10, "a");
+  Channel(2, 10, "b");
+  Channel(3, 10, "c");
+  Channel(4, 20, "hdr 1");
+  Channel(5, 20, "hdr 2");
+  Channel(6, 0, "no block after hdr");
+  Channel(7, 10, "d");
+  Channel(8, 0, "no block after 10");
+  QList<std::int32_t> asked;
+  const auto listed = [&](std::int32_t block) {
+    asked.append(block);
+    return !blocks.IsHDRBlock(block) && !blocks.IsBlockDisabled(block);
+  };
+  EXPECT_EQ(Texts(BuildChannelListEntriesByBlock(configs, listed, false)),
+            (QStringList{"1: a=1", "2: b=2", "3: c=3", "7: d=7", "8: no block after 10=8"}));
+  EXPECT_EQ(asked, (QList<std::int32_t>{10, 20, 10}));
+  EXPECT_EQ(Texts(BuildChannelListEntries(configs, &blocks, false)),
+            Texts(BuildChannelListEntriesByBlock(configs, listed, false)));
+  asked.clear();
+  EXPECT_EQ(BuildChannelListEntriesByBlock(configs, listed, true).entries.size(), 8U);
+  EXPECT_TRUE(asked.isEmpty());  // showing all asks nothing
+}
+
 TEST_F(ChannelListEntriesTest, ListStopsAtTheLimit) {
   for (int id = 1; id <= 40; ++id) {
     Channel(id, 0, "c");
@@ -263,14 +293,39 @@ TEST_F(WatchListStoreTest, ValuesOfOtherTypesAndAReadOnlyStoreDoNotHarmOtherSlot
   settings->setValue(QStringLiteral("List3Desc"), 42);
   settings->setValue(QStringLiteral("List4Date"), QByteArray("\x00\xff", 2));
   settings->sync();
+  settings->setValue(QStringLiteral("List5Desc"), QRect(1, 2, 3, 4));
+  settings->sync();
+  {
+    // As a person edits the file: a list value written as text with a comma.
+    QFile conf(home.filePath(QStringLiteral("Quarn/TELM.conf")));
+    ASSERT_TRUE(conf.open(QIODevice::Append));
+    conf.write("List7Desc=Stack A, Stack B\nList7Date=2026-01-02 03:04\n");
+  }
+  settings->sync();
   WatchLists odd(*store, prompter, QStringLiteral("Telmon"));
   odd.Open();
+  EXPECT_EQ(odd.Rows()[0].name, "List1");
+  // Read as text, not as "<empty>": a later Save keeps the name rather than renaming the slot.
+  EXPECT_EQ(odd.Rows()[1].name, "a, b");
   EXPECT_EQ(odd.Rows()[2].name, "42");
+  EXPECT_EQ(odd.Rows()[3].date, QString());  // unnamed: no date shown
+  EXPECT_EQ(odd.Rows()[4].name, "(QRect)");
+  EXPECT_EQ(odd.Rows()[6].name, "Stack A, Stack B");
+  EXPECT_EQ(odd.Rows()[6].date, "2026-01-02 03:04");
+  EXPECT_EQ(store->Read(QStringLiteral("List4Date"), QString()), QString::fromUtf8("\x00\xff", 2));
+  for (const int slot : {2, 7}) {
+    EXPECT_TRUE(odd.CanRename(slot)) << slot;
+    EXPECT_FALSE(odd.Save(slot, watches, when)) << slot;  // a named slot: no renaming starts
+  }
+  EXPECT_EQ(Raw("List2Desc"), "a, b");
+  EXPECT_EQ(Raw("List7Desc"), "Stack A, Stack B");
   // The slots around the odd values read as they were written.
   const auto expectUntouched = [this](const WatchLists& read) {
     EXPECT_EQ(read.Rows()[0].name, "List1");
     EXPECT_EQ(read.Rows()[0].date, "2026-03-04 07:05");
-    for (std::size_t slot = 4; slot < read.Rows().size(); ++slot) {
+    EXPECT_EQ(read.Rows()[1].name, "a, b");
+    EXPECT_EQ(read.Rows()[6].name, "Stack A, Stack B");
+    for (std::size_t slot = 7; slot < read.Rows().size(); ++slot) {
       EXPECT_EQ(read.Rows()[slot].name, "<empty>") << slot + 1;
       EXPECT_EQ(read.Rows()[slot].date, QString()) << slot + 1;
     }

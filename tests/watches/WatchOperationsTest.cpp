@@ -212,6 +212,7 @@ TEST_F(WatchOperationsTest, TagFileHoldsChannelIdsOnlyOnOneLine) {
   EXPECT_EQ(request.filter, "Files (*.txt)|*.txt");
   EXPECT_EQ(request.defaultExtension, "txt");
   EXPECT_TRUE(request.promptOverwrite);
+  EXPECT_TRUE(request.requireExistingFolder);
 }
 
 TEST_F(WatchOperationsTest, TagFileCasesAddressesOnlyCancelAndUnwritable) {

@@ -5,6 +5,7 @@
 #include "platform/H5DBIL.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "tests/platform/SiteDatabaseFixture.h"
+#include "tests/support/Accessibly.h"
 #include "tests/util/QStringPrinter.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/IEditGate.h"
@@ -14,6 +15,7 @@
 #include "watches/ui/frmChangeChanValues.h"
 
 #include <QCheckBox>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -121,6 +123,163 @@ TEST_F(WatchesUiTest, SeveralChannelsDialogAndBulkPageCaptions) {
   page.Button(QStringLiteral("cmdWrite00ToAllMCChannels"))->click();
   EXPECT_EQ(page.txtWriteToAllMCChannels()->text(), QStringLiteral("00"));
   EXPECT_EQ(sink_.texts, QStringList{QStringLiteral("Wrote '0' to 1 channels [TELM-0076]")});
+}
+
+// Text set through the accessibility interface, as voice control and desktop automation set
+// it, reaches the dialogs' rules and the bulk page exactly as typing does: what the box shows is
+// what is written and sent.
+TEST_F(WatchesUiTest, BoxesSetThroughAccessibilityAreWhatIsWrittenAndSent) {
+  const auto records = [this] {
+    QStringList out;
+    for (const auto& row :
+         db_.Rows(QStringLiteral("SELECT callercode, commandtext FROM H5IOCOMMAND ORDER BY id"))) {
+      out.append(row[0].toString() + QLatin1Char('|') + row[1].toString());
+    }
+    return out;
+  };
+  for (const AccessPath path : {AccessPath::Value, AccessPath::Replace, AccessPath::Insert}) {
+    SCOPED_TRACE(AccessPathName(path));
+    db_.Exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
+    link_.sent.clear();
+    sink_.texts.clear();
+
+    frmChangeChanValue one(Services());
+    one.SetChannelID(5);
+    one.txtNewValue()->setText(QStringLiteral("old"));
+    SetTextAccessibly(one.txtNewValue(), QStringLiteral("43.5"), path);
+    one.cmdChange()->click();
+
+    frmChangeChanValue wave(Services());
+    wave.SetChannelID(5);
+    SetTextAccessibly(wave.txtMin(), QStringLiteral("2"), path);
+    EXPECT_EQ(wave.txtNewValue()->text(), QStringLiteral("2"));
+    EXPECT_EQ(wave.txtPeriod()->text(), QStringLiteral("120"));
+    EXPECT_TRUE(wave.optRandomValues(1)->isChecked());
+    SetTextAccessibly(wave.txtMax(), QStringLiteral("8"), path);
+    SetTextAccessibly(wave.txtPeriod(), QStringLiteral("45"), path);
+    wave.cmdChange()->click();
+
+    frmChangeChanValues many(Services());
+    many.SetChannelIDList(QStringLiteral("\t5\t7"));
+    SetTextAccessibly(many.txtNewValue(), QStringLiteral("9"), path);
+    many.cmdChange()->click();
+
+    EXPECT_EQ(records(),
+              QStringList({R"(TELM-0038|<Command action="WriteToChannel" id="5" value="43.5" />)",
+                           R"(TELM-0038|<Command action="WriteToChannel" id="5" value="2" />)",
+                           R"(TELM-0049|<Command action="WriteToChannel" id="5" value="9" />)",
+                           R"(TELM-0049|<Command action="WriteToChannel" id="7" value="9" />)"}));
+    EXPECT_EQ(link_.sent,
+              QStringList({R"(<Command action="ForceChannelValue" id="5" value="43.5" )"
+                           R"(DataSource="ForcedValue" />)",
+                           R"(<Command action="ForceChannelValue" id="5" value="2" )"
+                           R"(DataSource="TriangleWave" OscillationMin="2" OscillationMax="8" )"
+                           R"(OscillationPeriod="45" />)"}));
+
+    Gate gate;
+    BulkWritesPage page({configs_, writer_, gate, sink_, prompter_, QStringLiteral("Telmon")});
+    SetTextAccessibly(page.txtWriteToAllMCChannels(), QStringLiteral("13"), path);
+    page.Button(QStringLiteral("cmdWriteToAllMCChannels"))->click();
+    EXPECT_EQ(sink_.texts, QStringList{QStringLiteral("Wrote '13' to 1 channels [TELM-0076]")});
+  }
+  EXPECT_TRUE(prompter_.Texts().isEmpty()) << prompter_.Texts().join('\n').toStdString();
+}
+
+// Notes whether the hourglass is up at each question, password prompt and record write.
+class CursorNotes {
+ public:
+  void Note(const char* what) {
+    notes.append(QLatin1String(what) + (QGuiApplication::overrideCursor() != nullptr
+                                            ? QStringLiteral(" (hourglass)")
+                                            : QString()));
+  }
+  QStringList notes;
+};
+
+class NotingPrompter final : public Prompter {
+ public:
+  NotingPrompter(ScriptedPrompter& inner, CursorNotes& notes) : inner_(inner), notes_(notes) {}
+  PromptAnswer Ask(const PromptQuestion& question) override {
+    notes_.Note("question");
+    return inner_.Ask(question);
+  }
+  std::optional<QString> InputText(const QString& p, const QString& t, const QString& i) override {
+    return inner_.InputText(p, t, i);
+  }
+  std::optional<QString> SaveFileName(const FileDialogRequest& r) override {
+    return inner_.SaveFileName(r);
+  }
+  std::optional<QString> OpenFileName(const FileDialogRequest& r) override {
+    return inner_.OpenFileName(r);
+  }
+  std::optional<Credentials> AskCredentials(const QString& p, const QString& t) override {
+    notes_.Note("password");
+    return inner_.AskCredentials(p, t);
+  }
+  void Beep() override { inner_.Beep(); }
+
+ private:
+  ScriptedPrompter& inner_;
+  CursorNotes& notes_;
+};
+
+// Edit mode as the main window asks for it: a question, then the password prompt.
+class AskingGate final : public IEditGate {
+ public:
+  explicit AskingGate(Prompter& prompter) : prompter_(prompter) {}
+  bool EditsAllowed() const override { return allowed_; }
+  bool AskWhetherUserWantsToEnableEditing() override {
+    if (prompter_.Ask({QStringLiteral("Enable edits?"), QStringLiteral("Telmon"),
+                       PromptIcon::Question, PromptButtons::YesNo, std::nullopt}) ==
+        PromptAnswer::Yes) {
+      allowed_ = prompter_.AskCredentials(QStringLiteral("Password"), QStringLiteral("Telmon"))
+                     .has_value();
+    }
+    return allowed_;
+  }
+
+ private:
+  Prompter& prompter_;
+  bool allowed_ = false;
+};
+
+// The real writer, noting the pointer as each group of records is written.
+class NotingWriter final : public IChannelValueWriter {
+ public:
+  NotingWriter(IChannelValueWriter& inner, CursorNotes& notes) : inner_(inner), notes_(notes) {}
+  bool WriteChannelValueRecord(const QString& code, std::int32_t id, const Value& v) override {
+    notes_.Note("record");
+    return inner_.WriteChannelValueRecord(code, id, v);
+  }
+  std::vector<bool> WriteChannelValueRecords(const QString& code,
+                                             const std::vector<ChannelValue>& items) override {
+    notes_.Note("records");
+    return inner_.WriteChannelValueRecords(code, items);
+  }
+
+ private:
+  IChannelValueWriter& inner_;
+  CursorNotes& notes_;
+};
+
+// The hourglass is up while the records are written, and only then: never over the value
+// question, the edit-mode question or the password prompt.
+TEST_F(WatchesUiTest, TheBulkPagesHourglassCoversOnlyTheWrite) {
+  CursorNotes notes;
+  NotingPrompter prompter(prompter_, notes);
+  AskingGate gate(prompter);
+  NotingWriter writer(writer_, notes);
+  BulkWritesPage page({configs_, writer, gate, sink_, prompter, QStringLiteral("Telmon")});
+  page.txtWriteToAllMCChannels()->setText(QStringLiteral("x"));
+  page.txtWriteToAllCemsInfoMCChannels()->setText(QStringLiteral("14"));
+  page.Button(QStringLiteral("cmdWriteToAllCemsInfoMCChannels"))->click();  // TELM-0074
+  prompter_.QueueAnswer(PromptAnswer::Yes);
+  prompter_.QueueCredentials(Credentials{QStringLiteral("super"), QStringLiteral("pw")});
+  page.Button(QStringLiteral("cmdWrite13ToAllMCChannels"))->click();
+  EXPECT_EQ(notes.notes, QStringList({"question", "question", "password", "records (hourglass)"}));
+  EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+  EXPECT_EQ(prompter_.Texts().first(), "Value to write must be numeric. [TELM-0074]");
+  EXPECT_EQ(sink_.texts, QStringList{QStringLiteral("Wrote '13' to 1 channels [TELM-0076]")});
 }
 
 }  // namespace

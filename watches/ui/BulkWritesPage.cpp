@@ -55,6 +55,15 @@ BulkWritesPage::BulkWritesPage(BulkWriteServices services, QWidget* parent)
   layout->addStretch();
   frames_->addWidget(AllChannelsFrame());
   frames_->addWidget(AnalyzerFrame());
+  // A write to thousands of channels takes a moment: the pointer says so while the records are
+  // written, and only then, so no question or password prompt appears under the hourglass.
+  writes_.SetBusyIndicator([](bool busy) {
+    if (busy) {
+      QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+    } else {
+      QGuiApplication::restoreOverrideCursor();
+    }
+  });
 }
 
 void BulkWritesPage::AddFrame(QWidget* frame) {
@@ -113,10 +122,7 @@ QPushButton* BulkWritesPage::AddButton(QWidget* frame, const char* name, const Q
   connect(button, &QPushButton::clicked, this, [this, action] {
     writes_.txtWriteToAllMCChannels = txtAll_->text();
     writes_.txtWriteToAllCemsInfoMCChannels = txtAnalyzer_->text();
-    // A write to thousands of channels takes a moment: the pointer says so.
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     (writes_.*action)();
-    QGuiApplication::restoreOverrideCursor();
     SyncBoxes();
   });
   return button;

@@ -6,6 +6,7 @@
 #include "watches/ChannelTagFile.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -129,6 +130,9 @@ QWidget* frmAddChannelWatch::BuildChannelIdsFrame() {
   frame->setObjectName(QStringLiteral("fraAdd2"));
   txtChanIDs_ = new QLineEdit(frame);
   txtChanIDs_->setObjectName(QStringLiteral("txtChanIDs"));
+  // The box holds every tag file the loader accepts; the toolkit's default (32,767 characters)
+  // would cut a long saved watch list short without a word.
+  txtChanIDs_->setMaxLength(static_cast<int>(kMaxChannelTagFileBytes));
   auto* cmdLoad = new QPushButton(QStringLiteral("Load Channel IDs From File"), frame);
   cmdLoad->setObjectName(QStringLiteral("cmdLoadChannelIDs"));
   auto* cmdClear = new QPushButton(QStringLiteral("Clear"), frame);
@@ -287,6 +291,8 @@ void frmAddChannelWatch::cmdLoadChannelIDs_Click() {
     request.title = QStringLiteral("Open Channel Tag File");
     request.filter = QStringLiteral("All files (*.*)|*.*");
     request.defaultExtension = QStringLiteral("txt");
+    // The top of the operator's own files, always, rather than wherever a dialog was last.
+    request.initialFolder = QDir::homePath();
     const QString fileName = sources_.prompter->OpenFileName(request).value_or(QString());
     const ChannelTagFileRead read = ReadChannelTagFile(fileName);
     if (read.status == ChannelTagFileRead::Status::Failed) {

@@ -86,15 +86,18 @@ void frmChangeChanValue::BuildControls() {
 
 void frmChangeChanValue::Connect() {
   connect(&model_, &ChangeChanValueModel::Changed, this, &frmChangeChanValue::Refresh);
-  connect(txtNewValue_, &QLineEdit::textEdited, &model_, &ChangeChanValueModel::SetNewValueText);
+  // Every change of a box's text, however it was made (typing, pasting, an accessibility or
+  // automation tool), reaches the model; Refresh writes the model's texts back with the boxes'
+  // signals blocked, so nothing echoes.
+  connect(txtNewValue_, &QLineEdit::textChanged, &model_, &ChangeChanValueModel::SetNewValueText);
   connect(chkNullValue_, &QCheckBox::toggled, &model_, &ChangeChanValueModel::SetNullValue);
   connect(optFixed_, &QRadioButton::clicked, this,
           [this] { model_.SelectOption(ChangeChanValueModel::FixedOption); });
   connect(optWave_, &QRadioButton::clicked, this,
           [this] { model_.SelectOption(ChangeChanValueModel::WaveOption); });
-  connect(txtMin_, &QLineEdit::textEdited, &model_, &ChangeChanValueModel::SetMinText);
-  connect(txtMax_, &QLineEdit::textEdited, &model_, &ChangeChanValueModel::SetMaxText);
-  connect(txtPeriod_, &QLineEdit::textEdited, &model_, &ChangeChanValueModel::SetPeriodText);
+  connect(txtMin_, &QLineEdit::textChanged, &model_, &ChangeChanValueModel::SetMinText);
+  connect(txtMax_, &QLineEdit::textChanged, &model_, &ChangeChanValueModel::SetMaxText);
+  connect(txtPeriod_, &QLineEdit::textChanged, &model_, &ChangeChanValueModel::SetPeriodText);
   connect(cmdChange_, &QPushButton::clicked, this, &frmChangeChanValue::OnChange);
   connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::reject);
 }

@@ -33,6 +33,9 @@ frmChangeChanValues::frmChangeChanValues(ChangeValueServices services, QWidget* 
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(value);
   layout->addLayout(buttons);
+  // The model follows every change of the box, however it was made.
+  connect(txtNewValue_, &QLineEdit::textChanged, this,
+          [this](const QString& text) { model_.txtNewValue = text; });
   connect(chkNullValue_, &QCheckBox::toggled, this, [this](bool checked) {
     model_.chkNullValue = checked;
     txtNewValue_->setEnabled(!checked);
@@ -42,7 +45,6 @@ frmChangeChanValues::frmChangeChanValues(ChangeValueServices services, QWidget* 
 }
 
 void frmChangeChanValues::OnChange() {
-  model_.txtNewValue = txtNewValue_->text();
   if (model_.Change()) {
     accept();
   }
