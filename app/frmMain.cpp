@@ -82,10 +82,8 @@ frmMain::~frmMain() { Teardown(); }
 void frmMain::BuildFrame() {
   menus_ = std::make_unique<MainMenus>(MainMenus::Build(menuBar(), this));
   panels_ = std::make_unique<StatusPanels>(statusBar());
-  journal_ =
-      new JournalFeature(commandLine_.journalFile.isEmpty() ? OperationJournal::DefaultFileName()
-                                                            : commandLine_.journalFile,
-                         {*this, services_.clock, services_.prompter}, statusBar(), this);
+  journal_ = new JournalFeature(OperationJournal::Choose(commandLine_.journalFile, {}).file,
+                                {*this, services_.clock, services_.prompter}, statusBar(), this);
   statusBar()->setObjectName(QStringLiteral("StatusBar1"));
   tabs_ = new TabFrames(this);
   setCentralWidget(tabs_);

@@ -109,7 +109,15 @@ bool frmMain::Startup(SplashForm* splash) {
        {},
        25,
        QStringLiteral("TELM-0005: can't load settings from Halvo INI file."),
-       [&] { return LoadSettings(); }},
+       [&] {
+         if (!LoadSettings()) {
+           return false;
+         }
+         journal_->SetSharedJournal(
+             OperationJournal::Choose(commandLine_.journalFile, settings_->JournalConnection())
+                 .server);
+         return true;
+       }},
       {QStringLiteral("setup DBIL"),
        {},
        -1,

@@ -1,5 +1,7 @@
 #include "check/CheckSession.h"
 
+#include "journal/JournalForwarder.h"
+
 #include "ioslink/IosConnection.h"
 
 #include <QCoreApplication>
@@ -51,6 +53,11 @@ CheckSession::~CheckSession() {
   if (link_ != nullptr) {
     link_->SetEventHandlers(nullptr);
   }
+  // A run is short: its entries go to the shared journal before the program ends (what cannot
+  // go waits in the outbox for the next program that forwards it).
+  if (journal_ != nullptr && journal_->Forwarder() != nullptr) {
+    journal_->Forwarder()->SendNow();
+  }
 }
 
 bool CheckSession::Start(std::int32_t dahsId, QString* error, const QString& iosHost) {
@@ -82,9 +89,10 @@ bool CheckSession::SetupDatabase(QString* error) {
   dbil_ = new H5DBIL(this);
   connect(dbil_, &H5DBIL::Message, this, &CheckSession::RaiseMsg);
   writer_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
-  journal_ = new OperationJournal(
-      journalFile_.isEmpty() ? OperationJournal::DefaultFileName() : journalFile_,
-      {settings_->DahsID(), {}}, *this, clock_, this);
+  const OperationJournal::Place place =
+      OperationJournal::Choose(journalFile_, settings_->JournalConnection());
+  journal_ = new OperationJournal(place.file, {settings_->DahsID(), {}}, *this, clock_, this);
+  journal_->SetSharedJournal(place.server);
   writer_->SetJournal(journal_, [this](std::int32_t id) {
     const ChannelConfigInfo* c = configs_.Item(QString::number(id));
     return c == nullptr ? QString() : c->Name;

@@ -224,7 +224,7 @@ TEST(JournalCsvTest, FieldsWithQuotesCommasAndLineBreaksAreQuotedByteForByte) {
   EXPECT_EQ(JournalCsv({&e}), expected);
 }
 
-TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
+TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountDatesAndComputer) {
   JournalTableModel model;
   QAbstractItemModelTester tester(&model);
   std::vector<JournalEntry> entries(3);
@@ -236,6 +236,7 @@ TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
     entries[i].account = QLatin1String(accounts[i]);
     entries[i].operation = QLatin1String(operations[i]);
     entries[i].targets = QStringLiteral("10%1 Stack NOx").arg(i);
+    entries[i].computer = i == 1 ? QStringLiteral("shelter-laptop") : QStringLiteral("control");
   }
   model.SetEntries(entries);
   EXPECT_EQ(model.EntryAt(0).operation, "Set clock");  // newest first
@@ -253,6 +254,8 @@ TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
       {{{}, {}, {}, QDate(2026, 1, 2), {}}, {"Set clock", "WriteToChannel"}},
       {{{}, {}, {}, QDate(2026, 1, 1), QDate(2026, 1, 2)}, {"WriteToChannel", "Failover"}},
       {{QStringLiteral("nothing like it")}, {}},
+      {{{}, {}, {}, {}, {}, QStringLiteral("SHELTER")}, {"WriteToChannel"}},
+      {{{}, {}, QStringLiteral("tech"), {}, {}, QStringLiteral("shelter")}, {}},
   };
   for (const Case& c : cases) {
     proxy.SetFilter(c.filter);
