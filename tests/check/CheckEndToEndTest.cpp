@@ -209,6 +209,9 @@ TEST_P(CheckFaults, RecordsAreThoseTheWindowsDialogsWrite) {
   monitor.prompter.QueueCredentials(Credentials{"super", "super-demo"});
   w.BulkWrites()->txtWriteToAllMCChannels()->setText(QStringLiteral("13"));
   w.BulkWrites()->Button(QStringLiteral("cmdWriteToAllMCChannels"))->click();
+  // The bulk write runs on the database worker; its report comes after its last record.
+  ASSERT_TRUE(WaitFor([&] { return monitor.HasMessage(QStringLiteral("Wrote '13' to ")); }, 30000))
+      << monitor.Messages().join('\n').toStdString();
   const int windowCount = LastRecordId(site_) - before;
   ASSERT_GT(windowCount, 4);
 
