@@ -64,6 +64,14 @@ CommandLine CommandLine::Parse(const QStringList& arguments) {
       } else if (!text.isEmpty()) {
         cl.ignored << QStringLiteral("--receive-buffer-cap=") + text;
       }
+    } else if (arg.startsWith(QLatin1String("--trend-memory"))) {
+      QString text;
+      value(QStringLiteral("--trend-memory"), &text);
+      if (const qint64 budget = ParseByteCount(text); budget > 0) {
+        cl.trendMemory = budget;
+      } else if (!text.isEmpty()) {
+        cl.ignored << QStringLiteral("--trend-memory=") + text;
+      }
     } else if (arg.startsWith(QLatin1String("--journal"))) {
       value(QStringLiteral("--journal"), &cl.journalFile);
     } else if (arg.startsWith(QLatin1String("--screenshots"))) {
@@ -105,11 +113,16 @@ QString CommandLine::HelpText(const QString& programName) {
              "only)\n"
              "  --message-log FILE  append every row of the messages window to FILE\n"
              "  --journal FILE      the operator journal (SQLite) to write instead of the\n"
-             "                      user's own (<data folder>/telmon/journal.sqlite)\n"
+             "                      user's own (<data folder>/telmon/journal.sqlite); a\n"
+             "                      postgresql://... connection string instead names the\n"
+             "                      site's shared journal (over [Telmon] Journal)\n"
              "  --screenshots DIR   save a PNG image of every page and dialog into DIR, then exit\n"
              "  --receive-buffer-cap BYTES\n"
              "                      unparsable text from the I/O server kept before skipping\n"
              "                      to its next event (default 8M; K, M and G suffixes)\n"
+             "  --trend-memory BYTES\n"
+             "                      memory for the trends' points; beyond it the oldest are\n"
+             "                      dropped (default 256M; K, M and G suffixes)\n"
              "  --help              show this text\n"
              "  --version           show the program's version\n"
              "\n"

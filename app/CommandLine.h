@@ -25,6 +25,8 @@ struct CommandLine {
   QStringList ignored;     // arguments the program does not use, in order
   // --receive-buffer-cap BYTES: unparsable text from the I/O server kept before resynchronising
   qint64 receiveBufferCap = qint64{8} * 1024 * 1024;
+  // --trend-memory BYTES: the trend recorder's memory budget for its points
+  qint64 trendMemory = qint64{256} * 1024 * 1024;
 
   static CommandLine Parse(const QStringList& arguments);
   static QString HelpText(const QString& programName);

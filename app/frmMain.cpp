@@ -7,12 +7,14 @@
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
 #include "app/WindowPlacement.h"
+#include "app/WriteProgress.h"
 #include "ioslink/IosCommands.h"
 #include "ioslink/IosConnection.h"
 #include "journal/ui/JournalFeature.h"
 #include "messages/MessageFileLog.h"
 #include "messages/MessageLogModel.h"
 #include "messages/frmProblems.h"
+#include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
 #include "platform/MessageTypes.h"
 #include "platform/Prompter.h"
@@ -39,6 +41,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QSettings>
@@ -196,6 +200,14 @@ void frmMain::UpdateChannels() {
   }
 }
 
+void frmMain::UpdateChannelsAndWait() {
+  UpdateChannels();
+  QDeadlineTimer deadline(60000);
+  while (tick_ && tick_->Reading() && !deadline.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  }
+}
+
 void frmMain::RaiseMsg(std::int32_t msgType, const QString& text) {
   logModel_->AddMsg(msgType, text);
 }
@@ -339,6 +351,15 @@ void frmMain::Teardown() {
   tmrCurrentTime_->stop();
   tmrUpdateChannels_->stop();
   tmrRefreshIOAudit_->stop();
+  // The workers finish what runs and drop what waits before the parts they report to go.
+  if (session_->ValueWriter() != nullptr) {
+    session_->ValueWriter()->SetWorker(nullptr, nullptr);
+  }
+  if (tick_) {
+    tick_->SetWorker(nullptr);
+  }
+  writeWorker_.reset();
+  readWorker_.reset();
   session_->Teardown();
   tick_.reset();
   if (channels_) {

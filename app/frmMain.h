@@ -28,6 +28,8 @@ class BulkWritesPage;
 class ChangeValueDialogs;
 class CalHdrFrame;
 class ChannelValueWriter;
+class DatabaseWorker;
+class WriteProgressDialog;
 class ChannelConfigInfoManager;
 class ChannelListviewManager;
 class ChannelsPage;
@@ -94,8 +96,11 @@ class frmMain : public QMainWindow,
   void ConnectToIOS();
   void DisconnectFromIOS();
   void RefreshAllLists();
-  // One channel update tick, as the 2-second timer runs it.
+  // One channel update tick, as the 2-second timer runs it: the read runs on the read worker
+  // and the rows follow when it comes back.
   void UpdateChannels();
+  // For tests: a tick, waiting (with the event loop running) until its read came back.
+  void UpdateChannelsAndWait();
 
   // For tests and screenshots.
   frmProblems& Problems();
@@ -216,10 +221,22 @@ class frmMain : public QMainWindow,
   JournalFeature* journal_ = nullptr;
   AlarmsFeature* alarms_ = nullptr;
   TabFrames* tabs_ = nullptr;
+  // The database work that must not hold the window: the grouped record writes and the
+  // channel tick's read, each on a thread of its own. Declared after the writer and the tick
+  // so that they go first; Teardown stops them.
+  std::unique_ptr<WriteProgressDialog> writeProgress_;
+  std::unique_ptr<DatabaseWorker> writeWorker_;
+  std::unique_ptr<DatabaseWorker> readWorker_;
   QLineEdit* txtNotPolling_ = nullptr;
   QTimer* tmrCurrentTime_ = nullptr;
   QTimer* tmrUpdateChannels_ = nullptr;
   QTimer* tmrRefreshIOAudit_ = nullptr;
+
+ public:
+  // For tests: the workers (null before start-up reached the channel page).
+  DatabaseWorker* WriteWorker() const { return writeWorker_.get(); }
+  DatabaseWorker* ReadWorker() const { return readWorker_.get(); }
+  WriteProgressDialog* WriteProgress() const { return writeProgress_.get(); }
 };
 
 }  // namespace telmon

@@ -7,10 +7,12 @@
 #include "app/SplashForm.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
+#include "app/WriteProgress.h"
 #include "app/frmMain.h"
 #include "ioslink/IosConnection.h"
 #include "journal/ui/JournalFeature.h"
 #include "messages/frmProblems.h"
+#include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
 #include "session/EditModeController.h"
 #include "session/IOSSelectedDahs.h"
@@ -108,7 +110,13 @@ bool frmMain::Startup(SplashForm* splash) {
        {},
        25,
        QStringLiteral("TELM-0005: can't load settings from Halvo INI file."),
-       [&] { return LoadSettings(); }},
+       [&] {
+         if (!LoadSettings()) {
+           return false;
+         }
+         journal_->SetSharedJournal(session_->SharedJournalServer());
+         return true;
+       }},
       {QStringLiteral("setup DBIL"),
        {},
        -1,
@@ -261,6 +269,15 @@ void frmMain::SetupChannelManager() {
   tick_ = std::make_unique<ChannelUpdateTick>(*session_->Dbil(),
                                               session_->Settings()->SqlConnectionString_Realtime(),
                                               channels_.get(), services_.clock, *this, *this);
+  auto raise = [this](std::int32_t type, const QString& text) { RaiseMsg(type, text); };
+  const IOSSelectedDahs& settings = *session_->Settings();
+  readWorker_ = std::make_unique<DatabaseWorker>(settings.SiteID(), settings.LanguageID(),
+                                                 settings.Connections(), raise);
+  tick_->SetWorker(readWorker_.get());
+  writeWorker_ = std::make_unique<DatabaseWorker>(settings.SiteID(), settings.LanguageID(),
+                                                  settings.Connections(), raise);
+  writeProgress_ = std::make_unique<WriteProgressDialog>(this);
+  session_->ValueWriter()->SetWorker(writeWorker_.get(), writeProgress_.get());
   SetupTrends();
   connect(session_, &SiteSession::LinkPanelChanged, this,
           [this](const QString& text) { panels_->SetText(PanelKey::BytesReceived, text); });
@@ -282,7 +299,7 @@ void frmMain::AddRemainingPages() {
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));
   settingsPage_ = new IOSSettingsPage(*this, *this);
-  settingsPage_->SetOutbox(&session_->Outbox());
+  settingsPage_->SetJournaledSender(&session_->JournaledOut());
   tabs_->AddPage(QStringLiteral("IOS Settings"), QString(), settingsPage_);
 }
 

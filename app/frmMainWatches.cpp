@@ -54,7 +54,7 @@ void frmMain::SetupWatchOperations() {
   const QString title = QString::fromLatin1(ProgramTitle);
   changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
       ChangeValueServices{session_->Configs(), *session_->ValueWriter(), *this, services_.prompter,
-                          title, &session_->Outbox()},
+                          title, &session_->JournaledOut()},
       this);
   AddChannelWatchSources sources;
   sources.configs = &session_->Configs();
@@ -76,7 +76,8 @@ void frmMain::CopyDataToClipboard() {
 }
 
 void frmMain::SetupTrends() {
-  trends_ = std::make_unique<TrendRecorder>(*channelsModel_);
+  trends_ = std::make_unique<TrendRecorder>(*channelsModel_, DefaultTrendCapacity, nullptr,
+                                            static_cast<std::size_t>(commandLine_.trendMemory));
   tick_->SetObserver(trends_.get());
 }
 

@@ -1,6 +1,8 @@
 #include "check/CheckSession.h"
 
 #include "ioslink/IosConnection.h"
+#include "journal/JournalForwarder.h"
+#include "journal/OperationJournal.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -50,6 +52,11 @@ CheckSession::CheckSession(ConsolePrompter& prompter, const IClock& clock, std::
 CheckSession::~CheckSession() {
   if (session_ != nullptr) {
     session_->Teardown();
+    // A run is short: its entries go to the shared journal before the program ends (what
+    // cannot go waits in the journaled for the next program that forwards it).
+    if (JournalForwarder* forwarder = session_->Journal().Forwarder()) {
+      forwarder->SendNow();
+    }
   }
 }
 

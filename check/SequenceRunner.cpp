@@ -159,7 +159,7 @@ void SequenceRunner::CollectReports(StepResult& r, const QStringList& failureCod
 void SequenceRunner::Force(const Step& step, StepResult& r) {
   ChangeChanValueModel dialog({session_.Configs(), session_.Writer(), session_.Session(),
                                session_.Prompts(), QString::fromLatin1(ProgramTitle),
-                               &session_.Session().Outbox()});
+                               &session_.Session().JournaledOut()});
   dialog.SetChannelID(step.channel);
   if (step.wave && !dialog.WaveControlsEnabled()) {
     r.outcome = StepOutcome::Failed;

@@ -106,7 +106,8 @@ bool JournalFilterProxy::Matches(const JournalEntry& e, const JournalFilter& f) 
     return false;
   }
   if ((!f.operation.isEmpty() && !Has(e.operation, f.operation)) ||
-      (!f.account.isEmpty() && !Has(e.account, f.account))) {
+      (!f.account.isEmpty() && !Has(e.account, f.account)) ||
+      (!f.computer.isEmpty() && !Has(e.computer, f.computer))) {
     return false;
   }
   if (f.anyText.isEmpty()) {

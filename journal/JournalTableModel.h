@@ -2,7 +2,7 @@
 
 // The operator journal as a table, newest entry first, loaded once and grown as entries are
 // recorded; and the filter the journal window puts over it (any text, operation, account, a
-// range of local dates). Plain vectors and string tests keep 100,000 entries quick.
+// range of local dates, computer). Plain vectors and string tests keep 100,000 entries quick.
 
 #include "journal/IOperationJournal.h"
 
@@ -56,6 +56,7 @@ struct JournalFilter {
   QString account;
   QDate from;  // local dates, inclusive; null for no bound
   QDate to;
+  QString computer;
 };
 
 class JournalFilterProxy final : public QSortFilterProxyModel {

@@ -1,5 +1,7 @@
 #include "journal/OperationJournal.h"
 
+#include "journal/JournalForwarder.h"
+
 #include "util/Clock.h"
 #include "util/IRaiseMsg.h"
 
@@ -12,10 +14,12 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 #include <QThread>
+#include <QUuid>
 #include <QVariant>
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <utility>
 
 namespace telmon {
@@ -39,7 +43,13 @@ const char* const kSchema[] = {
     "RAISE(ABORT, 'the operator journal is append-only'); END",
     "CREATE TRIGGER IF NOT EXISTS journal_no_delete BEFORE DELETE ON journal BEGIN SELECT "
     "RAISE(ABORT, 'the operator journal is append-only'); END",
+    // The file's identity on the shared journal, made once by whichever program opens it first.
+    "CREATE TABLE IF NOT EXISTS outbox (id TEXT NOT NULL)",
 };
+
+const char kSelectEntries[] =
+    "SELECT id, time_utc, time_local, dahs, account, computer, operation, targets, value, "
+    "command, outcome FROM journal";
 
 bool IsBusy(const QSqlError& error) {
   bool ok = false;
@@ -101,6 +111,14 @@ QString OperationJournal::DefaultFileName() {
          QStringLiteral("/telmon/journal.sqlite");
 }
 
+OperationJournal::Place OperationJournal::Choose(const QString& option,
+                                                 const QString& settingsServer) {
+  if (option.startsWith(QLatin1String("postgresql://"), Qt::CaseInsensitive)) {
+    return {DefaultFileName(), option};
+  }
+  return {option.isEmpty() ? DefaultFileName() : option, settingsServer};
+}
+
 bool OperationJournal::Open() {
   QDir().mkpath(QFileInfo(fileName_).absolutePath());
   QSqlDatabase db = QSqlDatabase::contains(connectionName_)
@@ -125,6 +143,11 @@ bool OperationJournal::Open() {
   for (const char* statement : kSchema) {
     ok = ok && ExecWithRetry(query, QString::fromLatin1(statement), error);
   }
+  ok = ok && ExecWithRetry(query,
+                           QStringLiteral("INSERT INTO outbox (id) SELECT '%1' WHERE NOT EXISTS "
+                                          "(SELECT 1 FROM outbox)")
+                               .arg(QUuid::createUuid().toString(QUuid::WithoutBraces)),
+                           error);
   if (!ok) {
     db.close();
     ReportOnce(QStringLiteral("opened"), error);
@@ -157,6 +180,8 @@ void OperationJournal::Record(const JournalOperation& operation) {
   QString error;
   if ((open_ || Open()) && !Store(entry, error)) {
     ReportOnce(QStringLiteral("written"), error);
+  } else if (open_ && forwarder_ != nullptr) {
+    forwarder_->Request();
   }
   Q_EMIT Recorded(entry, operation);
 }
@@ -183,24 +208,32 @@ bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
   return ExecWithRetry(query, QString(), error);
 }
 
-std::vector<JournalEntry> OperationJournal::ReadAll() {
-  std::vector<JournalEntry> entries;
-  if (!open_ && !Open()) {
-    return entries;
+void OperationJournal::SetSharedJournal(const QString& connection, int retryMs) {
+  delete forwarder_;
+  forwarder_ = nullptr;
+  if (connection.isEmpty()) {
+    return;
   }
-  QSqlQuery query(QSqlDatabase::database(connectionName_, false));
+  forwarder_ = new JournalForwarder(fileName_, connection,
+                                    retryMs > 0 ? retryMs : JournalForwarder::DefaultRetryMs, this);
+  connect(forwarder_, &JournalForwarder::Message, this,
+          [this](int msgType, const QString& text) { sink_.RaiseMsg(msgType, text); });
+  forwarder_->Request();
+}
+
+bool OperationJournal::ReadEntries(const QSqlDatabase& db, std::int64_t afterId, int limit,
+                                   std::vector<JournalEntry>* entries, QString* error) {
+  QSqlQuery query(db);
   query.setForwardOnly(true);
-  QString error;
-  if (!ExecWithRetry(query,
-                     QStringLiteral("SELECT id, time_utc, time_local, dahs, account, computer, "
-                                    "operation, targets, value, command, outcome FROM journal "
-                                    "ORDER BY id"),
-                     error)) {
-    ReportOnce(QStringLiteral("read"), error);
-    return entries;
+  query.prepare(
+      QStringLiteral("%1 WHERE id > ? ORDER BY id LIMIT ?").arg(QLatin1String(kSelectEntries)));
+  query.addBindValue(static_cast<qlonglong>(afterId));
+  query.addBindValue(limit);
+  if (!ExecWithRetry(query, QString(), *error)) {
+    return false;
   }
   while (query.next()) {
-    JournalEntry& e = entries.emplace_back();
+    JournalEntry& e = entries->emplace_back();
     e.id = query.value(0).toLongLong();
     e.timeUtc = QDateTime::fromString(query.value(1).toString(), Qt::ISODateWithMs);
     e.timeLocal = query.value(2).toString();
@@ -212,6 +245,30 @@ std::vector<JournalEntry> OperationJournal::ReadAll() {
     e.value = query.value(8).toString();
     e.command = query.value(9).toString();
     e.outcome = query.value(10).toString();
+  }
+  return true;
+}
+
+QString OperationJournal::OutboxId(const QSqlDatabase& db) {
+  QSqlQuery query(db);
+  QString error;
+  if (!ExecWithRetry(query, QStringLiteral("SELECT id FROM outbox LIMIT 1"), error) ||
+      !query.next()) {
+    return {};
+  }
+  return query.value(0).toString();
+}
+
+std::vector<JournalEntry> OperationJournal::ReadAll() {
+  std::vector<JournalEntry> entries;
+  if (!open_ && !Open()) {
+    return entries;
+  }
+  QString error;
+  if (!ReadEntries(QSqlDatabase::database(connectionName_, false), 0,
+                   std::numeric_limits<int>::max(), &entries, &error)) {
+    entries.clear();
+    ReportOnce(QStringLiteral("read"), error);
   }
   return entries;
 }

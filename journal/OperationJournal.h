@@ -4,11 +4,13 @@
 // one append-only table in WAL mode, each entry committed before Record returns. Two monitors
 // may journal into the same file at once; a writer that finds the file busy waits and tries
 // again. A journal that cannot be opened or written is reported once (TELM-9002) and the
-// operation goes on without it.
+// operation goes on without it. With a shared journal the file is the outbox: each entry is
+// committed here first, then forwarded (JournalForwarder).
 
 #include "journal/IOperationJournal.h"
 
 #include <QObject>
+#include <QSqlDatabase>
 #include <QString>
 
 #include <functional>
@@ -18,6 +20,7 @@ namespace telmon {
 
 class IClock;
 class IRaiseMsg;
+class JournalForwarder;
 
 class OperationJournal final : public QObject, public IOperationJournal {
   Q_OBJECT
@@ -41,10 +44,32 @@ class OperationJournal final : public QObject, public IOperationJournal {
   // "<data folder>/telmon/journal.sqlite" in the user's data folder.
   static QString DefaultFileName();
 
+  // Where a program journals, from its --journal option and the settings file's shared
+  // journal: an option that is a postgresql:// connection string names the shared journal
+  // (over the settings file's) and keeps the user's own file as the outbox; any other
+  // non-empty option names the file.
+  struct Place {
+    QString file;
+    QString server;
+  };
+  static Place Choose(const QString& option, const QString& settingsServer);
+
   void Record(const JournalOperation& operation) override;
   // The account that enabled edit mode; empty while edit mode is off.
   void SetEditAccount(const QString& account) { editAccount_ = account; }
   QString EditAccount() const { return editAccount_; }
+
+  // Forwards every entry of the file, those from before included, to the site's shared journal
+  // (a PostgreSQL connection string); empty turns forwarding off.
+  void SetSharedJournal(const QString& connection, int retryMs = 0);
+  // The forwarder while the shared journal is on, else null.
+  JournalForwarder* Forwarder() const { return forwarder_; }
+
+  // Entries of an open journal file with numbers above `afterId`, oldest first, at most `limit`.
+  static bool ReadEntries(const QSqlDatabase& db, std::int64_t afterId, int limit,
+                          std::vector<JournalEntry>* entries, QString* error);
+  // The file's own identity on the shared journal; empty for a file that has none yet.
+  static QString OutboxId(const QSqlDatabase& db);
 
   // Every entry of the file, oldest first; empty (and reported) when the file cannot be read.
   std::vector<JournalEntry> ReadAll();
@@ -67,6 +92,7 @@ class OperationJournal final : public QObject, public IOperationJournal {
   const IClock& clock_;
   QString connectionName_;
   QString editAccount_;
+  JournalForwarder* forwarder_ = nullptr;
   bool open_ = false;
   bool reported_ = false;
 };

@@ -7,12 +7,20 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSet>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
 
+#include <libpq-fe.h>
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <map>
+#include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,6 +29,112 @@ namespace telmon {
 namespace {
 
 const QString Prefix = QStringLiteral("H5DBIL: ");
+
+// Cuts a connection whose server has not answered by a deadline: the socket is shut down, so
+// the blocked driver call returns at once with the connection lost. A server that accepts and
+// then stays silent (a host dropping packets, a proxy that stopped forwarding) would otherwise
+// hold the calling thread for as long as TCP keeps the connection, which may be hours.
+class ReplyWatchdog {
+ public:
+  ReplyWatchdog() = default;
+  ~ReplyWatchdog() {
+    {
+      const std::lock_guard lock(mutex_);
+      stop_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) {
+      thread_.join();
+    }
+  }
+  ReplyWatchdog(const ReplyWatchdog&) = delete;
+  ReplyWatchdog& operator=(const ReplyWatchdog&) = delete;
+
+  void Arm(int socket, std::chrono::milliseconds timeout) {
+    const std::lock_guard lock(mutex_);
+    if (!thread_.joinable()) {
+      thread_ = std::thread([this] { Run(); });
+    }
+    socket_ = socket;
+    deadline_ = std::chrono::steady_clock::now() + timeout;
+    wake_.notify_all();
+  }
+  void Disarm() {
+    const std::lock_guard lock(mutex_);
+    socket_ = -1;
+  }
+
+ private:
+  void Run() {
+    std::unique_lock lock(mutex_);
+    while (!stop_) {
+      if (socket_ < 0) {
+        wake_.wait(lock);
+      } else if (std::chrono::steady_clock::now() >= deadline_) {
+        ::shutdown(socket_, SHUT_RDWR);
+        socket_ = -1;
+      } else {
+        wake_.wait_until(lock, deadline_);
+      }
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::thread thread_;
+  int socket_ = -1;
+  std::chrono::steady_clock::time_point deadline_;
+  bool stop_ = false;
+};
+
+PGconn* PostgresHandle(QSqlDatabase& db) {
+  const QVariant handle = db.driver() != nullptr ? db.driver()->handle() : QVariant();
+  // The driver names the type by its struct ("pg_conn*").
+  if (!handle.isValid() ||
+      (qstrcmp(handle.typeName(), "pg_conn*") != 0 && qstrcmp(handle.typeName(), "PGconn*") != 0)) {
+    return nullptr;
+  }
+  return *static_cast<PGconn* const*>(handle.data());
+}
+
+// SQLite result codes (the low byte of an extended code) that say the file cannot be used
+// now, whatever the statement: busy, locked, out of memory, read-only, I/O error, corrupt,
+// full, cannot open, not a database.
+bool SqliteUnavailable(int code) {
+  switch (code & 0xff) {
+    case 5:
+    case 6:
+    case 7:
+    case 8:
+    case 10:
+    case 11:
+    case 13:
+    case 14:
+    case 26:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// PostgreSQL error classes that are about the server or the connection, not the statement:
+// connection exception, insufficient resources (a full disk), operator intervention (shutdown),
+// system error. The driver does not always pass the class on; a full disk is then known by
+// the system's own words.
+bool PostgresUnavailable(const QSqlError& error) {
+  const QString state = error.nativeErrorCode();
+  return state.startsWith(QLatin1String("08")) || state.startsWith(QLatin1String("53")) ||
+         state.startsWith(QLatin1String("57")) || state.startsWith(QLatin1String("58")) ||
+         error.databaseText().contains(QLatin1String("No space left on device"));
+}
+
+// A transaction whose commit was sent but not answered: the session that ran it and its
+// transaction ID, to ask the server later whether it committed.
+struct LostCommit {
+  QString xid;
+  qint64 backendPid = 0;
+  QString backendStart;  // with the pid, names the session even across a server restart
+};
 
 // An open connection with the statements prepared on it; the statements go before the
 // connection does.
@@ -90,6 +204,43 @@ struct H5DBIL::Impl {
   QString languageId;
   ConnectionStrings connections;
   std::map<QString, std::unique_ptr<Link>> links;
+  std::map<std::uint64_t, LostCommit> lostCommits;
+  std::uint64_t nextWriteKey = 1;
+  std::chrono::milliseconds replyTimeout{DefaultReplyTimeoutMs};
+  ReplyWatchdog watchdog;
+
+  // Runs `call` (one round trip to the server) under the reply deadline.
+  template <typename Call>
+  bool Guarded(Link& link, Call call) {
+    QSqlDatabase* db = link.connection->Current();
+    PGconn* conn = db != nullptr ? PostgresHandle(*db) : nullptr;
+    const int socket = conn != nullptr ? PQsocket(conn) : -1;
+    if (socket >= 0) {
+      watchdog.Arm(socket, replyTimeout);
+    }
+    const bool ok = call();
+    if (socket >= 0) {
+      watchdog.Disarm();
+    }
+    return ok;
+  }
+
+  DbFailure Classify(Link& link, const QSqlError& error) {
+    QSqlDatabase* db = link.connection->Current();
+    if (db == nullptr) {
+      return DbFailure::Unavailable;
+    }
+    if (link.connection->Kind() == DatabaseKind::Postgresql) {
+      PGconn* conn = PostgresHandle(*db);
+      if (conn == nullptr || PQstatus(conn) != CONNECTION_OK) {
+        return DbFailure::Unavailable;
+      }
+      return PostgresUnavailable(error) ? DbFailure::Unavailable : DbFailure::Refused;
+    }
+    bool numeric = false;
+    const int code = error.nativeErrorCode().toInt(&numeric);
+    return numeric && SqliteUnavailable(code) ? DbFailure::Unavailable : DbFailure::Refused;
+  }
 
   void Report(const QString& text) { Q_EMIT self->Message(MsgType::Error, Prefix + text); }
 
@@ -117,11 +268,12 @@ struct H5DBIL::Impl {
       if (link == nullptr) {
         break;
       }
-      std::optional<Result> result = read(*link, &error);
+      DbFailure failure = DbFailure::Refused;
+      std::optional<Result> result = read(*link, &error, &failure);
       if (result) {
         return result;
       }
-      if (link->connection->IsAlive()) {
+      if (failure != DbFailure::Unavailable) {
         break;
       }
       link->Reset();
@@ -158,12 +310,16 @@ struct H5DBIL::Impl {
   }
 
   std::optional<CurrentValues> Read(Link& link, const QDateTime& asOf, const QStringList& ioids,
-                                    QString* error);
-  bool Write(Link& link, const std::vector<MessageRecord>& records, QString* error);
+                                    QString* error, DbFailure* failure);
+  WriteResult Write(Link& link, const std::vector<MessageRecord>& records, std::uint64_t key);
+  // Whether the transaction lost under `key` committed: None (it did), Refused (it did not, so
+  // the records may be written), Unavailable (the server cannot tell now).
+  DbFailure ResolveLostCommit(Link& link, std::uint64_t key, QString* error);
 };
 
 std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asOf,
-                                                const QStringList& ioids, QString* error) {
+                                                const QStringList& ioids, QString* error,
+                                                DbFailure* failure) {
   QSqlDatabase* db = link.connection->Database(error);
   if (db == nullptr) {
     return std::nullopt;
@@ -181,8 +337,9 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
     }
     query = std::make_unique<QSqlQuery>(*db);
     query->setForwardOnly(true);
-    if (!query->prepare(sql)) {
+    if (!Guarded(link, [&] { return query->prepare(sql); })) {
       *error = SqlErrorText(query->lastError());
+      *failure = Classify(link, query->lastError());
       query.reset();
       return std::nullopt;
     }
@@ -196,8 +353,9 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   if (asOf.isValid()) {
     query->bindValue(1, asOf);
   }
-  if (!query->exec()) {
+  if (!Guarded(link, [&] { return query->exec(); })) {
     *error = SqlErrorText(query->lastError());
+    *failure = Classify(link, query->lastError());
     return std::nullopt;
   }
   CurrentValues values;
@@ -234,11 +392,11 @@ QString NotNull(const QString& value) { return value.isNull() ? QStringLiteral("
 // Inserts records [begin, end) with one statement; the statement is prepared on first use.
 bool InsertRows(QSqlDatabase& db, std::unique_ptr<QSqlQuery>& statement, const QString& siteId,
                 const std::vector<MessageRecord>& records, std::size_t begin, std::size_t end,
-                QString* error) {
+                QSqlError* error) {
   if (!statement) {
     statement = std::make_unique<QSqlQuery>(db);
     if (!statement->prepare(InsertSql(end - begin))) {
-      *error = SqlErrorText(statement->lastError());
+      *error = statement->lastError();
       return false;
     }
   }
@@ -253,7 +411,7 @@ bool InsertRows(QSqlDatabase& db, std::unique_ptr<QSqlQuery>& statement, const Q
     statement->bindValue(p++, now);
   }
   if (!statement->exec()) {
-    *error = SqlErrorText(statement->lastError());
+    *error = statement->lastError();
     return false;
   }
   return true;
@@ -261,22 +419,111 @@ bool InsertRows(QSqlDatabase& db, std::unique_ptr<QSqlQuery>& statement, const Q
 
 }  // namespace
 
-bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, QString* error) {
-  QSqlDatabase* db = link.connection->Database(error);
-  if (db == nullptr) {
-    return false;
+DbFailure H5DBIL::Impl::ResolveLostCommit(Link& link, std::uint64_t key, QString* error) {
+  const auto lost = lostCommits.find(key);
+  if (lost == lostCommits.end()) {
+    return DbFailure::Refused;
   }
-  if (!db->transaction()) {
-    *error = SqlErrorText(db->lastError());
-    return false;
+  QSqlDatabase* db = link.connection->Current();
+  QSqlQuery query(*db);
+  // The lost session may still hold its transaction open (the commit never reached the
+  // server): ending it settles the transaction one way or the other.
+  bool ok = Guarded(link, [&] {
+    if (!query.prepare(QStringLiteral(
+            "SELECT pg_terminate_backend(pid, 5000) FROM pg_stat_activity"
+            " WHERE pid = ? AND CAST(backend_start AS text) = ? AND pid <> pg_backend_pid()"))) {
+      return false;
+    }
+    query.bindValue(0, lost->second.backendPid);
+    query.bindValue(1, lost->second.backendStart);
+    return query.exec();
+  });
+  query.finish();
+  ok = ok && Guarded(link, [&] {
+         if (!query.prepare(QStringLiteral("SELECT pg_xact_status(CAST(? AS xid8))"))) {
+           return false;
+         }
+         query.bindValue(0, lost->second.xid);
+         return query.exec();
+       });
+  if (!ok) {
+    *error = SqlErrorText(query.lastError());
+    // A transaction ID the server has not reached was never committed (a server restarted
+    // before the transaction's log was written).
+    if (query.lastError().nativeErrorCode() == QLatin1String("22023")) {
+      lostCommits.erase(lost);
+      return DbFailure::Refused;
+    }
+    return DbFailure::Unavailable;
+  }
+  const QString status = query.next() ? query.value(0).toString() : QString();
+  query.finish();
+  if (status == QLatin1String("committed")) {
+    lostCommits.erase(lost);
+    return DbFailure::None;
+  }
+  if (status == QLatin1String("in progress")) {
+    *error = QStringLiteral("the outcome of an earlier commit is not known yet");
+    return DbFailure::Unavailable;
+  }
+  lostCommits.erase(lost);
+  return DbFailure::Refused;
+}
+
+WriteResult H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records,
+                                std::uint64_t key) {
+  WriteResult result;
+  QSqlDatabase* db = link.connection->Database(&result.error);
+  if (db == nullptr) {
+    result.failure = DbFailure::Unavailable;
+    return result;
+  }
+  const bool postgres = link.connection->Kind() == DatabaseKind::Postgresql;
+  if (postgres) {
+    const DbFailure earlier = ResolveLostCommit(link, key, &result.error);
+    if (earlier != DbFailure::Refused) {
+      result.failure = earlier;
+      if (earlier == DbFailure::None) {
+        result.error.clear();
+      }
+      return result;
+    }
+  }
+  auto fail = [&](const QSqlError& error) {
+    result.error = SqlErrorText(error);
+    result.failure = Classify(link, error);
+    return result;
+  };
+  if (!Guarded(link, [&] { return db->transaction(); })) {
+    return fail(db->lastError());
+  }
+  LostCommit session;
+  if (postgres) {
+    QSqlQuery ask(*db);
+    if (!Guarded(link, [&] {
+          return ask.exec(
+                     QStringLiteral("SELECT CAST(pg_current_xact_id() AS text), pg_backend_pid(),"
+                                    " CAST(backend_start AS text)"
+                                    " FROM pg_stat_activity WHERE pid = pg_backend_pid()")) &&
+                 ask.next();
+        })) {
+      const QSqlError error = ask.lastError();
+      ask.finish();
+      Guarded(link, [&] { return db->rollback(); });
+      return fail(error);
+    }
+    session = {ask.value(0).toString(), ask.value(1).toLongLong(), ask.value(2).toString()};
+    ask.finish();
   }
   std::unique_ptr<QSqlQuery> full;  // RowsPerStatement rows
   std::unique_ptr<QSqlQuery> rest;  // the remainder
+  QSqlError failure;
   bool ok = true;
   for (std::size_t begin = 0; ok && begin < records.size(); begin += RowsPerStatement) {
     const std::size_t end = std::min(records.size(), begin + RowsPerStatement);
-    ok = InsertRows(*db, end - begin == RowsPerStatement ? full : rest, siteId, records, begin, end,
-                    error);
+    std::unique_ptr<QSqlQuery>& statement = end - begin == RowsPerStatement ? full : rest;
+    ok = Guarded(link,
+                 [&] { return InsertRows(*db, statement, siteId, records, begin, end, &failure); });
   }
   for (const auto* statement : {&full, &rest}) {
     if (*statement) {
@@ -286,15 +533,23 @@ bool H5DBIL::Impl::Write(Link& link, const std::vector<MessageRecord>& records, 
   // The statements are released after the transaction ends: an aborted PostgreSQL
   // transaction refuses even their deallocation.
   if (!ok) {
-    db->rollback();
-    return false;
+    fail(failure);
+    if (result.failure == DbFailure::Refused) {
+      Guarded(link, [&] { return db->rollback(); });
+    }
+    return result;
   }
-  if (!db->commit()) {
-    *error = SqlErrorText(db->lastError());
-    db->rollback();
-    return false;
+  if (!Guarded(link, [&] { return db->commit(); })) {
+    fail(db->lastError());
+    if (result.failure == DbFailure::Unavailable && postgres) {
+      lostCommits[key] = session;
+    } else {
+      Guarded(link, [&] { return db->rollback(); });
+    }
+    return result;
   }
-  return true;
+  lostCommits.erase(key);
+  return result;
 }
 
 H5DBIL::H5DBIL(QObject* parent) : QObject(parent), impl_(std::make_unique<Impl>()) {
@@ -384,7 +639,7 @@ bool H5DBIL::TestConnectionsReadWrite() {
 
 QString H5DBIL::LookupValue(const QString& key, const QString& defaultValue) {
   const QString siteId = impl_->siteId;
-  auto read = [&](Link& link, QString* error) -> std::optional<QString> {
+  auto read = [&](Link& link, QString* error, DbFailure* failure) -> std::optional<QString> {
     QSqlDatabase* db = link.connection->Database(error);
     if (db == nullptr) {
       return std::nullopt;
@@ -392,9 +647,12 @@ QString H5DBIL::LookupValue(const QString& key, const QString& defaultValue) {
     if (!link.lookup) {
       link.lookup = std::make_unique<QSqlQuery>(*db);
       link.lookup->setForwardOnly(true);
-      if (!link.lookup->prepare(QStringLiteral(
-              "SELECT lookupvalue FROM H5LOOKUP WHERE siteid = ? AND lookupkey = ?"))) {
+      if (!impl_->Guarded(link, [&] {
+            return link.lookup->prepare(QStringLiteral(
+                "SELECT lookupvalue FROM H5LOOKUP WHERE siteid = ? AND lookupkey = ?"));
+          })) {
         *error = SqlErrorText(link.lookup->lastError());
+        *failure = impl_->Classify(link, link.lookup->lastError());
         link.lookup.reset();
         return std::nullopt;
       }
@@ -402,8 +660,9 @@ QString H5DBIL::LookupValue(const QString& key, const QString& defaultValue) {
     QSqlQuery& query = *link.lookup;
     query.bindValue(0, siteId);
     query.bindValue(1, key);
-    if (!query.exec()) {
+    if (!impl_->Guarded(link, [&] { return query.exec(); })) {
       *error = SqlErrorText(query.lastError());
+      *failure = impl_->Classify(link, query.lastError());
       return std::nullopt;
     }
     const QString value = query.next() ? query.value(0).toString() : defaultValue;
@@ -422,42 +681,54 @@ std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection
   if (ioids.isEmpty()) {
     return CurrentValues();
   }
-  return impl_->ReadWithReopen<CurrentValues>(
-      connection, QStringLiteral("read current values"),
-      [&](Link& link, QString* error) { return impl_->Read(link, asOf, ioids, error); });
+  return impl_->ReadWithReopen<CurrentValues>(connection, QStringLiteral("read current values"),
+                                              [&](Link& link, QString* error, DbFailure* failure) {
+                                                return impl_->Read(link, asOf, ioids, error,
+                                                                   failure);
+                                              });
 }
 
 bool H5DBIL::WriteMessageRecord(const QString& commandText, const QString& extra1,
                                 const QString& extra2, const QString& callerCode) {
   const QString& connection = impl_->connections.config;
   const std::vector<MessageRecord> records = {{commandText, extra1, extra2, callerCode}};
-  QString error;
-  Link* link = impl_->LinkFor(connection, &error);
-  if (link != nullptr && impl_->Write(*link, records, &error)) {
-    return true;
+  WriteResult result;
+  Link* link = impl_->LinkFor(connection, &result.error);
+  if (link != nullptr) {
+    result = impl_->Write(*link, records, NewWriteKey());
+    if (result.Written()) {
+      return true;
+    }
   }
-  // A record is never written twice: a failed write is reported, and a dropped connection is
+  // A record is never written twice: a failed write is reported, and a lost connection is
   // only reopened for the next call.
-  if (link != nullptr && !link->connection->IsAlive()) {
+  if (link != nullptr && result.failure == DbFailure::Unavailable) {
     link->Reset();
   }
   impl_->Report(QStringLiteral("can't write the command record (%1): %2")
-                    .arg(MaskConnectionString(connection), error));
+                    .arg(MaskConnectionString(connection), result.error));
   return false;
 }
 
-bool H5DBIL::WriteMessageRecords(const std::vector<MessageRecord>& records, QString* error) {
-  Link* link = impl_->LinkFor(impl_->connections.config, error);
+WriteResult H5DBIL::WriteMessageRecords(const std::vector<MessageRecord>& records,
+                                        std::uint64_t writeKey) {
+  WriteResult result;
+  Link* link = impl_->LinkFor(impl_->connections.config, &result.error);
   if (link == nullptr) {
-    return false;
+    result.failure = DbFailure::Unavailable;
+    return result;
   }
-  if (impl_->Write(*link, records, error)) {
-    return true;
-  }
-  if (!link->connection->IsAlive()) {
+  result = impl_->Write(*link, records, writeKey);
+  if (result.failure == DbFailure::Unavailable) {
     link->Reset();
   }
-  return false;
+  return result;
+}
+
+std::uint64_t H5DBIL::NewWriteKey() { return impl_->nextWriteKey++; }
+
+void H5DBIL::SetReplyTimeout(int milliseconds) {
+  impl_->replyTimeout = std::chrono::milliseconds(milliseconds);
 }
 
 }  // namespace telmon

@@ -4,6 +4,9 @@
 // over Qt SQL (an SQLite file by default, or a PostgreSQL server). Connections are opened once
 // and reused; a dropped connection is reopened on the next call. Failures are reported through
 // the Message signal and the call's result, never by exceptions.
+//
+// An object and its connections belong to the thread that uses them: Qt SQL connections may
+// not cross threads, so a worker thread has an H5DBIL of its own.
 
 #include <QDateTime>
 #include <QHash>
@@ -42,6 +45,16 @@ struct CurrentValueItem {
 };
 using CurrentValues = QHash<QString, CurrentValueItem>;  // keyed by IOID
 
+// Why a call failed: the database could not be reached (no connection, a connection lost or
+// silent, a locked file, a full disk), or it was reached and refused the statement.
+enum class DbFailure { None, Unavailable, Refused };
+
+struct WriteResult {
+  DbFailure failure = DbFailure::None;
+  QString error;  // the driver's text when failed
+  bool Written() const { return failure == DbFailure::None; }
+};
+
 class H5DBIL : public QObject {
   Q_OBJECT
 
@@ -68,10 +81,22 @@ class H5DBIL : public QObject {
   // One command record in H5IOCOMMAND for the site, in a transaction.
   bool WriteMessageRecord(const QString& commandText, const QString& extra1, const QString& extra2,
                           const QString& callerCode);
-  // Several command records in one transaction: all of them committed (true), or none (the
-  // transaction is rolled back, `error` says why, and nothing is reported, so that the caller
-  // can fall back to single records and report those).
-  bool WriteMessageRecords(const std::vector<MessageRecord>& records, QString* error);
+  // Several command records in one transaction: all of them committed, or none (the
+  // transaction is rolled back, the result says why, and nothing is reported, so that the
+  // caller can split the records or report them).
+  //
+  // `writeKey` names the write across its retries (NewWriteKey). When a server's answer to the
+  // commit was lost with the connection, the transaction is remembered under the key, and the
+  // next call with that key first ends the lost session and asks the server whether the
+  // transaction committed: if it did, the records are not written again and the call succeeds.
+  WriteResult WriteMessageRecords(const std::vector<MessageRecord>& records,
+                                  std::uint64_t writeKey);
+  std::uint64_t NewWriteKey();
+
+  // How long a statement may wait for the server's answer before the connection is given up
+  // as lost (PostgreSQL; an SQLite file waits for its lock as SqliteBusyTimeoutMs says).
+  void SetReplyTimeout(int milliseconds);
+  static constexpr int DefaultReplyTimeoutMs = 10000;
 
  Q_SIGNALS:
   void Message(std::int32_t msgType, const QString& text);

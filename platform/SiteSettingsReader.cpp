@@ -1,5 +1,6 @@
 #include "platform/SiteSettingsReader.h"
 
+#include "platform/SqlConnection.h"
 #include "util/TextConversionFunctions.h"
 
 #include <INIReader.h>
@@ -15,6 +16,7 @@ namespace telmon {
 namespace {
 
 const char* const SiteSection = "Site";
+const char* const TelmonSection = "Telmon";
 
 struct ConnectionKey {
   const char* key;
@@ -119,7 +121,26 @@ bool SiteSettingsReader::ReadSiteSection() {
                                .trimmed();
   return ReadConnections(SiteSection, false) &&
          ReadBool(SiteSection, "ExtraTraceMsgsEnabled", &settings_.extraTraceMsgsEnabled) &&
-         ReadBool(SiteSection, "LogFlushEnabled", &settings_.logFlushEnabled);
+         ReadBool(SiteSection, "LogFlushEnabled", &settings_.logFlushEnabled) &&
+         ReadTelmonSection();
+}
+
+bool SiteSettingsReader::ReadTelmonSection() {
+  const QString journal = Text(TelmonSection, "Journal").value_or(QString()).trimmed();
+  QString error;
+  const std::optional<DatabaseAddress> address =
+      journal.isEmpty() ? std::nullopt : ParseConnectionString(journal, &error);
+  if (!journal.isEmpty() && !address) {
+    Fail(QStringLiteral("[Telmon] Journal: %1").arg(error));
+    return false;
+  }
+  if (address && address->kind != DatabaseKind::Postgresql) {
+    Fail(QStringLiteral("[Telmon] Journal: '%1' is not a postgresql:// connection string")
+             .arg(MaskConnectionString(journal)));
+    return false;
+  }
+  settings_.journalConnection = journal;
+  return true;
 }
 
 bool SiteSettingsReader::LoadDahs(std::int32_t dahsId) {

@@ -3,6 +3,7 @@
 // The settings library: reads the site's settings file "Halvo5.INI" (INI format, UTF-8) from
 // the folder named by HALVO5_SYSTEM_FOLDER. Section [Site] holds the site-wide settings and
 // one section [DAHS<n>] each DAHS's own; a DAHS section may override the connection strings.
+// An optional section [Telmon] holds what only this program reads.
 // Problems are collected as messages that name the file, the section and the key.
 
 #include "platform/H5DBIL.h"
@@ -37,6 +38,9 @@ struct DahsSettings {
   bool hdrEnabled = false;
   QString siteId;
   QString languageId;
+  // [Telmon] Journal: the site's shared operator journal (a PostgreSQL connection string);
+  // empty: each computer keeps its journal to itself.
+  QString journalConnection;
 };
 
 class SiteSettingsReader {
@@ -65,6 +69,7 @@ class SiteSettingsReader {
 
  private:
   bool ReadSiteSection();
+  bool ReadTelmonSection();
   bool ReadConnections(const char* section, bool keepMissing);
   std::optional<QString> Text(const char* section, const char* key) const;
   bool ReadBool(const char* section, const char* key, bool* value);

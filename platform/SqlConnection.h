@@ -52,6 +52,8 @@ class SqlConnection {
 
   // The open database, opening it when needed; empty with `error` set when it cannot be opened.
   QSqlDatabase* Database(QString* error);
+  // The open database, or null; never opens one.
+  QSqlDatabase* Current() { return db_.isValid() && db_.isOpen() ? &db_ : nullptr; }
   // Forgets the current connection so that the next Database() opens a fresh one.
   void Reset();
   // True when the open connection still answers a trivial query.

@@ -56,6 +56,7 @@ class IOSSelectedDahs {
   bool HDREnabled() const { return settings_.hdrEnabled; }
   const QString& SiteID() const { return settings_.siteId; }
   const QString& LanguageID() const { return settings_.languageId; }
+  const QString& JournalConnection() const { return settings_.journalConnection; }
   // "Name=value" for every property, in declaration order, passwords masked; for display.
   QStringList GetInfoArray() const;
 

@@ -16,12 +16,10 @@ namespace telmon {
 SiteSession::SiteSession(SiteSessionServices services, QObject* parent)
     : QObject(parent),
       services_(std::move(services)),
-      journal_(new OperationJournal(services_.journalFile.isEmpty()
-                                        ? OperationJournal::DefaultFileName()
-                                        : services_.journalFile,
-                                    {}, *this, services_.clock, this)),
+      journal_(new OperationJournal(OperationJournal::Choose(services_.journalFile, {}).file, {},
+                                    *this, services_.clock, this)),
       siteState_(new SiteStateModel(services_.clock, this)),
-      outbox_(linkSender_, journal_) {
+      journaled_(linkSender_, journal_) {
   devices_.SetPlantState(plant_);
   queues_.SetPlantState(plant_);
   blocks_.SetPlantState(plant_);
@@ -87,13 +85,13 @@ void SiteSession::SetupDevices(const QString& ownerId, const EditGateFactory& ed
   }
   deviceOps_ = std::make_unique<DeviceOperations>(
       devices_, DeviceOperationServices{editGate_, privilegeGate_.get(), &services_.prompter, this,
-                                        services_.programTitle, settings_->SiteID(), &outbox_});
+                                        services_.programTitle, settings_->SiteID(), &journaled_});
 }
 
 void SiteSession::SetupQueues() {
   queuesModel_ = new KeyedListModel(this);
   queues_.Setup(*this, *this, *queuesModel_);
-  queues_.SetOutbox(&outbox_);
+  queues_.SetJournaledSender(&journaled_);
 }
 
 void SiteSession::SetupBlocks() {
@@ -127,6 +125,7 @@ bool SiteSession::Assemble(std::int32_t dahsId, const QString& ownerId,
   if (!LoadSettings(dahsId)) {
     return fail("TELM-0005: can't load settings from Halvo INI file.");
   }
+  journal_->SetSharedJournal(SharedJournalServer());
   SetupDatabase();
   if (!SetupSiteID()) {
     return fail("TELM-0006: can't setup SiteID.");
@@ -144,6 +143,12 @@ bool SiteSession::Assemble(std::int32_t dahsId, const QString& ownerId,
   SetupLink();
   ConnectToIOS();
   return true;
+}
+
+QString SiteSession::SharedJournalServer() const {
+  return OperationJournal::Choose(services_.journalFile,
+                                  settings_ ? settings_->JournalConnection() : QString())
+      .server;
 }
 
 IPrivilegeGate* SiteSession::PrivilegeGate() const { return privilegeGate_.get(); }
@@ -183,7 +188,7 @@ void SiteSession::RaiseMsg(std::int32_t msgType, const QString& text) {
 }
 
 SendOutcome SiteSession::SendCommand(const QString& command) {
-  return outbox_.SendCommand(command);
+  return journaled_.SendCommand(command);
 }
 
 SendOutcome SiteSession::LinkSender::SendCommand(const QString& command) {

@@ -11,7 +11,7 @@
 
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosEventHandlers.h"
-#include "journal/OperationOutbox.h"
+#include "journal/JournaledSender.h"
 #include "util/IRaiseMsg.h"
 #include "views/BlockListviewManager.h"
 #include "views/ChannelConfigInfoManager.h"
@@ -47,7 +47,7 @@ struct SiteSessionServices {
   Prompter& prompter;
   const IClock& clock;
   QString programTitle;  // the title of questions and the program named to the privilege service
-  QString journalFile;   // empty: the user's own
+  QString journalFile;   // empty: the user's own; postgresql://...: the site's shared journal
   QString iosHost;       // empty: the local computer
   qsizetype receiveBufferCap = qsizetype{8} * 1024 * 1024;
 };
@@ -89,6 +89,9 @@ class SiteSession final : public QObject,
   void SetupBlocks();
   void SetupChannelConfigs();
   void SetupLink();
+  // The site's shared journal as the journal option and the settings name it (empty: none);
+  // Assemble turns it on, a window turns it on with its waiting panel.
+  QString SharedJournalServer() const;
   // Every piece in order, then the connect, as a face without a window starts: false with the
   // failing step's message in `error`.
   bool Assemble(std::int32_t dahsId, const QString& ownerId, const EditGateFactory& editGate,
@@ -103,7 +106,7 @@ class SiteSession final : public QObject,
   void Teardown();
 
   void RaiseMsg(std::int32_t msgType, const QString& text) override;
-  // Every command of the session and its faces leaves here, through the outbox.
+  // Every command of the session and its faces leaves here, through the journaled.
   SendOutcome SendCommand(const QString& command) override;
 
   // IIosEventHandlers
@@ -121,7 +124,7 @@ class SiteSession final : public QObject,
   ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
   OperationJournal& Journal() const { return *journal_; }
   // The one way out for the commands of operations, journaled with their real outcome.
-  OperationOutbox& Outbox() { return outbox_; }
+  JournaledSender& JournaledOut() { return journaled_; }
   SiteStateModel& SiteState() const { return *siteState_; }
   const PlantState& Plant() const { return plant_; }
   ChannelConfigInfoManager& Configs() { return configs_; }
@@ -147,7 +150,7 @@ class SiteSession final : public QObject,
   void LinkPanelChanged(const QString& text);
 
  private:
-  // The link as the outbox's sender.
+  // The link as the journaled's sender.
   class LinkSender final : public ICommandSender {
    public:
     explicit LinkSender(const SiteSession& session) : session_(session) {}
@@ -165,7 +168,7 @@ class SiteSession final : public QObject,
   OperationJournal* journal_;  // child
   SiteStateModel* siteState_;  // child
   LinkSender linkSender_{*this};
-  OperationOutbox outbox_;
+  JournaledSender journaled_;
   PlantState plant_;
   ChannelConfigInfoManager configs_;
   DeviceListviewManager devices_;

@@ -1,6 +1,7 @@
 #include "sitetool/SiteTool.h"
 
 #include "iossim/DemoSite.h"
+#include "journal/SharedJournal.h"
 #include "platform/AccountStore.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -162,6 +163,68 @@ int Demo(Context& c) {
   return Done;
 }
 
+// The shared journal lives on PostgreSQL only: its chain and triggers need the server.
+QSqlDatabase* OpenJournalServer(Context& c, SqlConnection& connection) {
+  QString ignored;
+  const std::optional<DatabaseAddress> address =
+      ParseConnectionString(connection.ConnectionString(), &ignored);
+  if (!address || address->kind != DatabaseKind::Postgresql) {
+    Fail(c, QStringLiteral("the shared journal needs a postgresql:// connection string"));
+    return nullptr;
+  }
+  QString error;
+  QSqlDatabase* db = connection.Database(&error);
+  if (db == nullptr) {
+    Fail(c, error);
+  }
+  return db;
+}
+
+int InitJournal(Context& c) {
+  SqlConnection connection(c.args[0], OpenMode::ReadWrite);
+  QSqlDatabase* db = OpenJournalServer(c, connection);
+  QString error;
+  if (db == nullptr) {
+    return Failed;
+  }
+  if (!SharedJournal::InitSchema(*db, &error)) {
+    return Fail(c, error);
+  }
+  c.out << "The shared journal on " << MaskConnectionString(c.args[0]) << " is ready" << Qt::endl;
+  return Done;
+}
+
+// journal verify <conn> | journal head <conn>
+int Journal(Context& c) {
+  const QString& what = c.args[0];
+  if (what != QLatin1String("verify") && what != QLatin1String("head")) {
+    c.err << "telmon-site: unknown journal command " << what << "\n\n" << Usage();
+    return BadCommandLine;
+  }
+  SqlConnection connection(c.args[1], OpenMode::ReadOnly);
+  QSqlDatabase* db = OpenJournalServer(c, connection);
+  if (db == nullptr) {
+    return Failed;
+  }
+  if (what == QLatin1String("head")) {
+    QString error;
+    const std::optional<JournalHead> head = SharedJournal::Head(*db, &error);
+    if (!head) {
+      return Fail(c, error);
+    }
+    c.out << head->seq << ' ' << head->hash << Qt::endl;
+    return Done;
+  }
+  const JournalVerifyResult result = SharedJournal::Verify(*db);
+  if (!result.ok) {
+    return Fail(c, QStringLiteral("the journal does not verify after %1 entries: %2")
+                       .arg(result.entries)
+                       .arg(result.problem));
+  }
+  c.out << "The journal's " << result.entries << " entries verify" << Qt::endl;
+  return Done;
+}
+
 struct Command {
   const char* name;
   int positional;
@@ -176,6 +239,8 @@ const Command Commands[] = {
     {"remove-user", 2, false, RemoveUser},
     {"set-lookup", 4, false, SetLookup},
     {"demo", 1, false, Demo},
+    {"init-journal", 1, false, InitJournal},
+    {"journal", 2, false, Journal},
 };
 
 // "--channels N" / "--blocks N" (or "=N"): the count, -1 when it is missing or unusable;
@@ -215,6 +280,9 @@ QString Usage() {
       "  set-lookup <conn> <site> <key> <value>  set a lookup value of a site\n"
       "  demo <dir>                           write a demo site (settings file and databases)\n"
       "       [--channels N] [--blocks N]     with N channels and N blocks on each DAHS\n"
+      "  init-journal <conn>                  create the site's shared journal (PostgreSQL)\n"
+      "  journal verify <conn>                check the shared journal's hash chain\n"
+      "  journal head <conn>                  print the latest entry's number and hash\n"
       "\n"
       "Options:\n"
       "  --password=<text>   the password for add-user and set-password; without it the\n"

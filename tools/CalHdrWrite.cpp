@@ -62,7 +62,8 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
     return std::nullopt;
   }
   // The values are written in groups of records rather than one transaction each; a failed
-  // record is reported by the writer itself and the channel still counts.
+  // record is reported by the writer itself and the channel still counts. The report comes
+  // once the last record is written or reported; a cancelled write ends with the writer's note.
   const QString callerCode = QLatin1String(CalHdrCallerCode);
   std::vector<ChannelValue> values;
   try {
@@ -77,21 +78,31 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
         values.push_back({ChannelId(*channel), Value(value)});
       }
     }
-    services.writer.WriteChannelValueRecords(callerCode, values, QStringLiteral("Cal HDR write"));
-    const QString done =
-        QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(values.size());
-    services.sink.RaiseMsg(MsgType::Progress, done);
-    services.prompter.Show(done, services.appTitle, PromptIcon::Information);
-    return static_cast<int>(values.size());
   } catch (...) {
     // The channels met before the failure are written, as they would have been one by one.
     const ErrorInfo error = CurrentErrorInfo();
-    services.writer.WriteChannelValueRecords(callerCode, values, QStringLiteral("Cal HDR write"));
-    services.sink.RaiseMsg(
-        MsgType::Error,
-        QStringLiteral("TELM-0066: %1, %2").arg(error.number).arg(error.description));
+    services.writer.WriteChannelValueRecordsThen(
+        callerCode, std::move(values), QStringLiteral("Cal HDR write"),
+        [services, error](const ChannelWriteOutcome&) {
+          services.sink.RaiseMsg(
+              MsgType::Error,
+              QStringLiteral("TELM-0066: %1, %2").arg(error.number).arg(error.description));
+        });
     return std::nullopt;
   }
+  const auto count = static_cast<int>(values.size());
+  services.writer.WriteChannelValueRecordsThen(
+      callerCode, std::move(values), QStringLiteral("Cal HDR write"),
+      [services, count](const ChannelWriteOutcome& outcome) {
+        if (outcome.cancelled) {
+          return;
+        }
+        const QString done =
+            QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(count);
+        services.sink.RaiseMsg(MsgType::Progress, done);
+        services.prompter.Show(done, services.appTitle, PromptIcon::Information);
+      });
+  return count;
 }
 
 }  // namespace telmon

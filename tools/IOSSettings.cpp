@@ -93,11 +93,12 @@ void IOSSettingsLogic::Send(const char* code, const char* command, const char* o
 
 void IOSSettingsLogic::SendJournaled(const QString& command, const QString& operation,
                                      const QString& value) {
-  if (outbox_ == nullptr || echoingServer_) {
+  if (journaled_ == nullptr || echoingServer_) {
     sender_.SendCommand(command);
     return;
   }
-  outbox_->Send(command, {operation, QStringLiteral("I/O server"), value, {}, {}, NoAccount, {}});
+  journaled_->Send(command,
+                   {operation, QStringLiteral("I/O server"), value, {}, {}, NoAccount, {}});
 }
 
 void IOSSettingsLogic::OnRefreshSettings() { Send("TELM-0014", IOSSettingsCommands::GetSettings); }

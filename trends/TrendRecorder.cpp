@@ -12,8 +12,13 @@ constexpr double Gap = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
-TrendRecorder::TrendRecorder(KeyedListModel& watches, std::size_t capacity, QObject* parent)
-    : QObject(parent), watches_(watches), capacity_(std::max<std::size_t>(capacity, 2)) {
+TrendRecorder::TrendRecorder(KeyedListModel& watches, std::size_t capacity, QObject* parent,
+                             std::size_t memoryBudget)
+    : QObject(parent),
+      watches_(watches),
+      capacity_(std::max<std::size_t>(capacity, 2)),
+      budget_(memoryBudget),
+      ring_(capacity_) {
   times_.reserve(std::min<std::size_t>(capacity_, 1024));
   connect(&watches_, &QAbstractItemModel::rowsRemoved, this, &TrendRecorder::DropUnwatched);
   connect(&watches_, &QAbstractItemModel::modelReset, this, &TrendRecorder::DropUnwatched);
@@ -33,9 +38,10 @@ void TrendRecorder::TickRead(const QDateTime& time, const CurrentValues* values)
   if (end_ > begin_ && seconds <= times_[Slot(end_ - 1)]) {
     Rewind(seconds);
   }
+  const int rows = watches_.RowCount();
+  FitBudget(static_cast<std::size_t>(rows));
   AddTick(seconds);
   const std::uint64_t tick = end_ - 1;
-  const int rows = watches_.RowCount();
   for (int i = 0; i < rows; ++i) {
     const KeyedListModel::RowRef row = watches_.RowAt(i);
     const QString key = watches_.Key(row);
@@ -74,9 +80,57 @@ void TrendRecorder::AddTick(double time) {
   }
   times_[slot] = time;
   ++end_;
-  if (end_ - begin_ > capacity_) {
-    begin_ = end_ - capacity_;
+  if (end_ - begin_ > ring_) {
+    begin_ = end_ - ring_;
   }
+}
+
+void TrendRecorder::FitBudget(std::size_t channels) {
+  // Each kept tick costs a time and one value per channel.
+  const std::size_t perTick = sizeof(double) * (channels + 1);
+  const std::size_t fits = std::clamp<std::size_t>(budget_ / perTick, 2, capacity_);
+  // Shrink at once; grow back only in steps of a quarter or more, as each copies every point.
+  if (fits < ring_ || (fits > ring_ && (fits >= ring_ + ring_ / 4 || fits == capacity_))) {
+    if (fits < ring_ && end_ - begin_ > fits) {
+      thinned_ = true;
+      thinnedChannels_ = channels;
+    }
+    Relayout(fits);
+  }
+}
+
+// The rings get `ring` slots; the newest ticks that fit stay where they belong in them.
+void TrendRecorder::Relayout(std::size_t ring) {
+  const std::uint64_t from = std::max<std::uint64_t>(begin_, end_ > ring ? end_ - ring : 0);
+  auto move = [&](std::vector<double>& slots) {
+    std::vector<double> moved(std::min<std::uint64_t>(ring, end_), Gap);
+    for (std::uint64_t tick = from; tick < end_; ++tick) {
+      const std::size_t old = Slot(tick);
+      moved[static_cast<std::size_t>(tick % ring)] = old < slots.size() ? slots[old] : Gap;
+    }
+    slots = std::move(moved);
+  };
+  move(times_);
+  for (auto& [key, series] : series_) {
+    move(series->values_);
+  }
+  if (from != begin_) {
+    ++generation_;
+  }
+  begin_ = from;
+  ring_ = ring;
+}
+
+QString TrendRecorder::ThinnedNote() const {
+  if (!thinned_) {
+    return {};
+  }
+  return QStringLiteral(
+             "Older points were dropped to keep the trends within %1 MiB: %2 updates are kept "
+             "for each of %3 channels.")
+      .arg(budget_ / (std::size_t{1024} * 1024))
+      .arg(ring_)
+      .arg(thinnedChannels_);
 }
 
 // The clock was put back: the points at or after the new time go, and a gap between the last

@@ -8,6 +8,10 @@
 // a row the read did not return (a failed read) is a gap. A tick whose time is not after the
 // last one (the clock was put back) drops the points at or after that time and leaves a gap,
 // so that times only ever increase and no line is drawn back in time.
+//
+// The points are kept within a memory budget: when the watched channels' points would take
+// more, the oldest points are dropped (the history kept grows shorter) rather than the
+// recording failing, and ThinnedNote says so for the trend window.
 
 #include "platform/H5DBIL.h"
 #include "views/ChannelUpdateTick.h"
@@ -27,6 +31,7 @@ namespace telmon {
 
 // Four hours at the two-second tick.
 inline constexpr std::size_t DefaultTrendCapacity = 7200;
+inline constexpr std::size_t DefaultTrendMemoryBudget = std::size_t{256} * 1024 * 1024;
 
 class TrendRecorder : public QObject, public IChannelTickObserver {
   Q_OBJECT
@@ -53,7 +58,8 @@ class TrendRecorder : public QObject, public IChannelTickObserver {
 
   // Records the rows of `watches` (keyed by IOID, named by their row text).
   explicit TrendRecorder(KeyedListModel& watches, std::size_t capacity = DefaultTrendCapacity,
-                         QObject* parent = nullptr);
+                         QObject* parent = nullptr,
+                         std::size_t memoryBudget = DefaultTrendMemoryBudget);
   ~TrendRecorder() override;
 
   void TickRead(const QDateTime& time, const CurrentValues* values) override;
@@ -75,6 +81,12 @@ class TrendRecorder : public QObject, public IChannelTickObserver {
   // Changes whenever kept points were dropped other than by age (the clock was put back).
   std::uint64_t Generation() const { return generation_; }
   std::size_t Capacity() const { return capacity_; }
+  // The ticks kept at most for the channels watched now, within the memory budget.
+  std::size_t KeptTicks() const { return ring_; }
+  std::size_t MemoryBudget() const { return budget_; }
+  // Empty while nothing was dropped for the budget; else "Older points were dropped to keep
+  // the trends within <n> MiB: <ticks> updates are kept for each of <channels> channels."
+  QString ThinnedNote() const;
 
   static std::optional<double> NumberOf(const CurrentValueItem& item);
 
@@ -89,10 +101,17 @@ class TrendRecorder : public QObject, public IChannelTickObserver {
   void Rewind(double time);
   void Store(Series& series, std::uint64_t tick, double value);
   void DropUnwatched();
-  std::size_t Slot(std::uint64_t tick) const { return static_cast<std::size_t>(tick % capacity_); }
+  // Fits the kept ticks to the budget for `channels` channels.
+  void FitBudget(std::size_t channels);
+  void Relayout(std::size_t ring);
+  std::size_t Slot(std::uint64_t tick) const { return static_cast<std::size_t>(tick % ring_); }
 
   KeyedListModel& watches_;
   std::size_t capacity_;
+  std::size_t budget_;
+  std::size_t ring_;  // the slots of the rings now: capacity_ or fewer for the budget
+  bool thinned_ = false;
+  std::size_t thinnedChannels_ = 0;
   std::vector<double> times_;
   std::uint64_t begin_ = 0;
   std::uint64_t end_ = 0;

@@ -5,6 +5,7 @@
 #include "util/Value.h"
 #include "views/ViewErrors.h"
 
+#include <QLocale>
 #include <QSet>
 
 #include <array>
@@ -215,8 +216,28 @@ QString ChannelListviewManager::DefaultDateTimeText(const QDateTime& value,
 
 // Inserts the rows as one block below the selection and selects the last, which is where the
 // same rows added one by one, each selected in turn, would end up.
+QString ChannelListviewManager::TooManyRowsText(qsizetype has, qsizetype adding) {
+  const QLocale grouped(QLocale::English, QLocale::UnitedStates);
+  return QStringLiteral(
+             "TELM-9012: The watch list holds at most %1 channels; it has %2, and %3 more would "
+             "make %4. Nothing was added.")
+      .arg(grouped.toString(MaxWatchedRows), grouped.toString(static_cast<qlonglong>(has)),
+           grouped.toString(static_cast<qlonglong>(adding)),
+           grouped.toString(static_cast<qlonglong>(has + adding)));
+}
+
 void ChannelListviewManager::AddRows(const std::vector<Pending>& rows) {
   if (rows.empty()) {
+    return;
+  }
+  const auto adding = static_cast<qsizetype>(rows.size());
+  if (lsv_->RowCount() + adding > MaxWatchedRows) {
+    const QString text = TooManyRowsText(lsv_->RowCount(), adding);
+    if (services_.prompter != nullptr) {
+      services_.prompter->Show(text, services_.appTitle, PromptIcon::Exclamation);
+    } else if (services_.sink != nullptr) {
+      services_.sink->RaiseMsg(MsgType::Error, text);
+    }
     return;
   }
   std::vector<KeyedListModel::NewRow> newRows;

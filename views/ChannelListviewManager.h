@@ -41,6 +41,13 @@ class ChannelListviewManager {
     ColChannelInfo,
     ColumnCount
   };
+  // The most rows the page takes: one tick reads every row, and this many are read and shown
+  // well within the tick's two seconds (the same ceiling as the add-channel dialog's list).
+  static constexpr int MaxWatchedRows = 32767;
+  // "TELM-9012: The watch list holds at most 32,767 channels; it has <n>, and <m> more would
+  // make <n + m>. Nothing was added."
+  static QString TooManyRowsText(qsizetype has, qsizetype adding);
+
   static constexpr char AllCommsOk[] = "IOS.AllCommsOk";
   static constexpr char AllDataRefreshed[] = "IOS.AllDataRefreshed";
 

@@ -1,5 +1,6 @@
 #include "views/ChannelUpdateTick.h"
 
+#include "platform/DatabaseWorker.h"
 #include "util/TextConversionFunctions.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/ViewErrors.h"
@@ -67,25 +68,78 @@ ChannelUpdateTick::ChannelUpdateTick(H5DBIL& dbil, QString realtimeConnection,
       sink_(sink),
       formats_(std::move(formats)) {}
 
+QString ChannelUpdateTick::AgedUpdateText(const QString& lastUpdate, qint64 seconds) {
+  return QStringLiteral("%1 (%2 s old)").arg(lastUpdate).arg(seconds);
+}
+
 void ChannelUpdateTick::Run() {
-  BusyScope busy(panels_);
   const QDateTime tickTime = clock_.Now();
-  std::optional<CurrentValues> values;
-  try {
-    if (channels_ != nullptr) {
-      values = dbil_.ReadCurrentValues(connection_, QDateTime(), channels_->GetListOfIOIDsInLsv());
+  if (worker_ == nullptr || channels_ == nullptr) {
+    BusyScope busy(panels_);
+    std::optional<CurrentValues> values;
+    try {
+      if (channels_ != nullptr) {
+        values =
+            dbil_.ReadCurrentValues(connection_, QDateTime(), channels_->GetListOfIOIDsInLsv());
+      }
+    } catch (...) {
+      sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
+      Observe(tickTime, nullptr);
+      return;
     }
+    Finish(tickTime, values);
+    return;
+  }
+  if (reading_) {
+    IgnoringFailure([&] {
+      if (lastUpdate_.isValid()) {
+        panels_.SetChannelUpdateTime(AgedUpdateText(FormatDateTimeStyle(lastUpdate_, 1, formats_),
+                                                    lastUpdate_.secsTo(tickTime)));
+      }
+    });
+    return;
+  }
+  QString list;
+  try {
+    list = channels_->GetListOfIOIDsInLsv();
+  } catch (...) {
+    sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
+    Observe(tickTime, nullptr);
+    return;
+  }
+  reading_ = true;
+  DatabaseWorker* worker = worker_;
+  std::weak_ptr<bool> alive = alive_;
+  worker->Post([this, worker, alive, tickTime, list, connection = connection_](H5DBIL& dbil) {
+    std::optional<CurrentValues> values = dbil.ReadCurrentValues(connection, QDateTime(), list);
+    worker->Reply([this, alive, tickTime, values = std::move(values)] {
+      if (!alive.expired()) {
+        reading_ = false;
+        Finish(tickTime, values);
+      }
+    });
+  });
+}
+
+void ChannelUpdateTick::Finish(const QDateTime& tickTime,
+                               const std::optional<CurrentValues>& values) {
+  try {
     panels_.SetChannelUpdateTime(QStringLiteral("??"));
     panels_.SetAllRefreshTime(QStringLiteral("??"));
     if (values) {
+      lastUpdate_ = tickTime;
       panels_.SetChannelUpdateTime(FormatDateTimeStyle(tickTime, 1, formats_));
       ShowResults(*values);
     }
   } catch (...) {
     sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
   }
+  Observe(tickTime, values ? &*values : nullptr);
+}
+
+void ChannelUpdateTick::Observe(const QDateTime& tickTime, const CurrentValues* values) {
   if (observer_ != nullptr && channels_ != nullptr) {
-    IgnoringFailure([&] { observer_->TickRead(tickTime, values ? &*values : nullptr); });
+    IgnoringFailure([&] { observer_->TickRead(tickTime, values); });
   }
 }
 

@@ -2,6 +2,11 @@
 
 // The two-second channel tick: one realtime read for every watched row plus the two
 // server-wide points, then the status panels, the not-polling indicator and the rows.
+//
+// With a worker set, the read runs on the worker's thread and the rest follows when its
+// result comes back; the window never waits for the database. A tick that falls due while
+// the previous read still runs starts no second one: the rows keep their last values and the
+// update-time panel says how old they are.
 
 #include "platform/H5DBIL.h"
 #include "util/Clock.h"
@@ -11,6 +16,7 @@
 
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace telmon {
@@ -45,6 +51,8 @@ class IChannelTickObserver {
 
 inline constexpr char AllRefreshDefaultToolTip[] = "Last All Data Refreshed Time";
 
+class DatabaseWorker;
+
 class ChannelUpdateTick {
  public:
   // `channels` may be null (no watch page yet): the tick then reads nothing.
@@ -53,11 +61,20 @@ class ChannelUpdateTick {
                     DateTimeFormats formats = DateTimeFormats::FromLocale(QLocale::system()));
 
   void Run();
+  // Reads on `worker` from now on (null: in place). The worker must outlive the tick or be
+  // unset first.
+  void SetWorker(DatabaseWorker* worker) { worker_ = worker; }
+  bool Reading() const { return reading_; }
+
+  // "<long time of the last update> (<seconds> s old)", shown while a read is still running.
+  static QString AgedUpdateText(const QString& lastUpdate, qint64 seconds);
   // May be null; the observer must outlive the tick or be unset first.
   void SetObserver(IChannelTickObserver* observer) { observer_ = observer; }
 
  private:
   void ShowResults(const CurrentValues& values);
+  void Finish(const QDateTime& tickTime, const std::optional<CurrentValues>& values);
+  void Observe(const QDateTime& tickTime, const CurrentValues* values);
 
   H5DBIL& dbil_;
   QString connection_;
@@ -67,6 +84,10 @@ class ChannelUpdateTick {
   IRaiseMsg& sink_;
   DateTimeFormats formats_;
   IChannelTickObserver* observer_ = nullptr;
+  DatabaseWorker* worker_ = nullptr;
+  bool reading_ = false;
+  QDateTime lastUpdate_;  // of the last read that came back
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 }  // namespace telmon

@@ -23,7 +23,7 @@ void DeviceOperations::PollAll(int index) {
   if (!PassEditGate()) {
     return;
   }
-  const OperationOutbox::Scope scope =
+  const JournaledSender::Scope scope =
       Journaled(RandomModeOperation(index, true), QStringLiteral("all devices"), QString());
   devices_.SetRandomModeForAllDevices(index == 1);
 }
@@ -34,7 +34,7 @@ void DeviceOperations::PollSelected(int index) {
   }
   try {
     const QString target = devices_.SelectedDeviceText();
-    const OperationOutbox::Scope scope =
+    const JournaledSender::Scope scope =
         Journaled(RandomModeOperation(index, false), target, QString());
     devices_.SetRandomModeForSelectedDevice(index == 1);
   } catch (...) {
@@ -71,7 +71,7 @@ void DeviceOperations::ChangeIPAddress() {
     }
     // The IOS validates the address; whatever was typed is sent.
     {
-      const OperationOutbox::Scope scope =
+      const JournaledSender::Scope scope =
           Journaled(QStringLiteral("Change IP address"), devices_.SelectedDeviceText(), *address);
       devices_.SetIPAddressForSelectedDevice(*address);
     }
@@ -91,7 +91,7 @@ void DeviceOperations::SetClock() {
   try {
     if (HasSelection()) {
       account_ = NoAccount;
-      const OperationOutbox::Scope scope =
+      const JournaledSender::Scope scope =
           Journaled(QStringLiteral("Set clock"), devices_.SelectedDeviceText(), QString());
       devices_.SetClockForSelectedDevice();
     }
@@ -112,7 +112,7 @@ void DeviceOperations::EraseHDR() {
             QStringLiteral("Are you sure you want to erase all historical data in this device?") +
                 kCrLf + kCrLf + QStringLiteral("This operation cannot be undone."),
             PromptIcon::Critical)) {
-      const OperationOutbox::Scope scope =
+      const JournaledSender::Scope scope =
           Journaled(QStringLiteral("Erase HDR"), devices_.SelectedDeviceText(), QString());
       devices_.EraseHDRForSelectedDevice();
     }
@@ -129,7 +129,7 @@ void DeviceOperations::Failover() {
       return;
     }
     if (Confirm(QStringLiteral("Do a failover?"), PromptIcon::Exclamation)) {
-      const OperationOutbox::Scope scope =
+      const JournaledSender::Scope scope =
           Journaled(QStringLiteral("Failover"), devices_.SelectedDeviceText(), QString());
       devices_.FailoverSelectedDevice();
     }
@@ -197,9 +197,9 @@ void DeviceOperations::ReportFailure(const char* code) {
                            ListError::CurrentFailureText(QString::fromLatin1(code)));
 }
 
-OperationOutbox::Scope DeviceOperations::Journaled(const QString& operation, const QString& targets,
+JournaledSender::Scope DeviceOperations::Journaled(const QString& operation, const QString& targets,
                                                    const QString& value) {
-  return OperationOutbox::Journaled(services_.outbox,
+  return JournaledSender::Journaled(services_.journaled,
                                     {operation, targets, value, {}, {}, account_, {}});
 }
 

@@ -4,7 +4,7 @@
 // privilege gate, ask what must be asked, then let the device manager send the command. No
 // button waits for the IOS; its answer arrives as later device updates.
 
-#include "journal/OperationOutbox.h"
+#include "journal/JournaledSender.h"
 #include "platform/PrivilegeGate.h"
 #include "platform/Prompter.h"
 #include "util/IRaiseMsg.h"
@@ -52,7 +52,7 @@ struct DeviceOperationServices {
   QString appTitle;
   QString siteId;  // named in the "no device" notice
   // The device manager's sender, journaling each command; none: nothing is journaled.
-  OperationOutbox* outbox = nullptr;
+  JournaledSender* journaled = nullptr;
 };
 
 class DeviceOperations {
@@ -84,7 +84,7 @@ class DeviceOperations {
   void ReportFailure(const char* code);
   // The operation the manager's next command is journaled as; nothing is journaled when no
   // command leaves the manager (nothing selected).
-  OperationOutbox::Scope Journaled(const QString& operation, const QString& targets,
+  JournaledSender::Scope Journaled(const QString& operation, const QString& targets,
                                    const QString& value);
 
   DeviceListviewManager& devices_;

@@ -72,17 +72,17 @@ void QueueListviewManager::Show(const QueueEvent& event) {
 
 void QueueListviewManager::ResetCounters() {
   const QString command = IosCommands::ResetQCounters();
-  if (outbox_ == nullptr) {
+  if (journaled_ == nullptr) {
     Send(command);
     return;
   }
-  outbox_->Send(command, {QStringLiteral("Reset queue counters"),
-                          QStringLiteral("all queues"),
-                          {},
-                          {},
-                          {},
-                          NoAccount,
-                          {}});
+  journaled_->Send(command, {QStringLiteral("Reset queue counters"),
+                             QStringLiteral("all queues"),
+                             {},
+                             {},
+                             {},
+                             NoAccount,
+                             {}});
 }
 
 }  // namespace telmon

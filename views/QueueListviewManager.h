@@ -2,7 +2,7 @@
 
 // The Queues page: one row per request queue of the IOS, kept current by "QUpdate" events.
 
-#include "journal/OperationOutbox.h"
+#include "journal/JournaledSender.h"
 #include "views/ListviewManagerBase.h"
 
 namespace telmon {
@@ -34,12 +34,12 @@ class QueueListviewManager final : public ListviewManagerBase {
   // Asks the IOS to zero the counters; the page changes with the next events.
   void ResetCounters();
   // Where the reset goes out, journaled; none: the page's own sender, unjournaled.
-  void SetOutbox(OperationOutbox* outbox) { outbox_ = outbox; }
+  void SetJournaledSender(JournaledSender* journaled) { journaled_ = journaled; }
 
  private:
   void Show(const QueueEvent& event);
   void ClearPlant() override { plant_->ClearQueues(); }
-  OperationOutbox* outbox_ = nullptr;
+  JournaledSender* journaled_ = nullptr;
 };
 
 }  // namespace telmon

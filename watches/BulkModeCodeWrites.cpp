@@ -10,6 +10,7 @@
 #include "watches/IChannelValueWriter.h"
 
 #include <exception>
+#include <memory>
 
 namespace telmon {
 
@@ -126,24 +127,41 @@ void BulkModeCodeWrites::BulkWrite(Mode mode, std::int32_t value) {
       failure = std::current_exception();
     }
     // The channels chosen before a failure are written all the same: each write is the
-    // operator's, and the report below says where it stopped.
-    WriteRecords(chosen);
-    if (failure) {
-      std::rethrow_exception(failure);
-    }
-    services_.sink.RaiseMsg(MsgType::Progress,
-                            QStringLiteral("Wrote '") + QString::number(lastValue) +
-                                QStringLiteral("' to ") + QString::number(chosen.size()) +
-                                QStringLiteral(" channels [TELM-0076]"));
+    // operator's, and the report below says where it stopped. The report comes once the last
+    // record is written or reported; a cancelled write ends with the writer's note instead.
+    const std::size_t count = chosen.size();
+    WriteRecords(
+        std::move(chosen), [this, failure, lastValue, count](const ChannelWriteOutcome& outcome) {
+          try {
+            if (failure) {
+              std::rethrow_exception(failure);
+            }
+            if (!outcome.cancelled) {
+              services_.sink.RaiseMsg(MsgType::Progress,
+                                      QStringLiteral("Wrote '") + QString::number(lastValue) +
+                                          QStringLiteral("' to ") + QString::number(count) +
+                                          QStringLiteral(" channels [TELM-0076]"));
+            }
+          } catch (...) {
+            ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
+          }
+        });
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0077: "));
   }
 }
 
-void BulkModeCodeWrites::WriteRecords(const std::vector<ChannelValue>& chosen) {
-  BusyScope busy(busy_);
-  services_.writer.WriteChannelValueRecords(QLatin1String(CallerCode), chosen,
-                                            QStringLiteral("Bulk mode-code write"));
+void BulkModeCodeWrites::WriteRecords(std::vector<ChannelValue> chosen,
+                                      std::function<void(const ChannelWriteOutcome&)> done) {
+  // The busy indicator stays on until the last record is written or reported, which may be
+  // after this returns when the writer works on a thread of its own.
+  auto busy = std::make_shared<BusyScope>(busy_);
+  services_.writer.WriteChannelValueRecordsThen(
+      QLatin1String(CallerCode), std::move(chosen), QStringLiteral("Bulk mode-code write"),
+      [busy, done = std::move(done)](const ChannelWriteOutcome& outcome) mutable {
+        busy.reset();
+        done(outcome);
+      });
 }
 
 void BulkModeCodeWrites::StartFromBox(const QString& text, Mode mode, const QString& codePrefix) {

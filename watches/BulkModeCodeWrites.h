@@ -19,6 +19,7 @@ class IEditGate;
 class IRaiseMsg;
 class Prompter;
 struct ChannelValue;
+struct ChannelWriteOutcome;
 
 struct BulkWriteServices {
   const ChannelConfigInfoManager& configs;
@@ -65,7 +66,9 @@ class BulkModeCodeWrites {
  private:
   void StartFromBox(const QString& text, Mode mode, const QString& codePrefix);
 
-  void WriteRecords(const std::vector<ChannelValue>& chosen);
+  // Writes the records with the busy indicator on; `done` follows the last of them.
+  void WriteRecords(std::vector<ChannelValue> chosen,
+                    std::function<void(const ChannelWriteOutcome&)> done);
 
   BulkWriteServices services_;
   std::function<void(bool)> busy_;

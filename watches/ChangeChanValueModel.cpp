@@ -2,7 +2,7 @@
 
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosCommands.h"
-#include "journal/OperationOutbox.h"
+#include "journal/JournaledSender.h"
 #include "platform/Prompter.h"
 #include "util/ErrorInfo.h"
 #include "util/TextConversionFunctions.h"
@@ -138,7 +138,7 @@ bool ChangeChanValueModel::Change() {
 }
 
 void ChangeChanValueModel::SendForce(const QString& command, const Value& value) const {
-  if (services_.outbox == nullptr) {
+  if (services_.journaled == nullptr) {
     services_.sender.SendCommand(command);
     return;
   }
@@ -147,7 +147,7 @@ void ChangeChanValueModel::SendForce(const QString& command, const Value& value)
                              ? QString::number(channelId_)
                              : QString::number(channelId_) + QLatin1Char(' ') + config->Name;
   const QString text = IsValueGiven(value) ? xml::VariantToXmlText(value) : QString();
-  services_.outbox->Send(
+  services_.journaled->Send(
       command,
       {QStringLiteral("ForceChannelValue"),
        target,

@@ -11,6 +11,15 @@ ChangeChanValuesModel::ChangeChanValuesModel(ChangeValueServices services)
     : services_(std::move(services)) {}
 
 bool ChangeChanValuesModel::Change() {
+  // The records go out together, on the writer's worker when it has one, so that a long list
+  // never holds the window; those listed before a failure are written all the same.
+  std::vector<ChannelValue> items;
+  auto writeListed = [&] {
+    if (!items.empty()) {
+      services_.writer.WriteChannelValueRecordsThen(QLatin1String(CallerCode), std::move(items), {},
+                                                    [](const ChannelWriteOutcome&) {});
+    }
+  };
   try {
     const Value value = DecideEnteredValue(chkNullValue, txtNewValue, HexWidth::Bits16);
     const bool given = IsValueGiven(value);
@@ -23,13 +32,15 @@ bool ChangeChanValuesModel::Change() {
         throw TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"));
       }
       if (*id > 0 && given) {
-        services_.writer.WriteChannelValueRecord(QLatin1String(CallerCode), *id, value);
+        items.push_back({*id, value});
       }
     }
   } catch (...) {
+    writeListed();
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0050: "));
     return false;
   }
+  writeListed();
   return true;
 }
 

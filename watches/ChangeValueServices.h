@@ -9,7 +9,7 @@ namespace telmon {
 class ChannelConfigInfoManager;
 class IChannelValueWriter;
 class ICommandSender;
-class OperationOutbox;
+class JournaledSender;
 class IEditGate;
 class IRaiseMsg;
 class Prompter;
@@ -22,7 +22,7 @@ struct ChangeValueServices {
   // Caption of the message boxes: the program's title.
   QString title;
   // Where the forcing commands go out, journaled; none: `sender`, unjournaled.
-  OperationOutbox* outbox = nullptr;
+  JournaledSender* journaled = nullptr;
 };
 
 // "<code><number>, <description>" in a message box with an exclamation icon, for the exception

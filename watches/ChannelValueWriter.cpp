@@ -1,11 +1,14 @@
 #include "watches/ChannelValueWriter.h"
 
 #include "ioslink/IosCommands.h"
+#include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "watches/EnteredValue.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace telmon {
@@ -19,6 +22,14 @@ bool Storable(const Value& value) {
 }
 
 const QString kNoRecord = QStringLiteral("(no record: the value cannot be written)");
+
+QString RecordText(std::int32_t channelId, const Value& value) {
+  try {
+    return IosCommands::WriteToChannel(channelId, value);
+  } catch (...) {
+    return kNoRecord;
+  }
+}
 
 // What one journal entry says of a group of records.
 struct GroupSummary {
@@ -106,47 +117,201 @@ bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channe
   return written;
 }
 
-std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
-    const QString& callerCode, const std::vector<ChannelValue>& items, const QString& operation) {
-  std::vector<bool> written(items.size(), false);
-  QString firstRecord;
-  for (std::size_t begin = 0; begin < items.size(); begin += BatchSize) {
-    WriteBatch(callerCode, items, begin, std::min(items.size(), begin + BatchSize), written,
-               firstRecord);
+namespace {
+
+constexpr int RetryPauseMs = 500;
+
+// One grouped write's way through its batches.
+class BatchRun {
+ public:
+  BatchRun(H5DBIL& dbil, const QString& callerCode, const std::vector<ChannelValue>& items,
+           std::vector<bool>& written)
+      : dbil_(dbil), callerCode_(callerCode), items_(items), written_(written) {}
+
+  // Items [begin, end) that have a value; those that fail are put in `failed`.
+  void Write(std::size_t begin, std::size_t end, std::vector<std::size_t>& failed) {
+    std::vector<std::size_t> todo;
+    for (std::size_t i = begin; i < end; ++i) {
+      if (!IsValueGiven(items_[i].value)) {
+        continue;
+      }
+      if (Storable(items_[i].value)) {
+        todo.push_back(i);
+      } else {
+        failed.push_back(i);
+      }
+    }
+    WriteSome(todo, failed);
+    std::sort(failed.begin(), failed.end());
   }
-  JournalGroup(operation, items, written, firstRecord);
-  return written;
+
+  bool Unreachable() const { return unreachable_; }
+
+ private:
+  void WriteSome(const std::vector<std::size_t>& todo, std::vector<std::size_t>& failed) {
+    if (todo.empty()) {
+      return;
+    }
+    if (unreachable_) {
+      failed.insert(failed.end(), todo.begin(), todo.end());
+      return;
+    }
+    std::vector<MessageRecord> records;
+    records.reserve(todo.size());
+    for (const std::size_t i : todo) {
+      records.push_back({IosCommands::WriteToChannel(items_[i].channelId, items_[i].value),
+                         QString(), QString(), callerCode_});
+    }
+    const std::uint64_t key = dbil_.NewWriteKey();
+    WriteResult result = dbil_.WriteMessageRecords(records, key);
+    if (result.failure == DbFailure::Unavailable) {
+      // Once more, under the same key, on a fresh connection, after a pause for a server that
+      // is restarting.
+      std::this_thread::sleep_for(std::chrono::milliseconds(RetryPauseMs));
+      result = dbil_.WriteMessageRecords(records, key);
+      unreachable_ = result.failure == DbFailure::Unavailable;
+    }
+    if (result.Written()) {
+      for (const std::size_t i : todo) {
+        written_[i] = true;
+      }
+      return;
+    }
+    if (result.failure == DbFailure::Refused && todo.size() > 1) {
+      const auto middle = todo.begin() + static_cast<std::ptrdiff_t>(todo.size() / 2);
+      WriteSome({todo.begin(), middle}, failed);
+      WriteSome({middle, todo.end()}, failed);
+      return;
+    }
+    failed.insert(failed.end(), todo.begin(), todo.end());
+  }
+
+  H5DBIL& dbil_;
+  const QString& callerCode_;
+  const std::vector<ChannelValue>& items_;
+  std::vector<bool>& written_;
+  bool unreachable_ = false;
+};
+
+}  // namespace
+
+ChannelWriteOutcome WriteRecordBatches(H5DBIL& dbil, const QString& callerCode,
+                                       const std::vector<ChannelValue>& items,
+                                       const std::function<void(const QString&)>& report,
+                                       const std::function<void(std::size_t)>& progress,
+                                       const std::atomic<bool>* cancel, std::size_t batchSize) {
+  ChannelWriteOutcome outcome;
+  outcome.written.assign(items.size(), false);
+  BatchRun run(dbil, callerCode, items, outcome.written);
+  for (std::size_t begin = 0; begin < items.size(); begin += batchSize) {
+    if (cancel != nullptr && cancel->load()) {
+      outcome.cancelled = true;
+      break;
+    }
+    const std::size_t end = std::min(items.size(), begin + batchSize);
+    std::vector<std::size_t> failed;
+    run.Write(begin, end, failed);
+    for (const std::size_t i : failed) {
+      report(ChannelValueWriter::FailureText(items[i].channelId, items[i].value));
+    }
+    if (progress) {
+      progress(end);
+    }
+  }
+  return outcome;
 }
 
-void ChannelValueWriter::WriteBatch(const QString& callerCode,
-                                    const std::vector<ChannelValue>& items, std::size_t begin,
-                                    std::size_t end, std::vector<bool>& written,
-                                    QString& firstRecord) {
-  std::vector<MessageRecord> records;
-  records.reserve(end - begin);
-  bool allStorable = true;
-  for (std::size_t i = begin; i < end; ++i) {
-    const ChannelValue& item = items[i];
-    if (IsValueGiven(item.value)) {
-      allStorable = allStorable && Storable(item.value);
-      records.push_back({IosCommands::WriteToChannel(item.channelId, item.value), QString(),
-                         QString(), callerCode});
-    }
+std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
+    const QString& callerCode, const std::vector<ChannelValue>& items, const QString& operation) {
+  ChannelWriteOutcome outcome = WriteRecordBatches(
+      dbil_, callerCode, items,
+      [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
+      BatchSize);
+  JournalGroup(operation, items, outcome.written);
+  return std::move(outcome.written);
+}
+
+void ChannelValueWriter::SetWorker(DatabaseWorker* worker, IWriteProgress* progress) {
+  worker_ = worker;
+  progress_ = progress;
+}
+
+QString ChannelValueWriter::ClosingNote(const ChannelWriteOutcome& outcome, std::size_t total) {
+  const auto written =
+      static_cast<std::size_t>(std::count(outcome.written.begin(), outcome.written.end(), true));
+  const QString counts = QStringLiteral("%1 of %2 records written, %3 not written.")
+                             .arg(written)
+                             .arg(total)
+                             .arg(total - written);
+  if (outcome.cancelled) {
+    return QStringLiteral("TELM-9011: Write cancelled: ") + counts;
   }
-  if (firstRecord.isEmpty() && !records.empty()) {
-    firstRecord = records.front().commandText;
+  return written == total ? QString() : QStringLiteral("TELM-9010: ") + counts;
+}
+
+void ChannelValueWriter::Finish(const QString& operation, const std::vector<ChannelValue>& items,
+                                const ChannelWriteOutcome& outcome) {
+  JournalGroup(operation, items, outcome.written);
+  const auto total = static_cast<std::size_t>(
+      std::count_if(items.begin(), items.end(),
+                    [](const ChannelValue& item) { return IsValueGiven(item.value); }));
+  const QString note = ClosingNote(outcome, total);
+  if (!note.isEmpty()) {
+    sink_.RaiseMsg(outcome.cancelled ? MsgType::Progress : MsgType::Error, note);
   }
-  QString error;
-  if (!records.empty() && allStorable && dbil_.WriteMessageRecords(records, &error)) {
-    for (std::size_t i = begin; i < end; ++i) {
-      written[i] = IsValueGiven(items[i].value);
-    }
+}
+
+void ChannelValueWriter::WriteChannelValueRecordsThen(
+    const QString& callerCode, std::vector<ChannelValue> items, const QString& operation,
+    std::function<void(const ChannelWriteOutcome&)> done) {
+  if (worker_ == nullptr) {
+    ChannelWriteOutcome outcome = WriteRecordBatches(
+        dbil_, callerCode, items,
+        [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
+        BatchSize);
+    Finish(operation, items, outcome);
+    done(outcome);
     return;
   }
-  // Nothing of the batch was stored: each record gets its own transaction and its own report.
-  for (std::size_t i = begin; i < end; ++i) {
-    written[i] = WriteOne(callerCode, items[i].channelId, items[i].value);
+  auto cancel = std::make_shared<std::atomic<bool>>(false);
+  if (progress_ != nullptr) {
+    progress_->Begin(items.size(), [cancel] { *cancel = true; });
   }
+  // Everything that reaches the window goes through Reply, in order; the writer's own state is
+  // touched only there, on the window's thread.
+  DatabaseWorker* worker = worker_;
+  std::weak_ptr<bool> alive = alive_;
+  auto shared = std::make_shared<const std::vector<ChannelValue>>(std::move(items));
+  worker->Post([this, worker, alive, cancel, shared, callerCode, operation,
+                done = std::move(done)](H5DBIL& dbil) {
+    auto onWindow = [worker, alive](std::function<void()> step) {
+      worker->Reply([alive, step = std::move(step)] {
+        if (!alive.expired()) {
+          step();
+        }
+      });
+    };
+    ChannelWriteOutcome outcome = WriteRecordBatches(
+        dbil, callerCode, *shared,
+        [&](const QString& text) {
+          onWindow([this, text] { sink_.RaiseMsg(MsgType::Error, text); });
+        },
+        [&](std::size_t count) {
+          onWindow([this, count] {
+            if (progress_ != nullptr) {
+              progress_->Advance(count);
+            }
+          });
+        },
+        cancel.get(), BatchSize);
+    onWindow([this, shared, operation, done, outcome = std::move(outcome)] {
+      if (progress_ != nullptr) {
+        progress_->End();
+      }
+      Finish(operation, *shared, outcome);
+      done(outcome);
+    });
+  });
 }
 
 QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
@@ -162,7 +327,7 @@ void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
   }
   const QString text = xml::VariantToXmlText(value);
   journal_->Record({QStringLiteral("WriteToChannel"), ChannelTarget(channelId), text,
-                    record.isEmpty() ? kNoRecord : record,
+                    record.isEmpty() ? RecordText(channelId, value) : record,
                     written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
                     QString(),
                     written ? std::vector<JournalChannelWrite>{{channelId, text}}
@@ -171,8 +336,7 @@ void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
 
 void ChannelValueWriter::JournalGroup(const QString& operation,
                                       const std::vector<ChannelValue>& items,
-                                      const std::vector<bool>& written,
-                                      const QString& firstRecord) {
+                                      const std::vector<bool>& written) {
   if (journal_ == nullptr) {
     return;
   }
@@ -188,7 +352,7 @@ void ChannelValueWriter::JournalGroup(const QString& operation,
   op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
                             : QStringLiteral("(several values)");
   // The records differ only in their channel and value: the first stands for the rest.
-  op.command = firstRecord.isEmpty() ? kNoRecord : firstRecord;
+  op.command = RecordText(group.first->channelId, group.first->value);
   if (group.count > 1) {
     op.command += QStringLiteral("\n(and %1 more records)").arg(group.count - 1);
   }

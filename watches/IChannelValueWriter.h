@@ -8,7 +8,9 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace telmon {
@@ -16,6 +18,24 @@ namespace telmon {
 struct ChannelValue {
   std::int32_t channelId = 0;
   Value value;
+};
+
+// What came of a grouped write: one flag per item (true once its record is committed), and
+// whether the operator cancelled it before its end.
+struct ChannelWriteOutcome {
+  std::vector<bool> written;
+  bool cancelled = false;
+};
+
+// Shows a long write's progress with a way to cancel it between batches; a window's concern.
+class IWriteProgress {
+ public:
+  virtual ~IWriteProgress() = default;
+  // A write of `total` records starts; calling `cancel` stops it before its next batch.
+  virtual void Begin(std::size_t total, std::function<void()> cancel) = 0;
+  // `done` records of the write were dealt with (written or reported).
+  virtual void Advance(std::size_t done) = 0;
+  virtual void End() = 0;
 };
 
 class IChannelValueWriter {
@@ -39,6 +59,17 @@ class IChannelValueWriter {
       written.push_back(WriteChannelValueRecord(callerCode, item.channelId, item.value));
     }
     return written;
+  }
+
+  // The same, possibly carried out away from the calling thread: `done` is called on the
+  // calling thread once every record is written or reported (at once when the writer works
+  // in place, as this one does).
+  virtual void WriteChannelValueRecordsThen(const QString& callerCode,
+                                            std::vector<ChannelValue> items,
+                                            const QString& operation,
+                                            std::function<void(const ChannelWriteOutcome&)> done) {
+    ChannelWriteOutcome outcome{WriteChannelValueRecords(callerCode, items, operation), false};
+    done(outcome);
   }
 };
 

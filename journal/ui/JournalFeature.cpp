@@ -1,5 +1,6 @@
 #include "journal/ui/JournalFeature.h"
 
+#include "journal/JournalForwarder.h"
 #include "journal/ui/frmOperatorJournal.h"
 #include "journal/ui/frmSiteState.h"
 
@@ -32,7 +33,14 @@ JournalFeature::JournalFeature(OperationJournal& journal, SiteStateModel& state,
       journal_(&journal),
       state_(&state),
       panel_(new QLabel(SiteStateModel::PanelText(0), bar)),
+      waiting_(new QLabel(JournalForwarder::WaitingText(0), bar)),
       refresh_(new QTimer(this)) {
+  waiting_->setObjectName(QStringLiteral("JournalWaiting"));
+  waiting_->setToolTip(QStringLiteral("Journal entries not yet on the site's shared journal"));
+  waiting_->setAccessibleName(QStringLiteral("Journal entries waiting"));
+  waiting_->setFrameStyle(QFrame::Panel | QFrame::Sunken);
+  waiting_->setVisible(false);
+  bar->addPermanentWidget(waiting_, 0);
   panel_->setObjectName(QStringLiteral("LeftChanged"));
   panel_->setToolTip(QStringLiteral("Left changed: click for the site state"));
   panel_->setAccessibleName(QStringLiteral("Left changed"));
@@ -55,6 +63,19 @@ JournalFeature::JournalFeature(OperationJournal& journal, SiteStateModel& state,
               journalWindow_->Append(entry);
             }
           });
+}
+
+void JournalFeature::SetSharedJournal(const QString& connection) {
+  journal_->SetSharedJournal(connection);
+  JournalForwarder* forwarder = journal_->Forwarder();
+  waiting_->setText(JournalForwarder::WaitingText(0));
+  waiting_->setVisible(forwarder != nullptr);
+  if (forwarder != nullptr) {
+    connect(forwarder, &JournalForwarder::WaitingChanged, waiting_, [this](qint64 count) {
+      waiting_->setText(JournalForwarder::WaitingText(count));
+      waiting_->setStyleSheet(count > 0 ? QStringLiteral("background: #ffd966;") : QString());
+    });
+  }
 }
 
 void JournalFeature::RefreshNow() {

@@ -1,8 +1,9 @@
 #pragma once
 
 // The operator journal and the site state as the main window shows them (the session owns
-// both): the "N left changed" panel at the end of the status bar (red while
-// non-zero; a click opens the Site State window) and the two windows, made on first use.
+// both): the "N left changed" panel at the end of the status bar (red while non-zero; a click
+// opens the Site State window), the shared journal's "Journal: N waiting" panel and the two
+// windows, made on first use.
 
 #include "journal/OperationJournal.h"
 #include "journal/SiteStateModel.h"
@@ -36,6 +37,10 @@ class JournalFeature final : public QObject {
   OperationJournal& Journal() { return *journal_; }
   SiteStateModel& SiteState() { return *state_; }
   QLabel* Panel() const { return panel_; }
+  // Turns the shared journal on (or off, for an empty connection string); while it is on, a
+  // panel shows how many entries wait to be sent to it.
+  void SetSharedJournal(const QString& connection);
+  QLabel* WaitingPanel() const { return waiting_; }
 
   frmOperatorJournal& JournalWindow();
   frmSiteState& SiteStateWindow();
@@ -53,6 +58,7 @@ class JournalFeature final : public QObject {
   OperationJournal* journal_;
   SiteStateModel* state_;
   QLabel* panel_;
+  QLabel* waiting_;
   QTimer* refresh_;
   QPointer<frmOperatorJournal> journalWindow_;
   QPointer<frmSiteState> stateWindow_;

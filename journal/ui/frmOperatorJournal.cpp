@@ -62,6 +62,7 @@ QWidget* frmOperatorJournal::BuildFilterRow() {
   txtFilter_ = FilterBox("txtFilter", QStringLiteral("Any text"), row);
   txtOperation_ = FilterBox("txtOperation", QStringLiteral("Operation"), row);
   txtAccount_ = FilterBox("txtAccount", QStringLiteral("Account"), row);
+  txtComputer_ = FilterBox("txtComputer", QStringLiteral("Computer"), row);
   chkFrom_ = new QCheckBox(QStringLiteral("From"), row);
   dtFrom_ = new QDateEdit(QDate::currentDate(), row);
   chkTo_ = new QCheckBox(QStringLiteral("To"), row);
@@ -71,7 +72,7 @@ QWidget* frmOperatorJournal::BuildFilterRow() {
     date->setDisplayFormat(QStringLiteral("yyyy-MM-dd"));
     connect(date, &QDateEdit::dateChanged, this, &frmOperatorJournal::ApplyFilter);
   }
-  for (QLineEdit* box : {txtFilter_, txtOperation_, txtAccount_}) {
+  for (QLineEdit* box : {txtFilter_, txtOperation_, txtAccount_, txtComputer_}) {
     connect(box, &QLineEdit::textChanged, this, &frmOperatorJournal::ApplyFilter);
   }
   for (QCheckBox* check : {chkFrom_, chkTo_}) {
@@ -84,6 +85,7 @@ QWidget* frmOperatorJournal::BuildFilterRow() {
   h->addWidget(txtFilter_, 2);
   h->addWidget(txtOperation_, 1);
   h->addWidget(txtAccount_, 1);
+  h->addWidget(txtComputer_, 1);
   for (QWidget* w :
        std::initializer_list<QWidget*>{chkFrom_, dtFrom_, chkTo_, dtTo_, lblCount_, cmdExport}) {
     h->addWidget(w);
@@ -106,6 +108,7 @@ void frmOperatorJournal::ApplyFilter() {
   filter.anyText = txtFilter_->text();
   filter.operation = txtOperation_->text();
   filter.account = txtAccount_->text();
+  filter.computer = txtComputer_->text();
   filter.from = chkFrom_->isChecked() ? dtFrom_->date() : QDate();
   filter.to = chkTo_->isChecked() ? dtTo_->date() : QDate();
   proxy_.SetFilter(filter);

@@ -1,7 +1,7 @@
 #pragma once
 
 // View > "Operator Journal": the journal newest first, a filter (any text, operation, account,
-// dates) applied as the operator types, and export of the rows shown to CSV.
+// dates, computer) applied as the operator types, and export of the rows shown to CSV.
 
 #include "journal/JournalTableModel.h"
 
@@ -45,6 +45,7 @@ class frmOperatorJournal final : public QWidget {
   QLineEdit* txtFilter_ = nullptr;
   QLineEdit* txtOperation_ = nullptr;
   QLineEdit* txtAccount_ = nullptr;
+  QLineEdit* txtComputer_ = nullptr;
   QCheckBox* chkFrom_ = nullptr;
   QDateEdit* dtFrom_ = nullptr;
   QCheckBox* chkTo_ = nullptr;

@@ -81,4 +81,10 @@ TEST(CommandLine, ReceiveBufferCapTakesByteCountsWithBinarySuffixes) {
     EXPECT_EQ(cl.receiveBufferCap, c.cap) << c.args.join(' ').toStdString();
     EXPECT_EQ(!cl.ignored.isEmpty(), c.ignored) << c.args.join(' ').toStdString();
   }
+  // The trends' memory budget is read the same way.
+  EXPECT_EQ(CommandLine::Parse({"telmon"}).trendMemory, qint64{256} << 20);
+  EXPECT_EQ(CommandLine::Parse({"telmon", "--trend-memory=1G"}).trendMemory, qint64{1} << 30);
+  const auto bad = CommandLine::Parse({"telmon", "--trend-memory", "lots"});
+  EXPECT_EQ(bad.trendMemory, qint64{256} << 20);
+  EXPECT_EQ(bad.ignored, QStringList{"--trend-memory=lots"});
 }

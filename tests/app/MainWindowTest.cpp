@@ -4,6 +4,7 @@
 #include "app/MainMenus.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
+#include "app/WriteProgress.h"
 #include "app/frmMain.h"
 #include "iossim/DemoSite.h"
 #include "messages/MessageLogModel.h"
@@ -25,6 +26,8 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPrinterInfo>
+#include <QProgressDialog>
+#include <QPushButton>
 #include <QScreen>
 #include <QSettings>
 #include <QSqlDatabase>
@@ -413,4 +416,25 @@ TEST_F(MainWindow, ReopensAtThePlaceAndSizeItWasClosedWith) {
   ASSERT_TRUE(again->Startup(nullptr));
   again->show();
   EXPECT_EQ(again->geometry().size(), closedAt.size());
+}
+
+// The write's progress: the count in its label, Cancel reaching the write, gone at the end.
+TEST(WriteProgress, CountsAndCancelsAndGoesAtTheEnd) {
+  QWidget owner;
+  WriteProgressDialog progress(&owner);
+  int cancelled = 0;
+  progress.Begin(20000, [&] { ++cancelled; });
+  QProgressDialog* dialog = progress.Dialog();
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(dialog->maximum(), 20000);
+  progress.Advance(5000);
+  EXPECT_EQ(dialog->value(), 5000);
+  EXPECT_EQ(WriteProgressDialog::LabelText(5000, 20000), "Writing records: 5,000 of 20,000");
+  QPushButton* cancel = dialog->findChild<QPushButton*>();
+  ASSERT_NE(cancel, nullptr);
+  EXPECT_EQ(cancel->text(), "&Cancel");
+  cancel->click();
+  EXPECT_EQ(cancelled, 1);
+  progress.End();
+  EXPECT_EQ(progress.Dialog(), nullptr);
 }

@@ -105,7 +105,7 @@ TEST_F(EndToEnd, WatchedChannelsShowTheSimulatorsValuesTickAfterTick) {
   EXPECT_TRUE(m->Text(m->RowAt(0)).contains(": "));
   ASSERT_TRUE(WaitFor(
       [&] {
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         for (int i = 0; i < m->RowCount(); ++i) {
           if (m->SubItem(m->RowAt(i), 1).isEmpty()) {
             return false;
@@ -119,7 +119,7 @@ TEST_F(EndToEnd, WatchedChannelsShowTheSimulatorsValuesTickAfterTick) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(200);
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return ChannelValues() != first;
       },
       10000));
@@ -139,7 +139,7 @@ TEST_F(EndToEnd, RandomModeFromTheDeviceButtonsAndBack) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(100);
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return W().txtNotPolling()->isVisible();
       },
       10000));
@@ -149,7 +149,7 @@ TEST_F(EndToEnd, RandomModeFromTheDeviceButtonsAndBack) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(100);
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return !W().txtNotPolling()->isVisible();
       },
       10000));
@@ -169,7 +169,7 @@ TEST_F(EndToEnd, ScreenshotShowsTheNotPollingIndicator) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(100);
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return W().txtNotPolling()->isVisible();
       },
       10000));

@@ -32,7 +32,7 @@ class ForcingEndToEnd : public RunningSite {
   }
   // The watch row's value after a fresh realtime read.
   QString WatchedValue(int channelId) {
-    W().UpdateChannels();
+    W().UpdateChannelsAndWait();
     KeyedListModel* m = W().ChannelsModel();
     for (int i = 0; i < m->RowCount(); ++i) {
       const QString tag = m->Tag(m->RowAt(i));
@@ -127,8 +127,13 @@ TEST_F(ForcingEndToEnd, BulkModeCodeWriteReachesTheWatchedMcChannels) {
                                                "AND upper(substr(address, -4)) IN ('MC60', "
                                                "'MC75')"))
                         .toInt();
-  EXPECT_TRUE(
-      monitor_.HasMessage(QStringLiteral("Wrote '7' to %1 channels [TELM-0076]").arg(total)))
+  // The write runs on the database worker; its report comes when the last record is written.
+  EXPECT_TRUE(WaitFor(
+      [&] {
+        return monitor_.HasMessage(
+            QStringLiteral("Wrote '7' to %1 channels [TELM-0076]").arg(total));
+      },
+      30000))
       << monitor_.Messages().join('\n').toStdString();
   EXPECT_EQ(
       site_

@@ -68,7 +68,7 @@ TEST(JournalEndToEnd, RandomValuesAndForcingAreJournaledAndFollowedInTheSiteStat
       WaitFor([&] { return !Lists(state, SiteStateModel::Group::ForcedChannel, forced); }, 30000));
   ChangeChanValueModel dialog(ChangeValueServices{w.ChannelConfigs(), *w.ValueWriter(), w,
                                                   monitor.prompter, QStringLiteral("Telmon"),
-                                                  &w.Session().Outbox()});
+                                                  &w.Session().JournaledOut()});
   dialog.SetChannelID(forced);
   dialog.SetNewValueText(QStringLiteral("42.75"));
   ASSERT_TRUE(dialog.Change());

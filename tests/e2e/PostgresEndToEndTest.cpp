@@ -40,7 +40,7 @@ TEST(PostgresEndToEnd, WatchedChannelsReadTheServersRealtimeTable) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(100);
-        monitor.window->UpdateChannels();
+        monitor.window->UpdateChannelsAndWait();
         first = m->SubItem(m->RowAt(0), 2);
         return !m->SubItem(m->RowAt(0), 1).isEmpty();
       },
@@ -49,7 +49,7 @@ TEST(PostgresEndToEnd, WatchedChannelsReadTheServersRealtimeTable) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(200);
-        monitor.window->UpdateChannels();
+        monitor.window->UpdateChannelsAndWait();
         return m->SubItem(m->RowAt(0), 2) != first;
       },
       15000));
@@ -68,15 +68,15 @@ TEST(PostgresEndToEnd, RealtimeDatabaseVanishingAfterStartUpLeavesTheWindowAnswe
   ASSERT_TRUE(site.Create(port, &error, realtime->ConnectionString())) << error.toStdString();
   Monitor monitor;
   ASSERT_TRUE(monitor.Start(site));
-  monitor.window->UpdateChannels();
+  monitor.window->UpdateChannelsAndWait();
   EXPECT_NE(monitor.window->Panels().Text(PanelKey::ChannelUpdateTime), "??");
 
   realtime.reset();  // drops the database under the running monitor
   const int before = monitor.window->MessageLog().rowCount();
-  monitor.window->UpdateChannels();
+  monitor.window->UpdateChannelsAndWait();
   EXPECT_EQ(monitor.window->Panels().Text(PanelKey::ChannelUpdateTime), "??");
   EXPECT_EQ(monitor.window->Panels().Text(PanelKey::AllRefreshTime), "??");
   EXPECT_GT(monitor.window->MessageLog().rowCount(), before) << "the failure is reported";
-  monitor.window->UpdateChannels();  // and the next tick tries again without harm
+  monitor.window->UpdateChannelsAndWait();  // and the next tick tries again without harm
   EXPECT_TRUE(monitor.window->isEnabled());
 }

@@ -107,7 +107,7 @@ TEST_F(WatchesEndToEnd, ListTypedRangeAndTagFileGiveLiveRowsThatReloadTheSame) {
   // Live values, changing from tick to tick.
   ASSERT_TRUE(WaitFor(
       [&] {
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return AllRowsHaveValues();
       },
       10000));
@@ -115,7 +115,7 @@ TEST_F(WatchesEndToEnd, ListTypedRangeAndTagFileGiveLiveRowsThatReloadTheSame) {
   ASSERT_TRUE(WaitFor(
       [&] {
         QThread::msleep(200);
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return Values() != first;
       },
       10000));
@@ -145,7 +145,7 @@ TEST_F(WatchesEndToEnd, ListTypedRangeAndTagFileGiveLiveRowsThatReloadTheSame) {
   EXPECT_EQ(Keys(), before);
   ASSERT_TRUE(WaitFor(
       [&] {
-        W().UpdateChannels();
+        W().UpdateChannelsAndWait();
         return AllRowsHaveValues();
       },
       10000));

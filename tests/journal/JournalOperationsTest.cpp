@@ -3,8 +3,8 @@
 // record and command, and a bulk write as one entry.
 
 #include "ioslink/IosCommands.h"
+#include "journal/JournaledSender.h"
 #include "journal/OperationJournal.h"
-#include "journal/OperationOutbox.h"
 #include "platform/AccountStore.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
@@ -65,13 +65,13 @@ class JournalOperationsTest : public ::testing::Test {
   test::LoopbackPeer peer_;
   OperationJournal journal_{
       dir_.filePath(QStringLiteral("j.sqlite")), {1, QStringLiteral("PC")}, sink_, clock_};
-  OperationOutbox outbox_{peer_, &journal_};
+  JournaledSender journaled_{peer_, &journal_};
 };
 
 TEST_F(JournalOperationsTest, DeviceButtonsAreJournaledWithWhoAndWhat) {
   KeyedListModel model;
   DeviceListviewManager devices;
-  devices.Setup(sink_, outbox_, model);
+  devices.Setup(sink_, journaled_, model);
   const test::ParsedEvents events(
       QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="12" DeviceName="Stack CEMS"/>)"));
   devices.UpdateOneItemInLsv(events[0]);
@@ -79,7 +79,7 @@ TEST_F(JournalOperationsTest, DeviceButtonsAreJournaledWithWhoAndWhat) {
   SecurityPrivilegeGate gate{
       prompter_, clock_, sink_,
       SecuritySettings{"S", "EN", db_.ConnectionString(), db_.ConnectionString(), "Telmon", "1"}};
-  DeviceOperations ops{devices, {&edit, &gate, &prompter_, &sink_, "Telmon", "S", &outbox_}};
+  DeviceOperations ops{devices, {&edit, &gate, &prompter_, &sink_, "Telmon", "S", &journaled_}};
 
   edit.on = true;
   journal_.SetEditAccount(QStringLiteral("super"));
@@ -128,8 +128,8 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
     return info == nullptr ? QString() : info->Name;
   });
   journal_.SetEditAccount(QStringLiteral("super"));
-  ChangeChanValueModel model(
-      ChangeValueServices{configs, writer, peer_, prompter_, QStringLiteral("Telmon"), &outbox_});
+  ChangeChanValueModel model(ChangeValueServices{configs, writer, peer_, prompter_,
+                                                 QStringLiteral("Telmon"), &journaled_});
   model.SetChannelID(5);
   model.SelectOption(ChangeChanValueModel::FixedOption);
   model.SetNewValueText(QStringLiteral("42.5"));
@@ -185,7 +185,7 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   SettingsView view;
   IOSSettingsLogic settings(view, peer_, sink_);
   view.logic = &settings;
-  settings.SetOutbox(&outbox_);
+  settings.SetJournaledSender(&journaled_);
   settings.OnRefreshSettings();  // a question, not a change
   settings.OnSetLogLevelAll();
   settings.OnStartStopRestartLog();
@@ -197,7 +197,7 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   KeyedListModel model;
   QueueListviewManager queues;
   queues.Setup(sink_, peer_, model);
-  queues.SetOutbox(&outbox_);
+  queues.SetJournaledSender(&journaled_);
   queues.ResetCounters();
 
   EXPECT_EQ(

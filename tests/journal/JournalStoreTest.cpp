@@ -3,8 +3,8 @@
 
 #include "journal/JournalCsv.h"
 #include "journal/JournalTableModel.h"
+#include "journal/JournaledSender.h"
 #include "journal/OperationJournal.h"
-#include "journal/OperationOutbox.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "util/Clock.h"
@@ -181,11 +181,11 @@ TEST_F(JournalStoreTest, UnusableJournalIsReportedOnceAndNeverStopsAnOperation) 
     test::LoopbackPeer peer;
     const QString file = c.prepare(dir_);
     OperationJournal journal(file, {}, sink, clock_);
-    OperationOutbox outbox(peer, &journal);
+    JournaledSender journaled(peer, &journal);
     KeyedListModel model;
     DeviceListviewManager devices;
-    devices.Setup(sink, outbox, model);
-    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &outbox});
+    devices.Setup(sink, journaled, model);
+    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &journaled});
     const test::ParsedEvents events(
         QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="12" DeviceName="Stack"/>)"));
     devices.UpdateOneItemInLsv(events[0]);
@@ -226,7 +226,7 @@ TEST(JournalCsvTest, FieldsWithQuotesCommasAndLineBreaksAreQuotedByteForByte) {
   EXPECT_EQ(JournalCsv({&e}), expected);
 }
 
-TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
+TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountDatesAndComputer) {
   JournalTableModel model;
   QAbstractItemModelTester tester(&model);
   std::vector<JournalEntry> entries(3);
@@ -238,6 +238,7 @@ TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
     entries[i].account = QLatin1String(accounts[i]);
     entries[i].operation = QLatin1String(operations[i]);
     entries[i].targets = QStringLiteral("10%1 Stack NOx").arg(i);
+    entries[i].computer = i == 1 ? QStringLiteral("shelter-laptop") : QStringLiteral("control");
   }
   model.SetEntries(entries);
   EXPECT_EQ(model.EntryAt(0).operation, "Set clock");  // newest first
@@ -255,6 +256,8 @@ TEST(JournalFilterTest, FilterMatchesAnyTextOperationAccountAndDates) {
       {{{}, {}, {}, QDate(2026, 1, 2), {}}, {"Set clock", "WriteToChannel"}},
       {{{}, {}, {}, QDate(2026, 1, 1), QDate(2026, 1, 2)}, {"WriteToChannel", "Failover"}},
       {{QStringLiteral("nothing like it")}, {}},
+      {{{}, {}, {}, {}, {}, QStringLiteral("SHELTER")}, {"WriteToChannel"}},
+      {{{}, {}, QStringLiteral("tech"), {}, {}, QStringLiteral("shelter")}, {}},
   };
   for (const Case& c : cases) {
     proxy.SetFilter(c.filter);

@@ -89,8 +89,8 @@ TEST_P(H5DBILTest, BatchesOfRecordsAreWholeAtEverySizeAroundAStatementsRows) {
     for (int i = 0; i < count; ++i) {
       records[static_cast<std::size_t>(i)].commandText = QString::number(written + i);
     }
-    QString error;
-    ASSERT_TRUE(dbil_.WriteMessageRecords(records, &error)) << count << ": " << error.toStdString();
+    const WriteResult result = dbil_.WriteMessageRecords(records, dbil_.NewWriteKey());
+    ASSERT_TRUE(result.Written()) << count << ": " << result.error.toStdString();
     written += count;
   }
   const auto rows = db_->Rows(QStringLiteral("SELECT commandtext FROM H5IOCOMMAND ORDER BY id"));

@@ -168,6 +168,8 @@ TEST(SiteSettingsFile, EachFaultIsNamed) {
       {"[Other]\nSiteID=P1\n", false, "no section [Site]"},
       {"[Site]\nSiteID=  \n", false, "[Site] SiteID: missing or empty"},
       {"[Site]\nSiteID=P1\n", true, "no section [DAHS1] (it needs at least a Description line)"},
+      {"[Site]\nSiteID=P1\n[Telmon]\nJournal = sqlite:j.db\n", false,
+       "settings.ini: [Telmon] Journal: 'sqlite:j.db' is not a postgresql:// connection string"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.message);
@@ -185,6 +187,20 @@ TEST(SiteSettingsFile, EachFaultIsNamed) {
     }
     EXPECT_TRUE(reader.TakeMessages().join(u'\n').contains(QLatin1String(c.message)));
   }
+}
+
+TEST(SiteSettingsFile, SharedJournalComesFromTheTelmonSection) {
+  QTemporaryDir dir;
+  QFile file(dir.filePath(QStringLiteral("Halvo5.INI")));
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write(
+      "[Site]\nSiteID=P1\n[telmon]\njournal = postgresql://j@db:5433/journal ; shared\n"
+      "[DAHS1]\nDescription=U1\n");
+  file.close();
+  SiteSettingsReader reader;
+  ASSERT_TRUE(reader.Open(dir.path()));
+  ASSERT_TRUE(reader.LoadDahs(1));
+  EXPECT_EQ(reader.Settings().journalConnection, QStringLiteral("postgresql://j@db:5433/journal"));
 }
 
 }  // namespace

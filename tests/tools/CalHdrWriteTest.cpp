@@ -193,6 +193,7 @@ TEST(CalHdrWriteVanishedDatabase, EachFailedRecordIsReportedAndStillCounted) {
   EXPECT_EQ(sink.Texts(),
             QStringList({"TELM-0036: Could not write msg record to change channel value (1=-0.1)",
                          "TELM-0036: Could not write msg record to change channel value (2=1)",
+                         "TELM-9010: 0 of 2 records written, 2 not written.",
                          "Wrote data to 2 cal HDR channels [TELM-0064]"}));
 }
 

@@ -65,7 +65,9 @@ TEST_F(ToolsEndToEnd, LoadListThenWriteFillsTheDemoCalHistory) {
   EXPECT_GT(calChannels, 400);
   const QString done =
       QStringLiteral("Wrote data to %1 cal HDR channels [TELM-0064]").arg(calChannels);
-  EXPECT_TRUE(monitor_.HasMessage(done)) << monitor_.Messages().join('\n').toStdString();
+  // The write runs on the database worker; its report comes when the last record is written.
+  EXPECT_TRUE(WaitFor([&] { return monitor_.HasMessage(done); }, 30000))
+      << monitor_.Messages().join('\n').toStdString();
   ASSERT_TRUE(WaitFor(
       [&] {
         return site_.Scalar("SELECT COUNT(*) FROM H5IOCOMMAND WHERE processedat IS NULL").toInt() ==

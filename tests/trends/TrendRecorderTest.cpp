@@ -128,6 +128,54 @@ TEST(TrendRecorder, RemovedRowsLeaveAndNewRowsStartEmpty) {
   EXPECT_EQ(recorder.Points(*recorder.Find("2C")).size(), 2U);
 }
 
+// The budget holds the times and one value per channel for each kept tick: more channels keep
+// fewer ticks, the oldest going first, the newest exactly as recorded; fewer channels let the
+// history grow again (the dropped points do not come back).
+TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetDroppingTheOldest) {
+  Watched w;  // channels 1 and 2
+  // 24 ticks of 3 doubles (the time and two channels).
+  TrendRecorder recorder(w.model, 100, nullptr, 24 * 3 * sizeof(double));
+  auto tick = [&](int second) {
+    CurrentValues values;
+    values.insert("1C", Item("1C", second, {}));
+    values.insert("2C", Item("2C", -second, {}));
+    recorder.TickRead(T0.addSecs(second), &values);
+  };
+  for (int second = 0; second < 30; ++second) {
+    tick(second);
+  }
+  EXPECT_EQ(recorder.KeptTicks(), 24u);
+  EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 24u);
+  EXPECT_EQ(Values(recorder, "2C").front(), -6);
+  EXPECT_EQ(recorder.ThinnedNote(), QString());  // the ring's own age limit is no thinning
+
+  // Two more channels: 4 doubles a tick more than fit; 14 ticks of 5 doubles.
+  const std::uint64_t generation = recorder.Generation();
+  w.channels.AddLsvRowsForChannelIDList(QStringLiteral("3;4"));
+  tick(30);
+  EXPECT_EQ(recorder.KeptTicks(), 14u);
+  std::vector<double> expected;
+  for (int second = 17; second <= 30; ++second) {
+    expected.push_back(second);
+  }
+  EXPECT_EQ(Values(recorder, "1C"), expected);
+  EXPECT_EQ(recorder.Points(*recorder.Find("3C")).size(), 1u);
+  EXPECT_NE(recorder.Generation(), generation);
+  EXPECT_EQ(recorder.ThinnedNote(),
+            "Older points were dropped to keep the trends within 0 MiB: 14 updates are kept for "
+            "each of 4 channels.");
+
+  // Back to two channels: the history grows again from what was kept.
+  w.model.ClearRows();
+  w.channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
+  for (int second = 31; second < 60; ++second) {
+    tick(second);
+  }
+  EXPECT_EQ(recorder.KeptTicks(), 24u);
+  EXPECT_EQ(Values(recorder, "1C").size(), 24u);
+  EXPECT_EQ(Values(recorder, "1C").back(), 59);
+}
+
 TEST(TrendCsv, TimeThenOneColumnPerChannelWithEmptyGaps) {
   Watched w;
   TrendRecorder recorder(w.model);

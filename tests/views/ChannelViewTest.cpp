@@ -1,6 +1,7 @@
 // Channel configuration records, the watch list, and the channel tick against a real SQLite
 // realtime table.
 
+#include "platform/DatabaseWorker.h"
 #include "views/ChannelConfigInfoManager.h"
 #include "views/ChannelListviewManager.h"
 #include "views/ChannelUpdateTick.h"
@@ -12,6 +13,10 @@
 #include "tests/views/ViewsTestSupport.h"
 
 #include <QAbstractItemModelTester>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <future>
 
 #include <gtest/gtest.h>
 
@@ -169,6 +174,32 @@ TEST_F(ChannelPage, BlockListTestsEachRunOnceAndNeverBlockZero) {
 
 // The block list as the add-channel dialog hands it over: a list of block numbers, or a failure
 // reported once and nothing added.
+// The page takes at most MaxWatchedRows rows: a list that would pass it is refused whole,
+// with the reason, before any of it is added.
+TEST_F(ChannelPage, AListThatWouldPassTheCapIsRefusedWhole) {
+  auto ids = [](int from, int to) {
+    QStringList list;
+    for (int id = from; id <= to; ++id) {
+      list << QString::number(id);
+    }
+    return list.join(';');
+  };
+  manager_.AddLsvRowsForChannelIDList(ids(10, 32769));
+  ASSERT_EQ(model_.RowCount(), 32760);
+  manager_.AddLsvRowsForChannelIDList(ids(40001, 40008));
+  EXPECT_EQ(model_.RowCount(), 32760);
+  ASSERT_EQ(prompter_.Questions().size(), 1u);
+  EXPECT_EQ(prompter_.Questions()[0].text,
+            "TELM-9012: The watch list holds at most 32,767 channels; it has 32,760, and 8 more "
+            "would make 32,768. Nothing was added.");
+  EXPECT_EQ(prompter_.Questions()[0].icon, PromptIcon::Exclamation);
+  manager_.AddLsvRowsForChannelIDList(ids(40001, 40007));
+  EXPECT_EQ(model_.RowCount(), ChannelListviewManager::MaxWatchedRows);
+  manager_.AddLsvRowsForBlockIDList({1});
+  EXPECT_EQ(model_.RowCount(), ChannelListviewManager::MaxWatchedRows);
+  EXPECT_EQ(prompter_.Questions().size(), 2u);
+}
+
 TEST_F(ChannelPage, BlockListValueMustBeAListOfNumbers) {
   manager_.AddLsvRowsForBlockIDListValue(QVariant(1));
   manager_.AddLsvRowsForBlockIDListValue(QVariantList{1, QStringLiteral("two")});
@@ -367,6 +398,65 @@ TEST_F(ChannelTick, FailedReadLeavesQuestionMarksAndRows) {
   Tick(nullptr).Run();
   EXPECT_EQ(panels_.updateTime, "??");
   EXPECT_EQ(panels_.ticks, 3);
+}
+
+// On a worker the window only starts the read; what it shows follows when the read comes back.
+// A tick that falls due while the read still runs starts no second one: the rows keep their
+// values and the update-time panel says how old they are.
+TEST_F(ChannelTick, OnAWorkerATickStillReadingIsNotStartedAgain) {
+  struct CountingObserver final : IChannelTickObserver {
+    void TickRead(const QDateTime&, const CurrentValues* values) override {
+      reads.push_back(values != nullptr);
+    }
+    std::vector<bool> reads;
+  } observer;
+  const QString c = db_.ConnectionString();
+  DatabaseWorker worker(
+      QStringLiteral("PLANT1"), QString(), {c, c, c, c, c},
+      [this](std::int32_t type, const QString& text) { sink_.RaiseMsg(type, text); });
+  ChannelUpdateTick tick = Tick(&manager_);
+  tick.SetWorker(&worker);
+  tick.SetObserver(&observer);
+  auto waitForRead = [&] {
+    QElapsedTimer timer;
+    timer.start();
+    while (tick.Reading() && timer.elapsed() < 10000) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return !tick.Reading();
+  };
+  manager_.AddLsvRowsForChannelIDList("5");
+  Put("5C", 1, {});
+  tick.Run();
+  EXPECT_EQ(panels_.updateTime, "(update)");  // nothing shown before the read is back
+  ASSERT_TRUE(waitForRead());
+  EXPECT_EQ(panels_.updateTime, "2:05:09 PM");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1");
+
+  // The worker is held up: the next read waits behind it.
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+  worker.Post([released](H5DBIL&) { released.wait(); });
+  db_.Exec("UPDATE H5REALTIME SET numvalue = 2");
+  clock_.Advance(2000);
+  tick.Run();
+  EXPECT_TRUE(tick.Reading());
+  clock_.Advance(2000);
+  tick.Run();
+  EXPECT_EQ(panels_.updateTime, "2:05:09 PM (4 s old)");
+  clock_.Advance(2000);
+  tick.Run();
+  EXPECT_EQ(panels_.updateTime, "2:05:09 PM (6 s old)");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "1");
+  release.set_value();
+  ASSERT_TRUE(waitForRead());
+  // The one read that ran shows the time of the tick that started it.
+  EXPECT_EQ(panels_.updateTime, "2:05:11 PM");
+  EXPECT_EQ(model_.SubItem(model_.FindKey("5C"), ChannelListviewManager::ColValue), "2");
+  EXPECT_EQ(observer.reads, (std::vector<bool>{true, true}));
+  EXPECT_EQ(panels_.busy, 0);
+  EXPECT_TRUE(sink_.messages.empty()) << sink_.Texts().join('\n').toStdString();
+  tick.SetWorker(nullptr);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ TrendWindow::TrendWindow(TrendRecorder& recorder, Prompter& prompter, QWidget* p
       prompter_(prompter),
       plot_(new TrendPlot(recorder, this)),
       reading_(new QLabel(this)),
+      thinned_(new QLabel(this)),
       toolbar_(addToolBar(tr("Trends"))) {
   setObjectName(QStringLiteral("frmTrends"));
   setWindowTitle(QString::fromLatin1(TrendsCaption));
@@ -28,6 +29,9 @@ TrendWindow::TrendWindow(TrendRecorder& recorder, Prompter& prompter, QWidget* p
   reading_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   setCentralWidget(plot_);
   statusBar()->addWidget(reading_, 1);
+  thinned_->setObjectName(QStringLiteral("lblThinned"));
+  thinned_->setVisible(false);
+  statusBar()->addPermanentWidget(thinned_);
 
   QAction* pause = AddAction("Pause", tr("Pause"),
                              tr("Freeze the view; recording goes on (a zoom or drag pauses too)"));
@@ -83,6 +87,11 @@ void TrendWindow::showEvent(QShowEvent* event) {
 // A minimized window takes no points and draws nothing; it catches up in showEvent when it is
 // restored.
 void TrendWindow::OnRecorded() {
+  const QString note = recorder_.ThinnedNote();
+  if (note != thinned_->text()) {
+    thinned_->setText(note);
+    thinned_->setVisible(!note.isEmpty());
+  }
   if (Drawn() && plot_->Following()) {
     plot_->Sync();
   }

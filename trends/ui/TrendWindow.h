@@ -26,6 +26,8 @@ class TrendWindow : public QMainWindow {
   TrendPlot* Plot() const { return plot_; }
   QAction* Action(const char* name) const;
   QLabel* CursorReading() const { return reading_; }
+  // Says when older points were dropped for the memory budget; hidden until then.
+  QLabel* ThinnedNote() const { return thinned_; }
 
   void SetPaused(bool paused);
   // The shown channels' points inside the shown time range, as a comma-separated file.
@@ -46,6 +48,7 @@ class TrendWindow : public QMainWindow {
   Prompter& prompter_;
   TrendPlot* plot_;
   QLabel* reading_;
+  QLabel* thinned_;
   QToolBar* toolbar_;
 };
 

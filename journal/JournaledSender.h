@@ -13,31 +13,31 @@
 
 namespace telmon {
 
-class OperationOutbox final : public ICommandSender {
+class JournaledSender final : public ICommandSender {
  public:
   // `journal` null: nothing is recorded.
-  OperationOutbox(ICommandSender& sender, IOperationJournal* journal)
+  JournaledSender(ICommandSender& sender, IOperationJournal* journal)
       : sender_(sender), journal_(journal) {}
 
-  // While a Scope lives, every command sent through the outbox is recorded as its operation.
+  // While a Scope lives, every command sent through the journaled is recorded as its operation.
   class [[nodiscard]] Scope {
    public:
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
     ~Scope() {
-      if (outbox_ != nullptr) {
-        outbox_->open_.reset();
+      if (journaled_ != nullptr) {
+        journaled_->open_.reset();
       }
     }
 
    private:
-    friend class OperationOutbox;
-    explicit Scope(OperationOutbox* outbox) : outbox_(outbox) {}
-    OperationOutbox* outbox_;
+    friend class JournaledSender;
+    explicit Scope(JournaledSender* journaled) : journaled_(journaled) {}
+    JournaledSender* journaled_;
   };
   // The operation the next commands belong to (its command and outcome are filled in). With
-  // no outbox the scope does nothing.
-  static Scope Journaled(OperationOutbox* outbox, JournalOperation operation);
+  // no journaled the scope does nothing.
+  static Scope Journaled(JournaledSender* journaled, JournalOperation operation);
 
   // Sends `command` as `operation`.
   SendOutcome Send(const QString& command, JournalOperation operation);

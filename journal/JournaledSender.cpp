@@ -1,21 +1,21 @@
-#include "journal/OperationOutbox.h"
+#include "journal/JournaledSender.h"
 
 namespace telmon {
 
-OperationOutbox::Scope OperationOutbox::Journaled(OperationOutbox* outbox,
+JournaledSender::Scope JournaledSender::Journaled(JournaledSender* journaled,
                                                   JournalOperation operation) {
-  if (outbox != nullptr) {
-    outbox->open_ = std::move(operation);
+  if (journaled != nullptr) {
+    journaled->open_ = std::move(operation);
   }
-  return Scope(outbox);
+  return Scope(journaled);
 }
 
-SendOutcome OperationOutbox::Send(const QString& command, JournalOperation operation) {
+SendOutcome JournaledSender::Send(const QString& command, JournalOperation operation) {
   const Scope scope = Journaled(this, std::move(operation));
   return SendCommand(command);
 }
 
-SendOutcome OperationOutbox::SendCommand(const QString& command) {
+SendOutcome JournaledSender::SendCommand(const QString& command) {
   SendOutcome outcome = sender_.SendCommand(command);
   if (open_ && journal_ != nullptr) {
     JournalOperation entry = *open_;
@@ -26,7 +26,7 @@ SendOutcome OperationOutbox::SendCommand(const QString& command) {
   return outcome;
 }
 
-QString OperationOutbox::OutcomeText(const SendOutcome& outcome) {
+QString JournaledSender::OutcomeText(const SendOutcome& outcome) {
   if (outcome.sent) {
     return JournalOutcome::Sent;
   }
