@@ -2,7 +2,7 @@
 
 // The small start-up form: program name, progress text, progress bar and a Cancel button.
 
-#include "app/StartupSequence.h"
+#include "session/StartupSequence.h"
 
 #include <QElapsedTimer>
 #include <QWidget>

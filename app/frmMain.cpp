@@ -3,8 +3,6 @@
 #include "alarms/ui/AlarmsFeature.h"
 
 #include "app/AccessibleNames.h"
-#include "app/EditModeController.h"
-#include "app/IOSSelectedDahs.h"
 #include "app/MainMenus.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
@@ -20,8 +18,10 @@
 #include "platform/H5DBIL.h"
 #include "platform/MessageTypes.h"
 #include "platform/Prompter.h"
-#include "platform/SecurityPrivilegeGate.h"
 #include "platform/ui/WindowUtilitiesUi.h"
+#include "session/EditModeController.h"
+#include "session/IOSSelectedDahs.h"
+#include "session/SiteSession.h"
 #include "tools/ui/IOSSettingsPage.h"
 #include "trends/TrendRecorder.h"
 #include "util/Clock.h"
@@ -55,11 +55,25 @@ frmMain::frmMain(const CommandLine& commandLine, MainServices services, QWidget*
     : QMainWindow(parent),
       commandLine_(commandLine),
       services_(std::move(services)),
-      messageTypes_(std::make_unique<MessageTypes>()),
-      configs_(std::make_unique<ChannelConfigInfoManager>()) {
+      messageTypes_(std::make_unique<MessageTypes>()) {
   setObjectName(QStringLiteral("frmMain"));
   setWindowTitle(QString::fromLatin1(ProgramTitle));
   logModel_ = new MessageLogModel(services_.clock, *messageTypes_, nullptr, this);
+  session_ = new SiteSession(
+      {*this, services_.prompter, services_.clock, QString::fromLatin1(ProgramTitle),
+       commandLine_.journalFile, services_.iosHost, commandLine_.receiveBufferCap},
+      this);
+  session_->SetFaceHooks({[this] {
+                            if (channels_) {
+                              channels_->UpdateLsvWithChannelConfigInfo();
+                            }
+                          },
+                          [this](xml::XmlElement event) {
+                            if (settingsPage_ != nullptr) {
+                              settingsPage_->OnIOSSettingsUpdate(event);
+                            }
+                          },
+                          {}});
   if (!commandLine_.messageLogFile.isEmpty()) {
     fileLog_ = new MessageFileLog(this);
     fileLog_->SetRotation(
@@ -82,7 +96,7 @@ frmMain::~frmMain() { Teardown(); }
 void frmMain::BuildFrame() {
   menus_ = std::make_unique<MainMenus>(MainMenus::Build(menuBar(), this));
   panels_ = std::make_unique<StatusPanels>(statusBar());
-  journal_ = new JournalFeature(OperationJournal::Choose(commandLine_.journalFile, {}).file,
+  journal_ = new JournalFeature(session_->Journal(), session_->SiteState(),
                                 {*this, services_.clock, services_.prompter}, statusBar(), this);
   statusBar()->setObjectName(QStringLiteral("StatusBar1"));
   tabs_ = new TabFrames(this);
@@ -219,17 +233,19 @@ void frmMain::ShowMessagesWindow() {
   p.activateWindow();
 }
 
-void frmMain::SendCommand(const QString& command) {
-  if (link_ != nullptr) {
-    link_->SendCommand(command);
-  }
-}
+SendOutcome frmMain::SendCommand(const QString& command) { return session_->SendCommand(command); }
 
 bool frmMain::WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
                                       const Value& value) {
-  return valueWriter_ != nullptr &&
-         valueWriter_->WriteChannelValueRecord(callerCode, channelId, value);
+  return session_->ValueWriter() != nullptr &&
+         session_->ValueWriter()->WriteChannelValueRecord(callerCode, channelId, value);
 }
+
+IosConnection* frmMain::Link() const { return session_->Link(); }
+
+ChannelConfigInfoManager& frmMain::ChannelConfigs() { return session_->Configs(); }
+
+ChannelValueWriter* frmMain::ValueWriter() const { return session_->ValueWriter(); }
 
 bool frmMain::EditsAllowed() const { return edit_ != nullptr && edit_->EditsAllowed(); }
 
@@ -249,32 +265,11 @@ void frmMain::OnEditModeChanged(bool on) {
   }
 }
 
-void frmMain::ConnectToIOS() {
-  if (link_ != nullptr) {
-    link_->ConnectToIOS();
-  }
-}
+void frmMain::ConnectToIOS() { session_->ConnectToIOS(); }
 
-void frmMain::DisconnectFromIOS() {
-  if (link_ != nullptr) {
-    link_->DisconnectFromIOS();
-  }
-}
+void frmMain::DisconnectFromIOS() { session_->DisconnectFromIOS(); }
 
-void frmMain::RefreshAllLists() {
-  if (devices_) {
-    devices_->InitializeLsv();
-  }
-  if (queues_) {
-    queues_->InitializeLsv();
-  }
-  if (blocks_) {
-    blocks_->InitializeLsv();
-  }
-  if (link_ != nullptr) {
-    link_->RequestFullRefresh();
-  }
-}
+void frmMain::RefreshAllLists() { session_->RefreshAllLists(); }
 
 void frmMain::PrintScreen() {
   const PrintOutcome outcome = PrintWindowImage(this);
@@ -299,32 +294,6 @@ void frmMain::NotAvailable(const QString& caption) {
   services_.prompter.Show(QStringLiteral("%1 is not available in this version of %2.")
                               .arg(name, QString::fromLatin1(ProgramTitle)),
                           QString::fromLatin1(ProgramTitle), PromptIcon::Information);
-}
-
-// --- events from the I/O server -----------------------------------------------------------
-
-void frmMain::OnDeviceUpdate(xml::XmlElement event) {
-  devices_->UpdateOneItemInLsv(event);
-  journal_->SiteState().OnDeviceUpdate(event);
-}
-void frmMain::OnQueueUpdate(xml::XmlElement event) { queues_->UpdateOneItemInLsv(event); }
-void frmMain::OnBlockUpdate(xml::XmlElement event) { blocks_->UpdateOneItemInLsv(event); }
-void frmMain::OnChannelConfigFullUpdate() {
-  configs_->ClearAllConfigInfo();
-  journal_->SiteState().OnChannelConfigFullUpdate();
-}
-void frmMain::OnChannelConfigUpdate(xml::XmlElement event) {
-  configs_->UpdateConfigInfo(event);
-  journal_->SiteState().OnChannelConfigUpdate(event);
-}
-void frmMain::OnChannelConfigBurstEnd() { channels_->UpdateLsvWithChannelConfigInfo(); }
-void frmMain::OnIOSSettingsUpdate(xml::XmlElement event) {
-  if (settingsPage_ != nullptr) {
-    settingsPage_->OnIOSSettingsUpdate(event);
-  }
-}
-void frmMain::OnMessageEvent(std::int32_t msgType, const QString& text) {
-  logModel_->AddMsg(msgType, text);
 }
 
 // --- channel tick panels --------------------------------------------------------------------
@@ -382,26 +351,17 @@ void frmMain::Teardown() {
   tmrCurrentTime_->stop();
   tmrUpdateChannels_->stop();
   tmrRefreshIOAudit_->stop();
-  if (link_ != nullptr) {
-    link_->SetEventHandlers(nullptr);
-  }
   // The workers finish what runs and drop what waits before the parts they report to go.
-  if (valueWriter_) {
-    valueWriter_->SetWorker(nullptr, nullptr);
+  if (session_->ValueWriter() != nullptr) {
+    session_->ValueWriter()->SetWorker(nullptr, nullptr);
   }
   if (tick_) {
     tick_->SetWorker(nullptr);
   }
   writeWorker_.reset();
   readWorker_.reset();
+  session_->Teardown();
   tick_.reset();
-  for (ListviewManagerBase* m : {static_cast<ListviewManagerBase*>(devices_.get()),
-                                 static_cast<ListviewManagerBase*>(queues_.get()),
-                                 static_cast<ListviewManagerBase*>(blocks_.get())}) {
-    if (m != nullptr) {
-      m->Teardown();
-    }
-  }
   if (channels_) {
     channels_->Teardown();
   }

@@ -1,13 +1,12 @@
 #pragma once
 
-// The program's one top-level window and the owner of every long-lived object: the selected
-// DAHS's settings, the database interface, the list managers, the channel configuration
-// records, the link to the I/O server and the messages window. It assembles the pages, routes
-// menu actions and timers, and is the message sink and command sender of every other part.
+// The program's one top-level window over one site session (the selected DAHS's settings,
+// database interface, plant state, list managers, journal and link to the I/O server): it shows
+// the session's pages, adds the watch list, the messages window and the trends, routes menu
+// actions and timers, and is the message sink of the session and the window's own parts.
 
 #include "app/CommandLine.h"
 #include "ioslink/ICommandSender.h"
-#include "ioslink/IosEventHandlers.h"
 #include "util/IRaiseMsg.h"
 #include "util/UtilityFunctions.h"
 #include "util/Value.h"
@@ -50,7 +49,7 @@ class MessageLogModel;
 class MessageTypes;
 class Prompter;
 class QueueListviewManager;
-class SecurityPrivilegeGate;
+class SiteSession;
 class SplashForm;
 class StatusPanels;
 class TrendRecorder;
@@ -70,7 +69,6 @@ struct MainServices {
 class frmMain : public QMainWindow,
                 public IRaiseMsg,
                 public ICommandSender,
-                public IIosEventHandlers,
                 public IChannelTickPanels {
   Q_OBJECT
 
@@ -87,7 +85,7 @@ class frmMain : public QMainWindow,
   bool Started() const { return started_; }
 
   void RaiseMsg(std::int32_t msgType, const QString& text) override;
-  void SendCommand(const QString& command) override;
+  SendOutcome SendCommand(const QString& command) override;
   // The one way channel values are written: a command record for the I/O server (TELM-0036 on
   // failure). False before the database interface is set up.
   bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
@@ -111,21 +109,22 @@ class frmMain : public QMainWindow,
   TabFrames& Tabs() { return *tabs_; }
   const MainMenus& Menus() const { return *menus_; }
   QLineEdit* txtNotPolling() const { return txtNotPolling_; }
-  IosConnection* Link() const { return link_; }
+  IosConnection* Link() const;
+  SiteSession& Session() const { return *session_; }
   EditModeController* EditMode() const { return edit_; }
   KeyedListModel* DevicesModel() const { return devicesModel_; }
   KeyedListModel* QueuesModel() const { return queuesModel_; }
   KeyedListModel* BlocksModel() const { return blocksModel_; }
   KeyedListModel* ChannelsModel() const { return channelsModel_; }
   ChannelListviewManager* Channels() const { return channels_.get(); }
-  ChannelConfigInfoManager& ChannelConfigs() { return *configs_; }
+  ChannelConfigInfoManager& ChannelConfigs();
   ChannelsPage* ChannelsPageWidget() const { return channelsPage_; }
   Prompter& OperatorPrompter() const { return services_.prompter; }
   WatchOperations* Watches() const { return watchOps_.get(); }
   QtWatchDialogs* WatchDialogs() const { return watchDialogs_.get(); }
   IOSSettingsPage* SettingsPage() const { return settingsPage_; }
   CalHdrFrame* CalHdr() const { return calHdr_; }
-  ChannelValueWriter* ValueWriter() const { return valueWriter_.get(); }
+  ChannelValueWriter* ValueWriter() const;
   ChangeValueDialogs* ValueDialogs() const { return changeValueDialogs_.get(); }
   BulkWritesPage* BulkWrites() const { return bulkWritesPage_; }
   Prompter& Prompts() { return services_.prompter; }
@@ -138,16 +137,6 @@ class frmMain : public QMainWindow,
   void CloseByProgram();
   // The question the operator's own close (the title-bar control) asks; true to exit.
   bool ConfirmExit();
-
-  // IIosEventHandlers
-  void OnDeviceUpdate(xml::XmlElement event) override;
-  void OnQueueUpdate(xml::XmlElement event) override;
-  void OnBlockUpdate(xml::XmlElement event) override;
-  void OnChannelConfigFullUpdate() override;
-  void OnChannelConfigUpdate(xml::XmlElement event) override;
-  void OnChannelConfigBurstEnd() override;
-  void OnIOSSettingsUpdate(xml::XmlElement event) override;
-  void OnMessageEvent(std::int32_t msgType, const QString& text) override;
 
   // IChannelTickPanels
   void SetChannelUpdateTime(const QString& text) override;
@@ -180,7 +169,6 @@ class frmMain : public QMainWindow,
   void NotAvailable(const QString& caption);
   void Teardown();
   bool LoadSettings();
-  bool SetupDatabase();
   void SetupDeviceManager();
   void SetupQueueManager();
   void SetupBlockManager();
@@ -207,29 +195,21 @@ class frmMain : public QMainWindow,
   MessageLogModel* logModel_ = nullptr;
   frmProblems* problems_ = nullptr;
   MessageFileLog* fileLog_ = nullptr;
-  std::unique_ptr<IOSSelectedDahs> settings_;
-  H5DBIL* dbil_ = nullptr;
-  std::unique_ptr<ChannelValueWriter> valueWriter_;
+  SiteSession* session_ = nullptr;  // child
   // The value dialogs the change-value operation opens.
   std::unique_ptr<ChangeValueDialogs> changeValueDialogs_;
   BulkWritesPage* bulkWritesPage_ = nullptr;
-  std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
+  // The session's, once its steps have made them.
   EditModeController* edit_ = nullptr;
   KeyedListModel* devicesModel_ = nullptr;
   KeyedListModel* queuesModel_ = nullptr;
   KeyedListModel* blocksModel_ = nullptr;
   KeyedListModel* channelsModel_ = nullptr;
-  std::unique_ptr<DeviceListviewManager> devices_;
-  std::unique_ptr<QueueListviewManager> queues_;
-  std::unique_ptr<BlockListviewManager> blocks_;
   std::unique_ptr<ChannelListviewManager> channels_;
-  std::unique_ptr<ChannelConfigInfoManager> configs_;
-  std::unique_ptr<DeviceOperations> deviceOps_;
   std::unique_ptr<ChannelUpdateTick> tick_;
   // Destroyed before the tick that reports to it.
   std::unique_ptr<TrendRecorder> trends_;
   TrendWindow* trendWindow_ = nullptr;
-  IosConnection* link_ = nullptr;
   ChannelsPage* channelsPage_ = nullptr;
   std::unique_ptr<QtWatchDialogs> watchDialogs_;
   std::unique_ptr<WatchOperations> watchOps_;

@@ -2,13 +2,14 @@
 
 #include "alarms/ui/AlarmsFeature.h"
 #include "alarms/ui/AlarmsPage.h"
-#include "app/EditModeController.h"
-#include "app/IOSSelectedDahs.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "journal/ui/JournalFeature.h"
 #include "journal/ui/frmSiteState.h"
 #include "platform/H5DBIL.h"
+#include "session/EditModeController.h"
+#include "session/IOSSelectedDahs.h"
+#include "session/SiteSession.h"
 
 #include <QStatusBar>
 #include <QTabBar>
@@ -17,10 +18,10 @@ namespace telmon {
 
 void frmMain::SetupAlarms() {
   AlarmsFeature::Settings settings;
-  settings.connection = settings_->SqlConnectionString_Alarms();
-  settings.dahs = settings_->DahsID();
+  settings.connection = session_->Settings()->SqlConnectionString_Alarms();
+  settings.dahs = session_->Settings()->DahsID();
   settings.leftChangedLimitSeconds = LeftChangedAlarms::LimitFromLookup(
-      dbil_->LookupValue(QString::fromLatin1(LeftChangedAlarmLookupKey), QString()));
+      session_->Dbil()->LookupValue(QString::fromLatin1(LeftChangedAlarmLookupKey), QString()));
   alarms_ =
       new AlarmsFeature(settings,
                         {*this, services_.clock, services_.prompter, *edit_, journal_->Journal(),

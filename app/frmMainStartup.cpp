@@ -1,12 +1,10 @@
-// Start-up of the main window: the named steps that build the settings, the database link,
-// the list managers and the channel-configuration store, then connect to the I/O server.
+// Start-up of the main window: the named steps that have the session build the settings, the
+// database link, the list managers and the channel-configuration store, add each one's page,
+// then connect to the I/O server.
 
 #include "app/AccessibleNames.h"
-#include "app/EditModeController.h"
-#include "app/IOSSelectedDahs.h"
 #include "app/MainMenus.h"
 #include "app/SplashForm.h"
-#include "app/StartupSequence.h"
 #include "app/StatusPanels.h"
 #include "app/TabFrames.h"
 #include "app/WriteProgress.h"
@@ -16,7 +14,10 @@
 #include "messages/frmProblems.h"
 #include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
-#include "platform/SecurityPrivilegeGate.h"
+#include "session/EditModeController.h"
+#include "session/IOSSelectedDahs.h"
+#include "session/SiteSession.h"
+#include "session/StartupSequence.h"
 #include "tools/ui/CalHdrFrame.h"
 #include "tools/ui/IOSSettingsPage.h"
 #include "util/Clock.h"
@@ -102,7 +103,7 @@ bool frmMain::Startup(SplashForm* splash) {
            RaiseMsg(MsgType::Progress, note);
          }
          dahsId_ = commandLine_.DahsId();
-         journal_->Journal().SetDahs(dahsId_);
+         session_->Journal().SetDahs(dahsId_);
          return true;
        }},
       {QStringLiteral("load SelectedDAHS settings from Halvo INI file"),
@@ -113,9 +114,7 @@ bool frmMain::Startup(SplashForm* splash) {
          if (!LoadSettings()) {
            return false;
          }
-         journal_->SetSharedJournal(
-             OperationJournal::Choose(commandLine_.journalFile, settings_->JournalConnection())
-                 .server);
+         journal_->SetSharedJournal(session_->SharedJournalServer());
          return true;
        }},
       {QStringLiteral("setup DBIL"),
@@ -123,33 +122,24 @@ bool frmMain::Startup(SplashForm* splash) {
        -1,
        {},
        [&] {
-         dbil_ = new H5DBIL(this);
-         connect(dbil_, &H5DBIL::Message, this, &frmMain::RaiseMsg);
-         valueWriter_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
-         valueWriter_->SetJournal(&journal_->Journal(), [this](std::int32_t id) {
-           const ChannelConfigInfo* c = configs_->Item(QString::number(id));
-           return c == nullptr ? QString() : c->Name;
-         });
+         session_->SetupDatabase();
          return true;
        }},
       {QStringLiteral("setup DBIL SiteID"),
        {},
        40,
        QStringLiteral("TELM-0006: can't setup SiteID."),
-       [&] {
-         return dbil_->SetSiteID(settings_->SiteID(), settings_->LanguageID(),
-                                 settings_->Connections());
-       }},
+       [&] { return session_->SetupSiteID(); }},
       {QStringLiteral("test read-only DB connections"),
        {},
        55,
        QStringLiteral("TELM-0007: can't connect (read-only) to database(s)."),
-       [&] { return dbil_->TestConnectionsReadOnly(); }},
+       [&] { return session_->TestReadOnlyConnections(); }},
       {QStringLiteral("test read-only DB connections"),
        {},
        70,
        QStringLiteral("TELM-0008: can't connect (read-write) to database(s)."),
-       [&] { return dbil_->TestConnectionsReadWrite(); }},
+       [&] { return session_->TestReadWriteConnections(); }},
       {QStringLiteral("setup intervals"), {}, -1, {}, {}},
       {QStringLiteral("setup address watches collection"), {}, -1, {}, {}},
       {QStringLiteral("setup DeviceListviewManager"),
@@ -189,7 +179,7 @@ bool frmMain::Startup(SplashForm* splash) {
        95,
        {},
        [&] {
-         configs_->ClearAllConfigInfo();
+         session_->SetupChannelConfigs();
          return true;
        }},
       {QStringLiteral("connect to IOS"),
@@ -230,58 +220,36 @@ bool frmMain::Startup(SplashForm* splash) {
 }
 
 bool frmMain::LoadSettings() {
-  settings_ = std::make_unique<IOSSelectedDahs>(&services_.clock);
-  if (!settings_->Load(*this, dahsId_)) {
+  if (!session_->LoadSettings(dahsId_)) {
     return false;
   }
   setWindowTitle(QString::fromLatin1(ProgramTitle) + QStringLiteral(" - ") +
-                 settings_->DahsCompleteName());
+                 session_->Settings()->DahsCompleteName());
   return true;
 }
 
 void frmMain::SetupDeviceManager() {
-  SecuritySettings security{settings_->SiteID(),
-                            settings_->LanguageID(),
-                            settings_->SqlConnectionString_Config(),
-                            settings_->SqlConnectionString_Alarms(),
-                            QString::fromLatin1(ProgramTitle),
-                            QString::number(winId())};
-  privilegeGate_ =
-      std::make_unique<SecurityPrivilegeGate>(services_.prompter, services_.clock, *this, security);
-  devicesModel_ = new KeyedListModel(this);
+  session_->SetupDevices(QString::number(winId()));
+  devicesModel_ = session_->DevicesModel();
   devicesModel_->SetCoalescing(true);  // one repaint per socket arrival
-  devices_ = std::make_unique<DeviceListviewManager>();
-  devices_->Setup(*this, *this, *devicesModel_);
-  // The controller's poll-all hook reaches the device operations created just below.
-  edit_ = new EditModeController(services_.prompter, *privilegeGate_, *this,
-                                 QString::fromLatin1(ProgramTitle),
-                                 {[this] { return devices_->AnyDevicesAreInRandomMode(); },
-                                  [this] { deviceOps_->PollAll(0); }},
-                                 this);
-  deviceOps_ = std::make_unique<DeviceOperations>(
-      *devices_, DeviceOperationServices{edit_, privilegeGate_.get(), &services_.prompter, this,
-                                         QString::fromLatin1(ProgramTitle), settings_->SiteID(),
-                                         &journal_->Journal()});
+  edit_ = session_->EditMode();
   connect(edit_, &EditModeController::EditModeChanged, this, &frmMain::OnEditModeChanged);
   tabs_->AddPage(QStringLiteral("Devices"), QStringLiteral("Devices"),
-                 new DevicesPage(*devicesModel_, *deviceOps_));
+                 new DevicesPage(*devicesModel_, *session_->DeviceOps()));
 }
 
 void frmMain::SetupQueueManager() {
-  queuesModel_ = new KeyedListModel(this);
+  session_->SetupQueues();
+  queuesModel_ = session_->QueuesModel();
   queuesModel_->SetCoalescing(true);  // one repaint per socket arrival
-  queues_ = std::make_unique<QueueListviewManager>();
-  queues_->Setup(*this, *this, *queuesModel_);
-  queues_->SetJournal(&journal_->Journal());
   tabs_->AddPage(QStringLiteral("Queues"), QStringLiteral("Queues"),
-                 new QueuesPage(*queuesModel_, *queues_));
+                 new QueuesPage(*queuesModel_, session_->Queues()));
 }
 
 void frmMain::SetupBlockManager() {
-  blocksModel_ = new KeyedListModel(this);
+  session_->SetupBlocks();
+  blocksModel_ = session_->BlocksModel();
   blocksModel_->SetCoalescing(true);  // one repaint per socket arrival
-  blocks_ = std::make_unique<BlockListviewManager>();
-  blocks_->Setup(*this, *this, *blocksModel_);
   tabs_->AddPage(QStringLiteral("Blocks"), QStringLiteral("Blocks"), new BlocksPage(*blocksModel_));
 }
 
@@ -291,45 +259,38 @@ void frmMain::SetupChannelManager() {
   ChannelPageServices services;
   services.sink = this;
   services.prompter = &services_.prompter;
-  services.configs = configs_.get();
+  services.configs = &session_->Configs();
   services.appTitle = QString::fromLatin1(ProgramTitle);
   channels_->Setup(services, *channelsModel_, 0);
   channelsPage_ = new ChannelsPage(*channelsModel_);
   tabs_->AddPage(QStringLiteral("Channels/Addresses"), QStringLiteral("Channels"), channelsPage_);
   ConnectChannelToolbar();
   SetupWatchOperations();
-  tick_ = std::make_unique<ChannelUpdateTick>(*dbil_, settings_->SqlConnectionString_Realtime(),
+  tick_ = std::make_unique<ChannelUpdateTick>(*session_->Dbil(),
+                                              session_->Settings()->SqlConnectionString_Realtime(),
                                               channels_.get(), services_.clock, *this, *this);
   auto raise = [this](std::int32_t type, const QString& text) { RaiseMsg(type, text); };
-  readWorker_ = std::make_unique<DatabaseWorker>(settings_->SiteID(), settings_->LanguageID(),
-                                                 settings_->Connections(), raise);
+  const IOSSelectedDahs& settings = *session_->Settings();
+  readWorker_ = std::make_unique<DatabaseWorker>(settings.SiteID(), settings.LanguageID(),
+                                                 settings.Connections(), raise);
   tick_->SetWorker(readWorker_.get());
-  writeWorker_ = std::make_unique<DatabaseWorker>(settings_->SiteID(), settings_->LanguageID(),
-                                                  settings_->Connections(), raise);
+  writeWorker_ = std::make_unique<DatabaseWorker>(settings.SiteID(), settings.LanguageID(),
+                                                  settings.Connections(), raise);
   writeProgress_ = std::make_unique<WriteProgressDialog>(this);
-  valueWriter_->SetWorker(writeWorker_.get(), writeProgress_.get());
+  session_->ValueWriter()->SetWorker(writeWorker_.get(), writeProgress_.get());
   SetupTrends();
-  IosLinkSettings link;
-  link.dahsId = settings_->DahsID();
-  link.receiveBufferCap = commandLine_.receiveBufferCap;
-  link.lookupValue = [this](const QString& key, const QString& def) {
-    return dbil_->LookupValue(key, def);
-  };
-  if (!services_.iosHost.isEmpty()) {
-    link.hostName = [host = services_.iosHost] { return host; };
-  }
-  link_ = new IosConnection(*this, link, this);
-  link_->SetEventHandlers(this);
-  connect(link_, &IosConnection::BytesReceivedPanelChanged, this,
+  connect(session_, &SiteSession::LinkPanelChanged, this,
           [this](const QString& text) { panels_->SetText(PanelKey::BytesReceived, text); });
+  session_->SetupLink();
 }
 
 void frmMain::AddRemainingPages() {
-  bulkWritesPage_ = new BulkWritesPage({*configs_, *valueWriter_, *edit_, *this, services_.prompter,
-                                        QString::fromLatin1(ProgramTitle)});
-  calHdr_ = new CalHdrFrame(*configs_,
-                            {*edit_, *valueWriter_, *this, services_.prompter, services_.clock,
-                             QString::fromLatin1(ProgramTitle)},
+  bulkWritesPage_ =
+      new BulkWritesPage({session_->Configs(), *session_->ValueWriter(), *edit_, *this,
+                          services_.prompter, QString::fromLatin1(ProgramTitle)});
+  calHdr_ = new CalHdrFrame(session_->Configs(),
+                            {*edit_, *session_->ValueWriter(), *this, services_.prompter,
+                             services_.clock, QString::fromLatin1(ProgramTitle)},
                             bulkWritesPage_);
   bulkWritesPage_->AddFrame(calHdr_);
   tabs_->AddPage(QStringLiteral("Bulk Writes"), QString(), bulkWritesPage_);
@@ -338,7 +299,7 @@ void frmMain::AddRemainingPages() {
                  NotePage(QStringLiteral("I/O audits are not available at this site: the audit "
                                          "control is not installed.")));
   settingsPage_ = new IOSSettingsPage(*this, *this);
-  settingsPage_->SetJournal(&journal_->Journal());
+  settingsPage_->SetJournaledSender(&session_->JournaledOut());
   tabs_->AddPage(QStringLiteral("IOS Settings"), QString(), settingsPage_);
 }
 

@@ -2,12 +2,13 @@
 // File > Read All Data and Export List routed to the watch operations, which exist once the channel
 // page does.
 
-#include "app/EditModeController.h"
 #include "app/MainMenus.h"
 #include "app/TabFrames.h"
 #include "app/frmMain.h"
 #include "journal/ui/JournalFeature.h"
 #include "platform/ListExport.h"
+#include "session/EditModeController.h"
+#include "session/SiteSession.h"
 #include "trends/TrendRecorder.h"
 #include "trends/ui/TrendWindow.h"
 #include "views/ChannelListviewManager.h"
@@ -52,12 +53,12 @@ void frmMain::ConnectWatchMenus() {
 void frmMain::SetupWatchOperations() {
   const QString title = QString::fromLatin1(ProgramTitle);
   changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
-      ChangeValueServices{*configs_, *valueWriter_, *this, services_.prompter, title,
-                          &journal_->Journal()},
+      ChangeValueServices{session_->Configs(), *session_->ValueWriter(), *this, services_.prompter,
+                          title, &session_->JournaledOut()},
       this);
   AddChannelWatchSources sources;
-  sources.configs = configs_.get();
-  sources.blocks = blocks_.get();
+  sources.configs = &session_->Configs();
+  sources.blocks = &session_->Blocks();
   sources.blocksModel = blocksModel_;
   sources.prompter = &services_.prompter;
   sources.appTitle = title;

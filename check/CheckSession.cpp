@@ -1,8 +1,8 @@
 #include "check/CheckSession.h"
 
-#include "journal/JournalForwarder.h"
-
 #include "ioslink/IosConnection.h"
+#include "journal/JournalForwarder.h"
+#include "journal/OperationJournal.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -50,88 +50,30 @@ CheckSession::CheckSession(ConsolePrompter& prompter, const IClock& clock, std::
     : QObject(parent), prompter_(prompter), clock_(clock), log_(log) {}
 
 CheckSession::~CheckSession() {
-  if (link_ != nullptr) {
-    link_->SetEventHandlers(nullptr);
-  }
-  // A run is short: its entries go to the shared journal before the program ends (what cannot
-  // go waits in the outbox for the next program that forwards it).
-  if (journal_ != nullptr && journal_->Forwarder() != nullptr) {
-    journal_->Forwarder()->SendNow();
+  if (session_ != nullptr) {
+    session_->Teardown();
+    // A run is short: its entries go to the shared journal before the program ends (what
+    // cannot go waits in the journaled for the next program that forwards it).
+    if (JournalForwarder* forwarder = session_->Journal().Forwarder()) {
+      forwarder->SendNow();
+    }
   }
 }
 
 bool CheckSession::Start(std::int32_t dahsId, QString* error, const QString& iosHost) {
-  settings_ = std::make_unique<IOSSelectedDahs>(&clock_);
-  if (!settings_->Load(*this, dahsId)) {
-    *error = QStringLiteral("TELM-0005: can't load settings from Halvo INI file.");
-    return false;
-  }
-  if (!SetupDatabase(error)) {
-    return false;
-  }
-  SetupManagers();
-  IosLinkSettings link;
-  link.dahsId = settings_->DahsID();
-  link.lookupValue = [this](const QString& key, const QString& def) {
-    return dbil_->LookupValue(key, def);
-  };
-  if (!iosHost.isEmpty()) {
-    link.hostName = [iosHost] { return iosHost; };
-  }
-  link_ = new IosConnection(*this, link, this);
-  link_->SetEventHandlers(this);
-  connect(link_, &IosConnection::BytesReceivedPanelChanged, this, &CheckSession::OnLinkPanel);
-  link_->ConnectToIOS();
-  return true;
-}
-
-bool CheckSession::SetupDatabase(QString* error) {
-  dbil_ = new H5DBIL(this);
-  connect(dbil_, &H5DBIL::Message, this, &CheckSession::RaiseMsg);
-  writer_ = std::make_unique<ChannelValueWriter>(*dbil_, *this);
-  const OperationJournal::Place place =
-      OperationJournal::Choose(journalFile_, settings_->JournalConnection());
-  journal_ = new OperationJournal(place.file, {settings_->DahsID(), {}}, *this, clock_, this);
-  journal_->SetSharedJournal(place.server);
-  writer_->SetJournal(journal_, [this](std::int32_t id) {
-    const ChannelConfigInfo* c = configs_.Item(QString::number(id));
-    return c == nullptr ? QString() : c->Name;
-  });
-  if (!dbil_->SetSiteID(settings_->SiteID(), settings_->LanguageID(), settings_->Connections())) {
-    *error = QStringLiteral("TELM-0006: can't setup SiteID.");
-    return false;
-  }
-  if (!dbil_->TestConnectionsReadOnly()) {
-    *error = QStringLiteral("TELM-0007: can't connect (read-only) to database(s).");
-    return false;
-  }
-  if (!dbil_->TestConnectionsReadWrite()) {
-    *error = QStringLiteral("TELM-0008: can't connect (read-write) to database(s).");
-    return false;
-  }
-  return true;
-}
-
-void CheckSession::SetupManagers() {
-  devicesModel_ = new KeyedListModel(this);
-  queuesModel_ = new KeyedListModel(this);
-  blocksModel_ = new KeyedListModel(this);
-  devices_.Setup(*this, *this, *devicesModel_);
-  queues_.Setup(*this, *this, *queuesModel_);
-  blocks_.Setup(*this, *this, *blocksModel_);
-  configs_.ClearAllConfigInfo();
-  SecuritySettings security{settings_->SiteID(),
-                            settings_->LanguageID(),
-                            settings_->SqlConnectionString_Config(),
-                            settings_->SqlConnectionString_Alarms(),
-                            QString::fromLatin1(ProgramTitle),
-                            QString::number(QCoreApplication::applicationPid())};
-  privilegeGate_ = std::make_unique<SecurityPrivilegeGate>(prompter_, clock_, *this, security);
-  editGate_ = std::make_unique<GrantedEditGate>(*privilegeGate_, journal_);
-  deviceOps_ = std::make_unique<DeviceOperations>(
-      devices_,
-      DeviceOperationServices{editGate_.get(), privilegeGate_.get(), &prompter_, this,
-                              QString::fromLatin1(ProgramTitle), settings_->SiteID(), journal_});
+  session_ = new SiteSession(
+      {*this, prompter_, clock_, QString::fromLatin1(ProgramTitle), journalFile_, iosHost}, this);
+  session_->SetFaceHooks({{}, {}, [this] { NoteEvent(); }});
+  connect(session_, &SiteSession::LinkPanelChanged, this, &CheckSession::OnLinkPanel);
+  const bool started = session_->Assemble(
+      dahsId, QString::number(QCoreApplication::applicationPid()),
+      [this](IPrivilegeGate& gate) {
+        auto granted = std::make_unique<GrantedEditGate>(gate, &session_->Journal());
+        editGate_ = granted.get();
+        return granted;
+      },
+      error);
+  return started;
 }
 
 bool CheckSession::WaitForFullInfo(int timeoutMs) {
@@ -141,12 +83,13 @@ bool CheckSession::WaitForFullInfo(int timeoutMs) {
   // The I/O server sends no end marker: the information is complete once every kind has
   // arrived and nothing more came for a moment.
   bool refused = false;
+  IosConnection* link = session_->Link();
   const bool full = RunUntil(
       [&] {
         // A refused or failed connect leaves the socket closed without ever connecting.
-        refused = !connected_ && link_->SocketState() == 0;
-        return refused || (connected_ && filled(*devicesModel_) && filled(*queuesModel_) &&
-                           filled(*blocksModel_) && configs_.Count() > 0 && lastEvent_.isValid() &&
+        refused = !connected_ && link->SocketState() == 0;
+        return refused || (connected_ && filled(DevicesModel()) && filled(QueuesModel()) &&
+                           filled(BlocksModel()) && Configs().Count() > 0 && lastEvent_.isValid() &&
                            lastEvent_.elapsed() > 700);
       },
       timeoutMs);
@@ -160,68 +103,19 @@ void CheckSession::RaiseMsg(std::int32_t msgType, const QString& text) {
   }
 }
 
-void CheckSession::SendCommand(const QString& command) {
-  if (link_ != nullptr) {
-    link_->SendCommand(command);
-  }
-}
-
-void CheckSession::OnDeviceUpdate(xml::XmlElement event) {
-  devices_.UpdateOneItemInLsv(event);
-  NoteEvent();
-  bool numeric = false;
-  const std::int32_t id = xml::GetAttributeText(event, "DeviceID").toInt(&numeric);
-  if (!numeric) {
-    return;
-  }
-  DeviceState& state = deviceStates_[id];
-  if (const auto ok = xml::GetAttributeBoolean(event, "WatchdogStatusOk")) {
-    state.watchdogOk = ok;
-  }
-  if (const auto random = xml::GetAttributeBoolean(event, "GenerateRandomValues")) {
-    state.random = random;
-  }
-  if (xml::HasAttribute(event, "WatchdogStatusStr")) {
-    state.watchdogStatus = xml::GetAttributeText(event, "WatchdogStatusStr");
-  }
-  if (xml::HasAttribute(event, "FailoverStatus")) {
-    state.failoverStatus = xml::GetAttributeText(event, "FailoverStatus");
-  }
-}
-
 const DeviceState* CheckSession::Device(std::int32_t id) const {
-  const auto it = deviceStates_.constFind(id);
-  return it == deviceStates_.constEnd() ? nullptr : &*it;
+  return session_ == nullptr ? nullptr : session_->Plant().Device(id);
 }
 
 bool CheckSession::Reconnect(int timeoutMs) {
-  if (link_ == nullptr) {
+  IosConnection* link = session_ == nullptr ? nullptr : session_->Link();
+  if (link == nullptr) {
     return false;
   }
   if (!connected_) {
-    link_->ConnectToIOS();
+    link->ConnectToIOS();
   }
-  return RunUntil([this] { return connected_ || link_->SocketState() == 0; }, timeoutMs) &&
-         connected_;
-}
-void CheckSession::OnQueueUpdate(xml::XmlElement event) {
-  queues_.UpdateOneItemInLsv(event);
-  NoteEvent();
-}
-void CheckSession::OnBlockUpdate(xml::XmlElement event) {
-  blocks_.UpdateOneItemInLsv(event);
-  NoteEvent();
-}
-void CheckSession::OnChannelConfigFullUpdate() {
-  configs_.ClearAllConfigInfo();
-  NoteEvent();
-}
-void CheckSession::OnChannelConfigUpdate(xml::XmlElement event) {
-  configs_.UpdateConfigInfo(event);
-  NoteEvent();
-}
-void CheckSession::OnMessageEvent(std::int32_t msgType, const QString& text) {
-  RaiseMsg(msgType, text);
+  return RunUntil([&] { return connected_ || link->SocketState() == 0; }, timeoutMs) && connected_;
 }
 
 void CheckSession::OnLinkPanel(const QString& text) {

@@ -1,52 +1,36 @@
 #pragma once
 
-// Everything telmon-check needs of a site, built the way telmon builds it at start-up: the
-// selected DAHS's settings, the database interface with its connection tests, the device, queue
-// and block managers and the channel configuration records kept current by the I/O server's
-// events, the value writer, the device operations and the privilege gate. No window: the list
-// models are only read.
+// telmon-check's face on a site session: the same session the window shows (settings, database
+// interface with its connection tests, plant state with the device, queue and block managers,
+// channel configuration records, value writer, device operations, privilege gate), with edit
+// rights granted once per run and the session's messages collected. No window: the list models
+// are only read.
 
-#include "app/IOSSelectedDahs.h"
 #include "check/ConsolePrompter.h"
-#include "ioslink/ICommandSender.h"
-#include "ioslink/IosEventHandlers.h"
 #include "journal/OperationJournal.h"
 #include "platform/H5DBIL.h"
-#include "platform/SecurityPrivilegeGate.h"
+#include "session/IOSSelectedDahs.h"
+#include "session/SiteSession.h"
 #include "util/Clock.h"
 #include "util/IRaiseMsg.h"
-#include "views/BlockListviewManager.h"
-#include "views/ChannelConfigInfoManager.h"
-#include "views/DeviceListviewManager.h"
 #include "views/DeviceOperations.h"
 #include "views/IEditGate.h"
 #include "views/KeyedListModel.h"
-#include "views/QueueListviewManager.h"
 #include "watches/ChannelValueWriter.h"
 
 #include <QElapsedTimer>
-#include <QHash>
 #include <QObject>
 #include <QStringList>
 
 #include <cstdio>
 #include <memory>
 
-namespace telmon {
-class IosConnection;
-}
-
 namespace telmon::check {
 
 inline constexpr char ProgramTitle[] = "telmon-check";
 
-// A device's state as its last "DeviceUpdate" events gave it (attributes not sent stay empty).
-struct DeviceState {
-  std::optional<bool> watchdogOk;
-  std::optional<bool> random;
-  QString watchdogStatus;
-  QString failoverStatus;
-};
+// A device's state as its "DeviceUpdate" events so far give it.
+using DeviceState = DeviceRecord;
 
 // Edit rights for a run: granted once by the privilege gate before anything is sent.
 class GrantedEditGate final : public IEditGate {
@@ -66,10 +50,7 @@ class GrantedEditGate final : public IEditGate {
   QString account_;
 };
 
-class CheckSession : public QObject,
-                     public IRaiseMsg,
-                     public ICommandSender,
-                     public IIosEventHandlers {
+class CheckSession : public QObject, public IRaiseMsg {
   Q_OBJECT
 
  public:
@@ -87,29 +68,20 @@ class CheckSession : public QObject,
   bool Connected() const { return connected_; }
 
   void RaiseMsg(std::int32_t msgType, const QString& text) override;
-  void SendCommand(const QString& command) override;
 
-  void OnDeviceUpdate(xml::XmlElement event) override;
-  void OnQueueUpdate(xml::XmlElement event) override;
-  void OnBlockUpdate(xml::XmlElement event) override;
-  void OnChannelConfigFullUpdate() override;
-  void OnChannelConfigUpdate(xml::XmlElement event) override;
-  void OnChannelConfigBurstEnd() override {}
-  void OnIOSSettingsUpdate(xml::XmlElement) override {}
-  void OnMessageEvent(std::int32_t msgType, const QString& text) override;
-
-  const IOSSelectedDahs& Settings() const { return *settings_; }
-  H5DBIL& Dbil() { return *dbil_; }
-  ChannelConfigInfoManager& Configs() { return configs_; }
-  DeviceListviewManager& Devices() { return devices_; }
-  KeyedListModel& DevicesModel() { return *devicesModel_; }
-  KeyedListModel& QueuesModel() { return *queuesModel_; }
-  KeyedListModel& BlocksModel() { return *blocksModel_; }
-  ChannelValueWriter& Writer() { return *writer_; }
-  DeviceOperations& DeviceOps() { return *deviceOps_; }
+  SiteSession& Session() { return *session_; }
+  const IOSSelectedDahs& Settings() const { return *session_->Settings(); }
+  H5DBIL& Dbil() { return *session_->Dbil(); }
+  ChannelConfigInfoManager& Configs() { return session_->Configs(); }
+  DeviceListviewManager& Devices() { return session_->Devices(); }
+  KeyedListModel& DevicesModel() { return *session_->DevicesModel(); }
+  KeyedListModel& QueuesModel() { return *session_->QueuesModel(); }
+  KeyedListModel& BlocksModel() { return *session_->BlocksModel(); }
+  ChannelValueWriter& Writer() { return *session_->ValueWriter(); }
+  DeviceOperations& DeviceOps() { return *session_->DeviceOps(); }
   GrantedEditGate& EditGate() { return *editGate_; }
   // What the run changes is journaled here, as telmon journals the same operations.
-  OperationJournal& Journal() { return *journal_; }
+  OperationJournal& Journal() { return session_->Journal(); }
   // Before Start: the journal file (empty: the user's own).
   void SetJournalFile(const QString& fileName) { journalFile_ = fileName; }
   ConsolePrompter& Prompts() { return prompter_; }
@@ -127,35 +99,19 @@ class CheckSession : public QObject,
   void Disconnected();
 
  private:
-  bool SetupDatabase(QString* error);
-  void SetupManagers();
   void OnLinkPanel(const QString& text);
   void NoteEvent() { lastEvent_.start(); }
 
   ConsolePrompter& prompter_;
   const IClock& clock_;
   std::FILE* log_;
-  std::unique_ptr<IOSSelectedDahs> settings_;
-  H5DBIL* dbil_ = nullptr;  // child
-  std::unique_ptr<ChannelValueWriter> writer_;
   QString journalFile_;
-  OperationJournal* journal_ = nullptr;
-  ChannelConfigInfoManager configs_;
-  DeviceListviewManager devices_;
-  QueueListviewManager queues_;
-  BlockListviewManager blocks_;
-  KeyedListModel* devicesModel_ = nullptr;  // children
-  KeyedListModel* queuesModel_ = nullptr;
-  KeyedListModel* blocksModel_ = nullptr;
-  std::unique_ptr<SecurityPrivilegeGate> privilegeGate_;
-  std::unique_ptr<GrantedEditGate> editGate_;
-  std::unique_ptr<DeviceOperations> deviceOps_;
-  IosConnection* link_ = nullptr;  // child
+  SiteSession* session_ = nullptr;       // child
+  GrantedEditGate* editGate_ = nullptr;  // the session's
   bool connected_ = false;
   bool everConnected_ = false;
   QElapsedTimer lastEvent_;
   QStringList messages_;
-  QHash<std::int32_t, DeviceState> deviceStates_;
 };
 
 // Runs the event loop until `done` holds or `timeoutMs` passes; returns `done()`.

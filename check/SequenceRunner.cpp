@@ -157,8 +157,9 @@ void SequenceRunner::CollectReports(StepResult& r, const QStringList& failureCod
 }
 
 void SequenceRunner::Force(const Step& step, StepResult& r) {
-  ChangeChanValueModel dialog({session_.Configs(), session_.Writer(), session_, session_.Prompts(),
-                               QString::fromLatin1(ProgramTitle), &session_.Journal()});
+  ChangeChanValueModel dialog({session_.Configs(), session_.Writer(), session_.Session(),
+                               session_.Prompts(), QString::fromLatin1(ProgramTitle),
+                               &session_.Session().JournaledOut()});
   dialog.SetChannelID(step.channel);
   if (step.wave && !dialog.WaveControlsEnabled()) {
     r.outcome = StepOutcome::Failed;
@@ -196,8 +197,8 @@ void SequenceRunner::Force(const Step& step, StepResult& r) {
 }
 
 void SequenceRunner::Write(const Step& step, StepResult& r) {
-  ChangeChanValuesModel dialog({session_.Configs(), session_.Writer(), session_, session_.Prompts(),
-                                QString::fromLatin1(ProgramTitle)});
+  ChangeChanValuesModel dialog({session_.Configs(), session_.Writer(), session_.Session(),
+                                session_.Prompts(), QString::fromLatin1(ProgramTitle)});
   dialog.SetChannelIDList(QLatin1Char('\t') + QString::number(step.channel));
   dialog.txtNewValue = step.value.value_or(QString());
   dialog.chkNullValue = step.isNull;

@@ -161,7 +161,7 @@ void IosConnection::DisconnectFromIOS() {
   }
 }
 
-void IosConnection::SendCommand(const QString& command) {
+SendOutcome IosConnection::SendCommand(const QString& command) {
   try {
     if (socket_->state() != QAbstractSocket::ConnectedState) {
       throw TelmonError(
@@ -172,8 +172,11 @@ void IosConnection::SendCommand(const QString& command) {
     if (socket_->write(command.toLatin1()) < 0) {
       throw TelmonError(SocketErrorNumber(socket_->error()), socket_->errorString());
     }
+    return {true, {}};
   } catch (...) {
-    ReportCaught("TELM-0027");
+    QString text = ErrorText("TELM-0027", CurrentErrorInfo());
+    Report(MsgType::Error, text);
+    return {false, std::move(text)};
   }
 }
 

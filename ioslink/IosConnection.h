@@ -62,9 +62,9 @@ class IosConnection : public QObject, public ICommandSender {
   void ConnectToIOS();
   // A local close: reports the socket state, but leaves the panel, counter and pending text.
   void DisconnectFromIOS();
-  // Sends the text as it is (Latin-1), without a terminator. Failures are reported, not
-  // returned: callers are not told.
-  void SendCommand(const QString& command) override;
+  // Sends the text as it is (Latin-1), without a terminator. A failure is reported (TELM-0027)
+  // and its message returned.
+  SendOutcome SendCommand(const QString& command) override;
   // Asks the IOS for full device, queue, block, settings and channel configuration info.
   void RequestFullRefresh();
 

@@ -9,38 +9,17 @@ namespace {
 const QString kForcedValue = QStringLiteral("ForcedValue");
 const QString kTriangleWave = QStringLiteral("TriangleWave");
 
-std::optional<std::int32_t> IdOf(xml::XmlElement event, const char* attribute) {
-  bool ok = false;
-  const std::int32_t id = xml::GetAttributeText(event, attribute).trimmed().toInt(&ok);
-  return ok ? std::optional<std::int32_t>(id) : std::nullopt;
-}
-
-// Writes the attribute's text into `target` when the event carries it.
-void TakeText(xml::XmlElement event, const char* attribute, QString& target) {
-  const QString text = xml::GetAttributeText(event, attribute);
-  if (!text.isEmpty()) {
-    target = text;
-  }
-}
-
 }  // namespace
 
 SiteStateModel::SiteStateModel(const IClock& clock, QObject* parent)
     : QObject(parent), clock_(clock) {}
 
-void SiteStateModel::OnDeviceUpdate(xml::XmlElement event) {
-  const std::optional<std::int32_t> id = IdOf(event, "DeviceID");
-  if (!id) {
-    return;
-  }
-  DeviceState& device = devices_[*id];
-  TakeText(event, "DeviceName", device.name);
-  TakeText(event, "WatchdogStatusStr", device.watchdogText);
-  // As on the Devices page, a device whose watchdog state is not reported counts as not OK.
-  device.watchdogOk = xml::GetAttributeBoolean(event, "WatchdogStatusOk").value_or(false);
-  if (const std::optional<bool> random = xml::GetAttributeBoolean(event, "GenerateRandomValues")) {
-    device.random = *random;
-  }
+void SiteStateModel::OnDeviceUpdate(const DeviceRecord& device) {
+  DeviceState& state = devices_[device.id];
+  state.name = device.name;
+  state.watchdogText = device.watchdogStatus;
+  state.watchdogOk = device.watchdogOk;
+  state.random = device.random.value_or(false);
   Q_EMIT Changed();
 }
 
@@ -49,17 +28,18 @@ void SiteStateModel::OnChannelConfigFullUpdate() {
   Q_EMIT Changed();
 }
 
-void SiteStateModel::OnChannelConfigUpdate(xml::XmlElement event) {
-  const std::optional<std::int32_t> id = IdOf(event, "ID");
-  if (!id) {
+void SiteStateModel::OnChannelConfigUpdate(const ChannelConfigInfo& channel) {
+  if (!channel.ID) {
     return;
   }
-  ChannelState& channel = channels_[*id];
-  TakeText(event, "Name", channel.name);
-  channel.dataSource = xml::GetAttributeText(event, "DataSource");
-  channel.min = xml::GetAttributeText(event, "OscillationMin");
-  channel.max = xml::GetAttributeText(event, "OscillationMax");
-  channel.period = xml::GetAttributeText(event, "OscillationPeriod");
+  ChannelState& state = channels_[*channel.ID];
+  if (!channel.Name.isEmpty()) {
+    state.name = channel.Name;
+  }
+  state.dataSource = channel.DataSource;
+  state.min = channel.OscillationMin;
+  state.max = channel.OscillationMax;
+  state.period = channel.OscillationPeriod;
   Q_EMIT Changed();
 }
 

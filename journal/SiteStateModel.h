@@ -1,6 +1,6 @@
 #pragma once
 
-// What is left changed on the selected DAHS, kept live from the events and the journal:
+// What is left changed on the selected DAHS, kept live from the plant state and the journal:
 // devices giving random values or whose watchdog is not OK ("DeviceUpdate"), channels whose
 // data source is "ForcedValue" or "TriangleWave" (channel configuration), channels written in
 // this run (the journal), and edit mode with the time it was last switched. Events naming a
@@ -8,7 +8,8 @@
 // counts, the name is shown when known.
 
 #include "journal/IOperationJournal.h"
-#include "util/UtilityXMLDOMFunctions.h"
+#include "views/ChannelConfigInfo.h"
+#include "views/PlantState.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -36,9 +37,11 @@ class SiteStateModel final : public QObject {
 
   explicit SiteStateModel(const IClock& clock, QObject* parent = nullptr);
 
-  void OnDeviceUpdate(xml::XmlElement event);
+  // A device's record after each of its events.
+  void OnDeviceUpdate(const DeviceRecord& device);
   void OnChannelConfigFullUpdate();
-  void OnChannelConfigUpdate(xml::XmlElement event);
+  // A channel's configuration record after each of its events.
+  void OnChannelConfigUpdate(const ChannelConfigInfo& channel);
   void OnJournalRecorded(const telmon::JournalEntry& entry,
                          const telmon::JournalOperation& operation);
   void SetEditMode(bool on);

@@ -82,7 +82,8 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
     // The channels met before the failure are written, as they would have been one by one.
     const ErrorInfo error = CurrentErrorInfo();
     services.writer.WriteChannelValueRecordsThen(
-        callerCode, std::move(values), [services, error](const ChannelWriteOutcome&) {
+        callerCode, std::move(values), QStringLiteral("Cal HDR write"),
+        [services, error](const ChannelWriteOutcome&) {
           services.sink.RaiseMsg(
               MsgType::Error,
               QStringLiteral("TELM-0066: %1, %2").arg(error.number).arg(error.description));
@@ -91,7 +92,8 @@ std::optional<int> WriteCalHdrChannels(const CalHdrGrid& grid,
   }
   const auto count = static_cast<int>(values.size());
   services.writer.WriteChannelValueRecordsThen(
-      callerCode, std::move(values), [services, count](const ChannelWriteOutcome& outcome) {
+      callerCode, std::move(values), QStringLiteral("Cal HDR write"),
+      [services, count](const ChannelWriteOutcome& outcome) {
         if (outcome.cancelled) {
           return;
         }

@@ -93,16 +93,12 @@ void IOSSettingsLogic::Send(const char* code, const char* command, const char* o
 
 void IOSSettingsLogic::SendJournaled(const QString& command, const QString& operation,
                                      const QString& value) {
-  sender_.SendCommand(command);
-  if (journal_ != nullptr && !echoingServer_) {
-    journal_->Record({operation,
-                      QStringLiteral("I/O server"),
-                      value,
-                      command,
-                      JournalOutcome::Sent,
-                      NoAccount,
-                      {}});
+  if (journaled_ == nullptr || echoingServer_) {
+    sender_.SendCommand(command);
+    return;
   }
+  journaled_->Send(command,
+                   {operation, QStringLiteral("I/O server"), value, {}, {}, NoAccount, {}});
 }
 
 void IOSSettingsLogic::OnRefreshSettings() { Send("TELM-0014", IOSSettingsCommands::GetSettings); }

@@ -5,7 +5,7 @@
 // The server owns every value; the page only sends commands and shows what the server reports
 // in "IOSSettingsUpdate".
 
-#include "journal/IOperationJournal.h"
+#include "journal/JournaledSender.h"
 #include "util/UtilityXMLDOMFunctions.h"
 
 #include <QString>
@@ -68,8 +68,9 @@ class IOSSettingsLogic {
   void OnIncreaseURP();
   void OnDecreaseURP();
   void OnRIDTextChanged(const QString& text);
-  // Journals every change sent to the server (not the requests for its settings).
-  void SetJournal(IOperationJournal* journal) { journal_ = journal; }
+  // Sends every change to the server through `journaled`, journaled (not the requests for its
+  // settings, nor the server's own values put back into the boxes).
+  void SetJournaledSender(JournaledSender* journaled) { journaled_ = journaled; }
 
  private:
   template <typename Action>
@@ -82,7 +83,7 @@ class IOSSettingsLogic {
   IIOSSettingsView& view_;
   ICommandSender& sender_;
   IRaiseMsg& sink_;
-  IOperationJournal* journal_ = nullptr;
+  JournaledSender* journaled_ = nullptr;
   bool echoingServer_ = false;
 };
 

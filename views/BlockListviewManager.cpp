@@ -31,73 +31,45 @@ const std::array<ListColumn, B::ColumnCount> kColumns = {{
     {QStringLiteral("Random"), 600, Qt::AlignLeft, {}},
 }};
 
-struct Cell {
-  int column;
-  const char* attribute;
-  bool boolean;
-};
-// Applied in this order; the response times are written maximum before minimum.
-constexpr std::array<Cell, 17> kCells = {{
-    {B::ColName, "BlockName", false},
-    {B::ColDevice, "DeviceID", false},
-    {B::ColDataType, "DataTypeName", false},
-    {B::ColAddress, "DataAddress", false},
-    {B::ColSize, "DataQty", false},
-    {B::ColRefreshInterval, "RefreshInterval", false},
-    {B::ColFastReadEnabled, "FastReadEnabled", false},
-    {B::ColDisabled, "Disabled", true},
-    {B::ColImplicitChannelID, "ImplicitChannelID", false},
-    {B::ColHDR, "IsHDRBlock", true},
-    {B::ColContainsWatchdog, "ContainsWatchdog", true},
-    {B::ColFailCount, "FailCount", false},
-    {B::ColLastReadTime, "LastReadTime", false},
-    {B::ColLastResponseTime, "LastResponseTime", false},
-    {B::ColMaxResponseTime, "MaxResponseTime", false},
-    {B::ColMinResponseTime, "MinResponseTime", false},
-    {B::ColRandom, "DeviceIsGenRandomValues", true},
-}};
-
-// Every cell's attribute name, in the order of kCells.
-constexpr std::array<const char*, kCells.size()> CellAttributes() {
-  std::array<const char*, kCells.size()> names{};
-  for (std::size_t i = 0; i < kCells.size(); ++i) {
-    names[i] = kCells[i].attribute;
-  }
-  return names;
-}
-constexpr std::array<const char*, kCells.size()> kCellAttributes = CellAttributes();
-
-constexpr std::size_t CellIndex(int column) {
-  for (std::size_t i = 0; i < kCells.size(); ++i) {
-    if (kCells[i].column == column) {
-      return i;
-    }
-  }
-  return kCells.size();
-}
-
-// The cells the row colour is worked out from, found once.
-constexpr std::size_t kDisabledCell = CellIndex(B::ColDisabled);
-constexpr std::size_t kFailCountCell = CellIndex(B::ColFailCount);
-constexpr std::size_t kRandomCell = CellIndex(B::ColRandom);
-static_assert(kDisabledCell < kCells.size() && kFailCountCell < kCells.size() &&
-              kRandomCell < kCells.size());
+// The column of each attribute, in the order of BlockEvent::Attribute; the response times are
+// written maximum before minimum.
+constexpr std::array<int, BlockEvent::AttributeCount> kCellColumns = {B::ColName,
+                                                                      B::ColDevice,
+                                                                      B::ColDataType,
+                                                                      B::ColAddress,
+                                                                      B::ColSize,
+                                                                      B::ColRefreshInterval,
+                                                                      B::ColFastReadEnabled,
+                                                                      B::ColDisabled,
+                                                                      B::ColImplicitChannelID,
+                                                                      B::ColHDR,
+                                                                      B::ColContainsWatchdog,
+                                                                      B::ColFailCount,
+                                                                      B::ColLastReadTime,
+                                                                      B::ColLastResponseTime,
+                                                                      B::ColMaxResponseTime,
+                                                                      B::ColMinResponseTime,
+                                                                      B::ColRandom};
 
 // Grey for disabled, red for failing (even when disabled), blue for random values only when
 // neither applies.
-ColorRef BlockColor(std::optional<bool> disabled, const QString& failCount,
-                    std::optional<bool> random) {
+ColorRef BlockColor(const BlockEvent& event) {
   ColorRef color = Colors::WindowText;
-  if (disabled == std::optional<bool>(true)) {
+  if (event.disabled == std::optional<bool>(true)) {
     color = Colors::LightGrey;
   }
-  if (ToDouble(failCount).value_or(0.0) > 0.0) {
+  if (event.failCount.value_or(0.0) > 0.0) {
     color = Colors::Red;
   }
-  if (random == std::optional<bool>(true) && color == Colors::WindowText) {
+  if (event.random == std::optional<bool>(true) && color == Colors::WindowText) {
     color = Colors::Blue;
   }
   return color;
+}
+
+constexpr bool IsBooleanCell(std::size_t i) {
+  return i == BlockEvent::Disabled || i == BlockEvent::IsHDRBlock ||
+         i == BlockEvent::ContainsWatchdog || i == BlockEvent::DeviceIsGenRandomValues;
 }
 
 }  // namespace
@@ -111,32 +83,39 @@ void BlockListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   if (lsv_ == nullptr) {
     return;
   }
+  Apply(BlockEvent::Parse(event));
+}
+
+const BlockRecord* BlockListviewManager::Apply(const BlockEvent& event) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  Show(event);
+  return plant_->Apply(event);
+}
+
+void BlockListviewManager::Show(const BlockEvent& event) {
   KeyedListModel::Batch batch(*lsv_);
-  const RowRef row = PrepareRow(event);
-  const xml::AttributeTable attributes(event, kCellAttributes);
-  std::array<std::optional<bool>, kCells.size()> booleans{};
-  for (std::size_t i = 0; i < kCells.size(); ++i) {
-    if (kCells[i].boolean) {
-      booleans[i] = WriteBoolean(row, kCells[i].column, attributes, i);
-    } else {
-      WriteText(row, kCells[i].column, attributes, i);
+  const RowRef row = PrepareRow(event.Attributes(), BlockEvent::IdIndex);
+  const xml::AttributeTable& attributes = event.Attributes();
+  for (std::size_t i = 0; i < kCellColumns.size(); ++i) {
+    if (const std::optional<bool> flag = event.BooleanOf(static_cast<BlockEvent::Attribute>(i))) {
+      lsv_->SetSubItem(row, kCellColumns[i], BooleanText(*flag));
+    } else if (!IsBooleanCell(i)) {
+      WriteText(row, kCellColumns[i], attributes, i);
     }
   }
-  ApplyColor(row, BlockColor(booleans[kDisabledCell], attributes.Text(kFailCountCell),
-                             booleans[kRandomCell]));
+  ApplyColor(row, BlockColor(event));
 }
 
 bool BlockListviewManager::IsHDRBlock(std::int32_t blockId) const {
-  return ToBoolean(GetBlockSubItemText(blockId, ColHDR)).value_or(false);
+  const BlockRecord* block = plant_->Block(blockId);
+  return block != nullptr && block->hdr.value_or(false);
 }
 
 bool BlockListviewManager::IsBlockDisabled(std::int32_t blockId) const {
-  return ToBoolean(GetBlockSubItemText(blockId, ColDisabled)).value_or(false);
-}
-
-QString BlockListviewManager::GetBlockSubItemText(std::int32_t blockId, int column) const {
-  const RowRef row = FindRowForId(QString::number(blockId));
-  return row == nullptr ? QString() : lsv_->SubItem(row, column);
+  const BlockRecord* block = plant_->Block(blockId);
+  return block != nullptr && block->disabled.value_or(false);
 }
 
 }  // namespace telmon

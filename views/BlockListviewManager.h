@@ -2,7 +2,7 @@
 
 // The Blocks page: one row per address block, kept current by "BlockUpdate" events, in the
 // order in which each block first appeared. It also answers whether a block is an HDR block or
-// disabled, from what its row shows.
+// disabled, from the plant state its events went into.
 
 #include "views/ListviewManagerBase.h"
 
@@ -38,12 +38,15 @@ class BlockListviewManager final : public ListviewManagerBase {
   BlockListviewManager();
 
   void UpdateOneItemInLsv(xml::XmlElement event) override;
-  // False for a block not on the page or whose cell is not a Boolean.
+  // One event already read: into the plant state, then onto the page.
+  const BlockRecord* Apply(const BlockEvent& event);
+  // False for a block not on the page or never reported with a Boolean.
   bool IsHDRBlock(std::int32_t blockId) const;
   bool IsBlockDisabled(std::int32_t blockId) const;
 
  private:
-  QString GetBlockSubItemText(std::int32_t blockId, int column) const;
+  void Show(const BlockEvent& event);
+  void ClearPlant() override { plant_->ClearBlocks(); }
 };
 
 }  // namespace telmon

@@ -25,12 +25,16 @@ void ChannelConfigInfoManager::ClearAllConfigInfo() {
   records_.clear();
 }
 
-void ChannelConfigInfoManager::UpdateConfigInfo(xml::XmlElement event) {
-  const QString key = KeyFor(xml::GetAttributeText(event, "ID"));
+const ChannelConfigInfo& ChannelConfigInfoManager::UpdateConfigInfo(xml::XmlElement event) {
+  const QString id = xml::GetAttributeText(event, "ID");
+  const QString key = KeyFor(id);
   ChannelConfigInfo* record = byKey_.value(key, nullptr);
   if (record == nullptr) {
     auto created = std::make_unique<ChannelConfigInfo>();
     created->Key = key;
+    bool numeric = false;
+    const std::int32_t number = id.trimmed().toInt(&numeric);
+    created->ID = numeric ? std::optional<std::int32_t>(number) : std::nullopt;
     record = created.get();
     records_.push_back(std::move(created));
     byKey_.insert(key, record);
@@ -47,6 +51,7 @@ void ChannelConfigInfoManager::UpdateConfigInfo(xml::XmlElement event) {
   record->OscillationMin = text("OscillationMin");
   record->OscillationMax = text("OscillationMax");
   record->OscillationPeriod = text("OscillationPeriod");
+  return *record;
 }
 
 const ChannelConfigInfo* ChannelConfigInfoManager::Item(const QString& idOrKey) const {

@@ -24,8 +24,8 @@ class ChannelConfigInfoManager {
   // Creates or overwrites the record of a "ChannelConfigUpdate" event: every field is
   // replaced, an absent attribute giving an empty field. Throws a type mismatch when
   // "DeviceID" is not an integer; the record has then been created and named, and keeps its
-  // other old values.
-  void UpdateConfigInfo(xml::XmlElement event);
+  // other old values. Returns the record.
+  const ChannelConfigInfo& UpdateConfigInfo(xml::XmlElement event);
   // The record for a channel ID or key; null when unknown.
   const ChannelConfigInfo* Item(const QString& idOrKey) const;
   // Records in insertion order.

@@ -189,7 +189,7 @@ void ChannelListviewManager::AddLsvRowsForBlockIDListValue(const QVariant& block
     }
     AddLsvRowsForBlockIDList(ids);
   } catch (...) {
-    Report("TELM-0054");
+    Report("TELM-9003");
   }
 }
 

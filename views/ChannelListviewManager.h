@@ -66,7 +66,7 @@ class ChannelListviewManager {
   void AddLsvRowsForBlockIDList(const std::vector<std::int32_t>& blockIds);
   // The same for a loosely typed argument: a list of block IDs is added as above; anything
   // else (the add-channel dialog's joined text, for one) is a type mismatch, reported as
-  // TELM-0054 with no row added.
+  // TELM-9003 with no row added.
   void AddLsvRowsForBlockIDListValue(const QVariant& blockIds);
 
   KeyedListModel* Lsv() const { return lsv_; }

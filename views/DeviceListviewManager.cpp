@@ -24,21 +24,6 @@ const std::array<ListColumn, DeviceListviewManager::ColumnCount> kColumns = {{
     {QStringLiteral("Recent Clock"), 1930, Qt::AlignRight, {}},
 }};
 
-struct TextColumn {
-  int column;
-  const char* attribute;
-};
-constexpr std::array<TextColumn, 8> kTextColumns = {{
-    {DeviceListviewManager::ColName, "DeviceName"},
-    {DeviceListviewManager::ColDriver, "DriverName"},
-    {DeviceListviewManager::ColPLCType, "PLCType"},
-    {DeviceListviewManager::ColConnection, "Connection"},
-    {DeviceListviewManager::ColPortTarget, "PortName"},
-    {DeviceListviewManager::ColWatchdogTimeout, "WatchdogTimeout"},
-    {DeviceListviewManager::ColWatchdogStatus, "WatchdogStatusStr"},
-    {DeviceListviewManager::ColFailoverStatus, "FailoverStatus"},
-}};
-
 }  // namespace
 
 DeviceListviewManager::DeviceListviewManager()
@@ -50,22 +35,40 @@ void DeviceListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   if (lsv_ == nullptr) {
     return;
   }
+  Apply(DeviceEvent::Parse(event));
+}
+
+const DeviceRecord* DeviceListviewManager::Apply(const DeviceEvent& event) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  Show(event);
+  return plant_->Apply(event);
+}
+
+void DeviceListviewManager::Show(const DeviceEvent& event) {
   KeyedListModel::Batch batch(*lsv_);
-  const RowRef row = PrepareRow(event);
-  // A device whose watchdog state is not reported counts as faulty.
+  const RowRef row = PrepareRowFor(event.idText);
   ColorRef color = Colors::WindowText;
-  if (xml::GetAttributeBoolean(event, "WatchdogStatusOk") != std::optional<bool>(true)) {
+  if (!event.WatchdogOk()) {
     color = Colors::Red;
-  } else if (xml::GetAttributeBoolean(event, "GenerateRandomValues") == std::optional<bool>(true)) {
+  } else if (event.random == std::optional<bool>(true)) {
     color = Colors::Blue;
   }
-  for (const TextColumn& entry : kTextColumns) {
-    WriteText(row, entry.column, event, entry.attribute);
+  WriteText(row, ColName, event.name);
+  WriteText(row, ColDriver, event.driver);
+  WriteText(row, ColPLCType, event.plcType);
+  WriteText(row, ColConnection, event.connection);
+  WriteText(row, ColPortTarget, event.portName);
+  WriteText(row, ColWatchdogTimeout, event.watchdogTimeoutText);
+  WriteText(row, ColWatchdogStatus, event.watchdogStatus);
+  WriteText(row, ColFailoverStatus, event.failoverStatus);
+  if (event.random) {
+    lsv_->SetSubItem(row, ColRandom, BooleanText(*event.random));
   }
-  WriteBoolean(row, ColRandom, event, "GenerateRandomValues");
   // Unlike every other cell, the clock is blanked to "n/a" by an event that omits it.
-  const QString clock = xml::GetAttributeText(event, "RecentClock");
-  lsv_->SetSubItem(row, ColRecentClock, clock.isEmpty() ? QStringLiteral("n/a") : clock);
+  lsv_->SetSubItem(row, ColRecentClock,
+                   event.recentClock.isEmpty() ? QStringLiteral("n/a") : event.recentClock);
   ApplyColor(row, color);
 }
 

@@ -31,6 +31,9 @@ class DeviceListviewManager final : public ListviewManagerBase {
   DeviceListviewManager();
 
   void UpdateOneItemInLsv(xml::XmlElement event) override;
+  // One event already read: into the plant state, then onto the page. The device's record
+  // after it; null for an event whose ID is not a number (its row is still shown).
+  const DeviceRecord* Apply(const DeviceEvent& event);
   bool AnyDevicesAreInRandomMode() const;
   // Each command returns the text it sent. The per-device operations send nothing (and return
   // an empty text) when no row is selected, and throw a type mismatch when the selected row's
@@ -47,6 +50,8 @@ class DeviceListviewManager final : public ListviewManagerBase {
   std::int32_t GetSelectedDeviceID() const;
 
  private:
+  void Show(const DeviceEvent& event);
+  void ClearPlant() override { plant_->ClearDevices(); }
   // The selected device's ID; empty when no row is selected.
   std::optional<std::int32_t> SelectedId() const;
   QString SendSelected(const std::function<QString(std::int32_t)>& command);

@@ -23,8 +23,9 @@ void DeviceOperations::PollAll(int index) {
   if (!PassEditGate()) {
     return;
   }
-  Journal(RandomModeOperation(index, true), QStringLiteral("all devices"), QString(),
-          devices_.SetRandomModeForAllDevices(index == 1));
+  const JournaledSender::Scope scope =
+      Journaled(RandomModeOperation(index, true), QStringLiteral("all devices"), QString());
+  devices_.SetRandomModeForAllDevices(index == 1);
 }
 
 void DeviceOperations::PollSelected(int index) {
@@ -33,8 +34,9 @@ void DeviceOperations::PollSelected(int index) {
   }
   try {
     const QString target = devices_.SelectedDeviceText();
-    Journal(RandomModeOperation(index, false), target, QString(),
-            devices_.SetRandomModeForSelectedDevice(index == 1));
+    const JournaledSender::Scope scope =
+        Journaled(RandomModeOperation(index, false), target, QString());
+    devices_.SetRandomModeForSelectedDevice(index == 1);
   } catch (...) {
     // The placeholder row is selected: nothing is sent. The random/poll buttons own no
     // message code, so the failure is reported without one.
@@ -68,8 +70,11 @@ void DeviceOperations::ChangeIPAddress() {
       return;
     }
     // The IOS validates the address; whatever was typed is sent.
-    Journal(QStringLiteral("Change IP address"), devices_.SelectedDeviceText(), *address,
-            devices_.SetIPAddressForSelectedDevice(*address));
+    {
+      const JournaledSender::Scope scope =
+          Journaled(QStringLiteral("Change IP address"), devices_.SelectedDeviceText(), *address);
+      devices_.SetIPAddressForSelectedDevice(*address);
+    }
     ShowBox(
         QStringLiteral("Restart Halvo I/O Service 5 for the new IP address to take effect.") +
             kCrLf + kCrLf +
@@ -86,8 +91,9 @@ void DeviceOperations::SetClock() {
   try {
     if (HasSelection()) {
       account_ = NoAccount;
-      Journal(QStringLiteral("Set clock"), devices_.SelectedDeviceText(), QString(),
-              devices_.SetClockForSelectedDevice());
+      const JournaledSender::Scope scope =
+          Journaled(QStringLiteral("Set clock"), devices_.SelectedDeviceText(), QString());
+      devices_.SetClockForSelectedDevice();
     }
   } catch (...) {
     ReportFailure("TELM-0004");
@@ -106,8 +112,9 @@ void DeviceOperations::EraseHDR() {
             QStringLiteral("Are you sure you want to erase all historical data in this device?") +
                 kCrLf + kCrLf + QStringLiteral("This operation cannot be undone."),
             PromptIcon::Critical)) {
-      Journal(QStringLiteral("Erase HDR"), devices_.SelectedDeviceText(), QString(),
-              devices_.EraseHDRForSelectedDevice());
+      const JournaledSender::Scope scope =
+          Journaled(QStringLiteral("Erase HDR"), devices_.SelectedDeviceText(), QString());
+      devices_.EraseHDRForSelectedDevice();
     }
   } catch (...) {
     ReportFailure("TELM-0002");
@@ -122,8 +129,9 @@ void DeviceOperations::Failover() {
       return;
     }
     if (Confirm(QStringLiteral("Do a failover?"), PromptIcon::Exclamation)) {
-      Journal(QStringLiteral("Failover"), devices_.SelectedDeviceText(), QString(),
-              devices_.FailoverSelectedDevice());
+      const JournaledSender::Scope scope =
+          Journaled(QStringLiteral("Failover"), devices_.SelectedDeviceText(), QString());
+      devices_.FailoverSelectedDevice();
     }
   } catch (...) {
     ReportFailure("TELM-0003");
@@ -189,12 +197,10 @@ void DeviceOperations::ReportFailure(const char* code) {
                            ListError::CurrentFailureText(QString::fromLatin1(code)));
 }
 
-void DeviceOperations::Journal(const QString& operation, const QString& targets,
-                               const QString& value, const QString& command) {
-  if (services_.journal != nullptr && !command.isEmpty()) {
-    services_.journal->Record(
-        {operation, targets, value, command, JournalOutcome::Sent, account_, {}});
-  }
+JournaledSender::Scope DeviceOperations::Journaled(const QString& operation, const QString& targets,
+                                                   const QString& value) {
+  return JournaledSender::Journaled(services_.journaled,
+                                    {operation, targets, value, {}, {}, account_, {}});
 }
 
 }  // namespace telmon

@@ -4,7 +4,7 @@
 // privilege gate, ask what must be asked, then let the device manager send the command. No
 // button waits for the IOS; its answer arrives as later device updates.
 
-#include "journal/IOperationJournal.h"
+#include "journal/JournaledSender.h"
 #include "platform/PrivilegeGate.h"
 #include "platform/Prompter.h"
 #include "util/IRaiseMsg.h"
@@ -50,8 +50,9 @@ struct DeviceOperationServices {
   Prompter* prompter = nullptr;
   IRaiseMsg* sink = nullptr;
   QString appTitle;
-  QString siteId;                        // named in the "no device" notice
-  IOperationJournal* journal = nullptr;  // none: nothing is journaled
+  QString siteId;  // named in the "no device" notice
+  // The device manager's sender, journaling each command; none: nothing is journaled.
+  JournaledSender* journaled = nullptr;
 };
 
 class DeviceOperations {
@@ -81,9 +82,10 @@ class DeviceOperations {
   bool Confirm(const QString& text, PromptIcon icon);
   void ShowBox(const QString& text, PromptIcon icon);
   void ReportFailure(const char* code);
-  // Journals a command that was sent; an empty command (nothing selected) is not journaled.
-  void Journal(const QString& operation, const QString& targets, const QString& value,
-               const QString& command);
+  // The operation the manager's next command is journaled as; nothing is journaled when no
+  // command leaves the manager (nothing selected).
+  JournaledSender::Scope Journaled(const QString& operation, const QString& targets,
+                                   const QString& value);
 
   DeviceListviewManager& devices_;
   DeviceOperationServices services_;

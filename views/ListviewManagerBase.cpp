@@ -22,6 +22,7 @@ void ListviewManagerBase::Teardown() {
 }
 
 void ListviewManagerBase::InitializeLsv() {
+  ClearPlant();
   if (lsv_ == nullptr) {
     return;
   }
@@ -55,7 +56,40 @@ void ListviewManagerBase::UpdateLsv(const QString& xmlText) {
   }
 }
 
+ListviewManagerBase::RowRef ListviewManagerBase::PrepareRowFor(const QString& id) {
+  return RowForKey(id + QLatin1Char('K'));
+}
+
 ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement event) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  const std::array<const char*, 1> idName = {traits_.idAttribute};
+  return PrepareRow(xml::AttributeTable(event, idName), 0);
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(const xml::AttributeTable& attributes,
+                                                            std::size_t idIndex) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
+  QString key;
+  const std::optional<QByteArrayView> id = attributes.InPlace(idIndex);
+  if (id && std::all_of(id->begin(), id->end(), [](char c) { return (c & 0x80) == 0; })) {
+    key = QString(id->size() + 1, Qt::Uninitialized);
+    QChar* out = key.data();
+    for (const char c : *id) {
+      *out++ = QLatin1Char(c);
+    }
+    *out = QLatin1Char('K');
+  } else {
+    key = attributes.Text(idIndex) + QLatin1Char('K');
+  }
+  return RowForKey(key);
+}
+
+ListviewManagerBase::RowRef ListviewManagerBase::RowForKey(const QString& key) {
   if (lsv_ == nullptr) {
     return nullptr;
   }
@@ -66,21 +100,6 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   if (first != nullptr && lsv_->Text(first) == QLatin1String(traits_.placeholder)) {
     lsv_->ClearRows();
   }
-  // The key "<ID>K" is made in one allocation: this runs for every event of a busy page.
-  const std::array<const char*, 1> idName = {traits_.idAttribute};
-  const xml::AttributeTable attributes(event, idName);
-  QString key;
-  const std::optional<QByteArrayView> id = attributes.InPlace(0);
-  if (id && std::all_of(id->begin(), id->end(), [](char c) { return (c & 0x80) == 0; })) {
-    key = QString(id->size() + 1, Qt::Uninitialized);
-    QChar* out = key.data();
-    for (const char c : *id) {
-      *out++ = QLatin1Char(c);
-    }
-    *out = QLatin1Char('K');
-  } else {
-    key = attributes.Text(0) + QLatin1Char('K');
-  }
   RowRef row = lsv_->FindKey(key);
   if (row == nullptr) {
     row = lsv_->AddRow(key, key.chopped(1));
@@ -88,21 +107,10 @@ ListviewManagerBase::RowRef ListviewManagerBase::PrepareRow(xml::XmlElement even
   return row;
 }
 
-void ListviewManagerBase::WriteText(RowRef row, int column, xml::XmlElement event,
-                                    const char* attribute) {
-  const QString text = xml::GetAttributeText(event, attribute);
+void ListviewManagerBase::WriteText(RowRef row, int column, const QString& text) {
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);
   }
-}
-
-std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column, xml::XmlElement event,
-                                                      const char* attribute) {
-  const std::optional<bool> value = xml::GetAttributeBoolean(event, attribute);
-  if (value) {
-    lsv_->SetSubItem(row, column, BooleanText(*value));
-  }
-  return value;
 }
 
 void ListviewManagerBase::WriteText(RowRef row, int column, const xml::AttributeTable& attributes,
@@ -117,25 +125,6 @@ void ListviewManagerBase::WriteText(RowRef row, int column, const xml::Attribute
   if (!text.isEmpty()) {
     lsv_->SetSubItem(row, column, text);
   }
-}
-
-std::optional<bool> ListviewManagerBase::WriteBoolean(RowRef row, int column,
-                                                      const xml::AttributeTable& attributes,
-                                                      std::size_t i) {
-  std::optional<bool> value;
-  // The IOS writes "true" and "false"; anything else is read as GetAttributeBoolean reads it.
-  const std::optional<QByteArrayView> inPlace = attributes.InPlace(i);
-  if (inPlace && *inPlace == QByteArrayView("true")) {
-    value = true;
-  } else if (inPlace && *inPlace == QByteArrayView("false")) {
-    value = false;
-  } else if (const QString text = attributes.Text(i); !text.isEmpty()) {
-    value = ToBoolean(text);
-  }
-  if (value) {
-    lsv_->SetSubItem(row, column, BooleanText(*value));
-  }
-  return value;
 }
 
 void ListviewManagerBase::ApplyColor(RowRef row, ColorRef color) {

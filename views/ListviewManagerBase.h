@@ -10,6 +10,7 @@
 #include "util/IRaiseMsg.h"
 #include "util/UtilityXMLDOMFunctions.h"
 #include "views/KeyedListModel.h"
+#include "views/PlantState.h"
 
 #include <QString>
 
@@ -36,6 +37,10 @@ class ListviewManagerBase {
   virtual void UpdateOneItemInLsv(xml::XmlElement event) = 0;
 
   KeyedListModel* Lsv() const { return lsv_; }
+  // The plant state the page's events go into: a session's, shared with its other readers, or
+  // else the page's own.
+  void SetPlantState(PlantState& plant) { plant_ = &plant; }
+  const PlantState& Plant() const { return *plant_; }
 
  protected:
   struct PageTraits {
@@ -51,15 +56,16 @@ class ListviewManagerBase {
   // The row of the event's entity, created when new; null after Teardown. Clears the
   // placeholder first.
   RowRef PrepareRow(xml::XmlElement event);
-  // Writes the attribute's text when it is not empty.
-  void WriteText(RowRef row, int column, xml::XmlElement event, const char* attribute);
-  // Writes True/False when the attribute holds a Boolean; returns what was read.
-  std::optional<bool> WriteBoolean(RowRef row, int column, xml::XmlElement event,
-                                   const char* attribute);
-  // The same two for attribute i of a table read once per event.
+  // The same for an ID already read from its event, as text or as attribute `idIndex` of a
+  // table read once.
+  RowRef PrepareRowFor(const QString& id);
+  RowRef PrepareRow(const xml::AttributeTable& attributes, std::size_t idIndex);
+  // Forgets this page's entities in the plant state when the page starts again.
+  virtual void ClearPlant() {}
+  // Writes the text when it is not empty.
+  void WriteText(RowRef row, int column, const QString& text);
+  // The same for attribute i of a table read once per event.
   void WriteText(RowRef row, int column, const xml::AttributeTable& attributes, std::size_t i);
-  std::optional<bool> WriteBoolean(RowRef row, int column, const xml::AttributeTable& attributes,
-                                   std::size_t i);
   // Colours the whole row, repainting only when the colour changes.
   void ApplyColor(RowRef row, ColorRef color);
   void Send(const QString& command);
@@ -68,8 +74,13 @@ class ListviewManagerBase {
   IRaiseMsg* sink_ = nullptr;
   ICommandSender* sender_ = nullptr;
   KeyedListModel* lsv_ = nullptr;
+  PlantState* plant_ = &ownPlant_;
 
  private:
+  // The row under `key`, made when new, after clearing the placeholder.
+  RowRef RowForKey(const QString& key);
+
+  PlantState ownPlant_;
   PageTraits traits_;
 };
 

@@ -23,24 +23,11 @@ const std::array<ListColumn, QueueListviewManager::ColumnCount> kColumns = {{
     {QStringLiteral("Status"), 800, Qt::AlignRight, {}},
 }};
 
-struct TextColumn {
-  int column;
-  const char* attribute;
-};
-// The order the IOS's fields are applied in, "Size" twice included.
-constexpr std::array<TextColumn, 11> kTextColumns = {{
-    {QueueListviewManager::ColDriver, "DriverName"},
-    {QueueListviewManager::ColPortTarget, "PortName"},
-    {QueueListviewManager::ColSize, "Size"},
-    {QueueListviewManager::ColPeak, "PeakSize"},
-    {QueueListviewManager::ColSize, "Size"},
-    {QueueListviewManager::ColServiced, "RequestsServiced"},
-    {QueueListviewManager::ColIOSuccess, "IOSuccessCount"},
-    {QueueListviewManager::ColIOFailure, "IOFailureCount"},
-    {QueueListviewManager::ColDelayCount, "DelayCount"},
-    {QueueListviewManager::ColCommOpenErrors, "CommOpenErrors"},
-    {QueueListviewManager::ColRedundantWritesCancelled, "DupWriteCancelCount"},
-}};
+using Q = QueueListviewManager;
+// The column of each counter, in the order of QueueEvent::Counter.
+constexpr std::array<int, QueueEvent::CounterCount> kCounterColumns = {
+    Q::ColSize,      Q::ColPeak,       Q::ColServiced,       Q::ColIOSuccess,
+    Q::ColIOFailure, Q::ColDelayCount, Q::ColCommOpenErrors, Q::ColRedundantWritesCancelled};
 
 }  // namespace
 
@@ -52,35 +39,50 @@ void QueueListviewManager::UpdateOneItemInLsv(xml::XmlElement event) {
   if (lsv_ == nullptr) {
     return;
   }
+  Apply(QueueEvent::Parse(event));
+}
+
+const QueueRecord* QueueListviewManager::Apply(const QueueEvent& event) {
+  if (lsv_ == nullptr) {
+    return nullptr;
+  }
+  Show(event);
+  return plant_->Apply(event);
+}
+
+void QueueListviewManager::Show(const QueueEvent& event) {
   KeyedListModel::Batch batch(*lsv_);
-  const RowRef row = PrepareRow(event);
-  for (const TextColumn& entry : kTextColumns) {
-    WriteText(row, entry.column, event, entry.attribute);
+  const RowRef row = PrepareRowFor(event.name);
+  WriteText(row, ColDriver, event.driver);
+  WriteText(row, ColPortTarget, event.portName);
+  for (std::size_t i = 0; i < QueueEvent::CounterCount; ++i) {
+    WriteText(row, kCounterColumns[i], event.counterTexts[i]);
   }
   // The status text stays when an event omits "IsPaused", but the colour goes back to normal.
   ColorRef color = Colors::WindowText;
-  if (const std::optional<bool> paused = xml::GetAttributeBoolean(event, "IsPaused")) {
-    if (*paused) {
+  if (event.paused) {
+    if (*event.paused) {
       color = Colors::Red;
     }
     lsv_->SetSubItem(row, ColStatus,
-                     *paused ? QStringLiteral("Paused") : QStringLiteral("Running"));
+                     *event.paused ? QStringLiteral("Paused") : QStringLiteral("Running"));
   }
   ApplyColor(row, color);
 }
 
 void QueueListviewManager::ResetCounters() {
   const QString command = IosCommands::ResetQCounters();
-  Send(command);
-  if (journal_ != nullptr) {
-    journal_->Record({QStringLiteral("Reset queue counters"),
-                      QStringLiteral("all queues"),
-                      {},
-                      command,
-                      JournalOutcome::Sent,
-                      NoAccount,
-                      {}});
+  if (journaled_ == nullptr) {
+    Send(command);
+    return;
   }
+  journaled_->Send(command, {QStringLiteral("Reset queue counters"),
+                             QStringLiteral("all queues"),
+                             {},
+                             {},
+                             {},
+                             NoAccount,
+                             {}});
 }
 
 }  // namespace telmon

@@ -2,7 +2,7 @@
 
 // The Queues page: one row per request queue of the IOS, kept current by "QUpdate" events.
 
-#include "journal/IOperationJournal.h"
+#include "journal/JournaledSender.h"
 #include "views/ListviewManagerBase.h"
 
 namespace telmon {
@@ -29,12 +29,17 @@ class QueueListviewManager final : public ListviewManagerBase {
   QueueListviewManager();
 
   void UpdateOneItemInLsv(xml::XmlElement event) override;
+  // One event already read: into the plant state, then onto the page.
+  const QueueRecord* Apply(const QueueEvent& event);
   // Asks the IOS to zero the counters; the page changes with the next events.
   void ResetCounters();
-  void SetJournal(IOperationJournal* journal) { journal_ = journal; }
+  // Where the reset goes out, journaled; none: the page's own sender, unjournaled.
+  void SetJournaledSender(JournaledSender* journaled) { journaled_ = journaled; }
 
  private:
-  IOperationJournal* journal_ = nullptr;
+  void Show(const QueueEvent& event);
+  void ClearPlant() override { plant_->ClearQueues(); }
+  JournaledSender* journaled_ = nullptr;
 };
 
 }  // namespace telmon

@@ -157,7 +157,7 @@ void BulkModeCodeWrites::WriteRecords(std::vector<ChannelValue> chosen,
   // after this returns when the writer works on a thread of its own.
   auto busy = std::make_shared<BusyScope>(busy_);
   services_.writer.WriteChannelValueRecordsThen(
-      QLatin1String(CallerCode), std::move(chosen),
+      QLatin1String(CallerCode), std::move(chosen), QStringLiteral("Bulk mode-code write"),
       [busy, done = std::move(done)](const ChannelWriteOutcome& outcome) mutable {
         busy.reset();
         done(outcome);

@@ -2,7 +2,7 @@
 
 #include "ioslink/ICommandSender.h"
 #include "ioslink/IosCommands.h"
-#include "journal/IOperationJournal.h"
+#include "journal/JournaledSender.h"
 #include "platform/Prompter.h"
 #include "util/ErrorInfo.h"
 #include "util/TextConversionFunctions.h"
@@ -128,8 +128,7 @@ bool ChangeChanValueModel::Change() {
   try {
     const QString command = ForceCommand(value);
     if (!command.isEmpty()) {
-      services_.sender.SendCommand(command);
-      JournalForce(command, value);
+      SendForce(command, value);
     }
   } catch (...) {
     ReportFailure(services_.prompter, services_.title, QStringLiteral("TELM-0040: "));
@@ -138,8 +137,9 @@ bool ChangeChanValueModel::Change() {
   return true;
 }
 
-void ChangeChanValueModel::JournalForce(const QString& command, const Value& value) const {
-  if (services_.journal == nullptr) {
+void ChangeChanValueModel::SendForce(const QString& command, const Value& value) const {
+  if (services_.journaled == nullptr) {
+    services_.sender.SendCommand(command);
     return;
   }
   const ChannelConfigInfo* config = services_.configs.Item(QString::number(channelId_));
@@ -147,14 +147,15 @@ void ChangeChanValueModel::JournalForce(const QString& command, const Value& val
                              ? QString::number(channelId_)
                              : QString::number(channelId_) + QLatin1Char(' ') + config->Name;
   const QString text = IsValueGiven(value) ? xml::VariantToXmlText(value) : QString();
-  services_.journal->Record(
+  services_.journaled->Send(
+      command,
       {QStringLiteral("ForceChannelValue"),
        target,
        option_ == FixedOption
            ? text
            : QStringLiteral("%1 (wave %2 to %3, half period %4 s)").arg(text, min_, max_, period_),
-       command,
-       JournalOutcome::Sent,
+       {},
+       {},
        QString(),
        {}});
 }

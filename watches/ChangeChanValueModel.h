@@ -57,7 +57,7 @@ class ChangeChanValueModel : public QObject {
   void Changed();
 
  private:
-  void JournalForce(const QString& command, const Value& value) const;
+  void SendForce(const QString& command, const Value& value) const;
   void ApplyChannel(std::int32_t channelId);
   void WaveBoxChanged();
   QString ForceCommand(const Value& entered) const;

@@ -16,7 +16,7 @@ bool ChangeChanValuesModel::Change() {
   std::vector<ChannelValue> items;
   auto writeListed = [&] {
     if (!items.empty()) {
-      services_.writer.WriteChannelValueRecordsThen(QLatin1String(CallerCode), std::move(items),
+      services_.writer.WriteChannelValueRecordsThen(QLatin1String(CallerCode), std::move(items), {},
                                                     [](const ChannelWriteOutcome&) {});
     }
   };

@@ -9,7 +9,7 @@ namespace telmon {
 class ChannelConfigInfoManager;
 class IChannelValueWriter;
 class ICommandSender;
-class IOperationJournal;
+class JournaledSender;
 class IEditGate;
 class IRaiseMsg;
 class Prompter;
@@ -21,7 +21,8 @@ struct ChangeValueServices {
   Prompter& prompter;
   // Caption of the message boxes: the program's title.
   QString title;
-  IOperationJournal* journal = nullptr;  // none: the forcing commands are not journaled
+  // Where the forcing commands go out, journaled; none: `sender`, unjournaled.
+  JournaledSender* journaled = nullptr;
 };
 
 // "<code><number>, <description>" in a message box with an exclamation icon, for the exception

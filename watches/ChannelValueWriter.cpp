@@ -21,22 +21,14 @@ bool Storable(const Value& value) {
   return value.kind() != Value::Kind::Text || IosCommands::CanCarryInAttribute(value.text());
 }
 
+const QString kNoRecord = QStringLiteral("(no record: the value cannot be written)");
+
 QString RecordText(std::int32_t channelId, const Value& value) {
   try {
     return IosCommands::WriteToChannel(channelId, value);
   } catch (...) {
-    return QStringLiteral("(no record: the value cannot be written)");
+    return kNoRecord;
   }
-}
-
-QString WriteOperationName(const QString& callerCode, qsizetype count) {
-  if (callerCode == QLatin1String("TELM-0075")) {
-    return QStringLiteral("Bulk mode-code write");
-  }
-  if (callerCode == QLatin1String("TELM-0063")) {
-    return QStringLiteral("Cal HDR write");
-  }
-  return count == 1 ? QStringLiteral("WriteToChannel") : QStringLiteral("WriteToChannel (group)");
 }
 
 // What one journal entry says of a group of records.
@@ -100,19 +92,25 @@ bool ChannelValueWriter::WriteChannelValueRecord(const QString& callerCode, std:
   if (!IsValueGiven(value)) {
     return false;
   }
-  const bool written = WriteOne(callerCode, channelId, value);
-  JournalOne(callerCode, channelId, value, written);
+  QString record;
+  const bool written = WriteOne(callerCode, channelId, value, &record);
+  JournalOne(channelId, value, record, written);
   return written;
 }
 
 bool ChannelValueWriter::WriteOne(const QString& callerCode, std::int32_t channelId,
-                                  const Value& value) {
+                                  const Value& value, QString* record) {
   if (!IsValueGiven(value)) {
     return false;
   }
-  const bool written =
-      Storable(value) && dbil_.WriteMessageRecord(IosCommands::WriteToChannel(channelId, value),
-                                                  QString(), QString(), callerCode);
+  bool written = false;
+  if (Storable(value)) {
+    QString text = IosCommands::WriteToChannel(channelId, value);
+    written = dbil_.WriteMessageRecord(text, QString(), QString(), callerCode);
+    if (record != nullptr) {
+      *record = std::move(text);
+    }
+  }
   if (!written) {
     sink_.RaiseMsg(MsgType::Error, FailureText(channelId, value));
   }
@@ -224,12 +222,12 @@ ChannelWriteOutcome WriteRecordBatches(H5DBIL& dbil, const QString& callerCode,
 }
 
 std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
-    const QString& callerCode, const std::vector<ChannelValue>& items) {
+    const QString& callerCode, const std::vector<ChannelValue>& items, const QString& operation) {
   ChannelWriteOutcome outcome = WriteRecordBatches(
       dbil_, callerCode, items,
       [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
       BatchSize);
-  JournalGroup(callerCode, items, outcome.written);
+  JournalGroup(operation, items, outcome.written);
   return std::move(outcome.written);
 }
 
@@ -251,9 +249,9 @@ QString ChannelValueWriter::ClosingNote(const ChannelWriteOutcome& outcome, std:
   return written == total ? QString() : QStringLiteral("TELM-9010: ") + counts;
 }
 
-void ChannelValueWriter::Finish(const QString& callerCode, const std::vector<ChannelValue>& items,
+void ChannelValueWriter::Finish(const QString& operation, const std::vector<ChannelValue>& items,
                                 const ChannelWriteOutcome& outcome) {
-  JournalGroup(callerCode, items, outcome.written);
+  JournalGroup(operation, items, outcome.written);
   const auto total = static_cast<std::size_t>(
       std::count_if(items.begin(), items.end(),
                     [](const ChannelValue& item) { return IsValueGiven(item.value); }));
@@ -264,14 +262,14 @@ void ChannelValueWriter::Finish(const QString& callerCode, const std::vector<Cha
 }
 
 void ChannelValueWriter::WriteChannelValueRecordsThen(
-    const QString& callerCode, std::vector<ChannelValue> items,
+    const QString& callerCode, std::vector<ChannelValue> items, const QString& operation,
     std::function<void(const ChannelWriteOutcome&)> done) {
   if (worker_ == nullptr) {
     ChannelWriteOutcome outcome = WriteRecordBatches(
         dbil_, callerCode, items,
         [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
         BatchSize);
-    Finish(callerCode, items, outcome);
+    Finish(operation, items, outcome);
     done(outcome);
     return;
   }
@@ -284,36 +282,36 @@ void ChannelValueWriter::WriteChannelValueRecordsThen(
   DatabaseWorker* worker = worker_;
   std::weak_ptr<bool> alive = alive_;
   auto shared = std::make_shared<const std::vector<ChannelValue>>(std::move(items));
-  worker->Post(
-      [this, worker, alive, cancel, shared, callerCode, done = std::move(done)](H5DBIL& dbil) {
-        auto onWindow = [worker, alive](std::function<void()> step) {
-          worker->Reply([alive, step = std::move(step)] {
-            if (!alive.expired()) {
-              step();
+  worker->Post([this, worker, alive, cancel, shared, callerCode, operation,
+                done = std::move(done)](H5DBIL& dbil) {
+    auto onWindow = [worker, alive](std::function<void()> step) {
+      worker->Reply([alive, step = std::move(step)] {
+        if (!alive.expired()) {
+          step();
+        }
+      });
+    };
+    ChannelWriteOutcome outcome = WriteRecordBatches(
+        dbil, callerCode, *shared,
+        [&](const QString& text) {
+          onWindow([this, text] { sink_.RaiseMsg(MsgType::Error, text); });
+        },
+        [&](std::size_t count) {
+          onWindow([this, count] {
+            if (progress_ != nullptr) {
+              progress_->Advance(count);
             }
           });
-        };
-        ChannelWriteOutcome outcome = WriteRecordBatches(
-            dbil, callerCode, *shared,
-            [&](const QString& text) {
-              onWindow([this, text] { sink_.RaiseMsg(MsgType::Error, text); });
-            },
-            [&](std::size_t count) {
-              onWindow([this, count] {
-                if (progress_ != nullptr) {
-                  progress_->Advance(count);
-                }
-              });
-            },
-            cancel.get(), BatchSize);
-        onWindow([this, shared, callerCode, done, outcome = std::move(outcome)] {
-          if (progress_ != nullptr) {
-            progress_->End();
-          }
-          Finish(callerCode, *shared, outcome);
-          done(outcome);
-        });
-      });
+        },
+        cancel.get(), BatchSize);
+    onWindow([this, shared, operation, done, outcome = std::move(outcome)] {
+      if (progress_ != nullptr) {
+        progress_->End();
+      }
+      Finish(operation, *shared, outcome);
+      done(outcome);
+    });
+  });
 }
 
 QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
@@ -322,21 +320,21 @@ QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
                         : QString::number(channelId) + QLatin1Char(' ') + name;
 }
 
-void ChannelValueWriter::JournalOne(const QString& callerCode, std::int32_t channelId,
-                                    const Value& value, bool written) {
+void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
+                                    const QString& record, bool written) {
   if (journal_ == nullptr) {
     return;
   }
   const QString text = xml::VariantToXmlText(value);
-  journal_->Record({WriteOperationName(callerCode, 1), ChannelTarget(channelId), text,
-                    RecordText(channelId, value),
+  journal_->Record({QStringLiteral("WriteToChannel"), ChannelTarget(channelId), text,
+                    record.isEmpty() ? RecordText(channelId, value) : record,
                     written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
                     QString(),
                     written ? std::vector<JournalChannelWrite>{{channelId, text}}
                             : std::vector<JournalChannelWrite>{}});
 }
 
-void ChannelValueWriter::JournalGroup(const QString& callerCode,
+void ChannelValueWriter::JournalGroup(const QString& operation,
                                       const std::vector<ChannelValue>& items,
                                       const std::vector<bool>& written) {
   if (journal_ == nullptr) {
@@ -347,7 +345,9 @@ void ChannelValueWriter::JournalGroup(const QString& callerCode,
   if (group.first == nullptr) {
     return;
   }
-  op.operation = WriteOperationName(callerCode, group.count);
+  op.operation = !operation.isEmpty() ? operation
+                 : group.count == 1   ? QStringLiteral("WriteToChannel")
+                                      : QStringLiteral("WriteToChannel (group)");
   op.targets = QStringLiteral("%1 channels: ").arg(group.count) + group.ids;
   op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
                             : QStringLiteral("(several values)");

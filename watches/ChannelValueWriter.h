@@ -49,8 +49,10 @@ class ChannelValueWriter final : public IChannelValueWriter {
   bool WriteChannelValueRecord(const QString& callerCode, std::int32_t channelId,
                                const Value& value) override;
   std::vector<bool> WriteChannelValueRecords(const QString& callerCode,
-                                             const std::vector<ChannelValue>& items) override;
+                                             const std::vector<ChannelValue>& items,
+                                             const QString& operation) override;
   void WriteChannelValueRecordsThen(const QString& callerCode, std::vector<ChannelValue> items,
+                                    const QString& operation,
                                     std::function<void(const ChannelWriteOutcome&)> done) override;
 
   // Grouped writes go to `worker` (null: they run in place, as in the tests); `progress` (may
@@ -64,21 +66,24 @@ class ChannelValueWriter final : public IChannelValueWriter {
   // "TELM-0036: Could not write msg record to change channel value (<id>=<value>)".
   static QString FailureText(std::int32_t channelId, const Value& value);
 
-  // Journals each single record, and each group of records as one entry with the count and the
-  // channel IDs. `channelName` gives a channel's configured name (empty when unknown).
+  // Journals each single record ("WriteToChannel"), and each group of records as one entry of
+  // the caller's operation with the count and the channel IDs, each with its real outcome.
+  // `channelName` gives a channel's configured name (empty when unknown).
   void SetJournal(IOperationJournal* journal,
                   std::function<QString(std::int32_t)> channelName = {});
 
  private:
-  void Finish(const QString& callerCode, const std::vector<ChannelValue>& items,
+  void Finish(const QString& operation, const std::vector<ChannelValue>& items,
               const ChannelWriteOutcome& outcome);
 
   QString ChannelTarget(std::int32_t channelId) const;
-  // One record in a transaction of its own, without journaling.
-  bool WriteOne(const QString& callerCode, std::int32_t channelId, const Value& value);
-  void JournalOne(const QString& callerCode, std::int32_t channelId, const Value& value,
-                  bool written);
-  void JournalGroup(const QString& callerCode, const std::vector<ChannelValue>& items,
+  // One record in a transaction of its own, without journaling; `record` receives the record's
+  // text when one could be made.
+  bool WriteOne(const QString& callerCode, std::int32_t channelId, const Value& value,
+                QString* record = nullptr);
+  void JournalOne(std::int32_t channelId, const Value& value, const QString& record, bool written);
+  // The group as one entry of the caller's `operation` (empty: "WriteToChannel (group)").
+  void JournalGroup(const QString& operation, const std::vector<ChannelValue>& items,
                     const std::vector<bool>& written);
 
   H5DBIL& dbil_;

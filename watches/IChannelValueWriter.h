@@ -48,9 +48,11 @@ class IChannelValueWriter {
                                        const Value& value) = 0;
 
   // The same for many channels with one caller code, in order: one result per item, each record
-  // written once or reported once. Implementations may group records into transactions.
+  // written once or reported once. Implementations may group records into transactions, and
+  // journal the group as one `operation` ("Bulk mode-code write", ...).
   virtual std::vector<bool> WriteChannelValueRecords(const QString& callerCode,
-                                                     const std::vector<ChannelValue>& items) {
+                                                     const std::vector<ChannelValue>& items,
+                                                     const QString& /*operation*/) {
     std::vector<bool> written;
     written.reserve(items.size());
     for (const ChannelValue& item : items) {
@@ -64,8 +66,9 @@ class IChannelValueWriter {
   // in place, as this one does).
   virtual void WriteChannelValueRecordsThen(const QString& callerCode,
                                             std::vector<ChannelValue> items,
+                                            const QString& operation,
                                             std::function<void(const ChannelWriteOutcome&)> done) {
-    ChannelWriteOutcome outcome{WriteChannelValueRecords(callerCode, items), false};
+    ChannelWriteOutcome outcome{WriteChannelValueRecords(callerCode, items, operation), false};
     done(outcome);
   }
 };

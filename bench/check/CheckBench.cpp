@@ -146,7 +146,7 @@ void BM_BareForceAndRead(benchmark::State& state) {
       const int channel = ForcedChannels[i % 3];
       const Value value(i);
       s.Writer().WriteChannelValueRecord(QStringLiteral("TELM-0038"), channel, value);
-      s.SendCommand(IosCommands::ForceChannelValue(channel, value));
+      s.Session().SendCommand(IosCommands::ForceChannelValue(channel, value));
       benchmark::DoNotOptimize(
           s.Dbil().ReadCurrentValues(connection, QDateTime(), QString::number(channel) + 'C'));
     }

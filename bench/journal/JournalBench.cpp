@@ -105,7 +105,8 @@ void BM_GroupedWrite(benchmark::State& state) {
     writer.SetJournal(&journal);
   }
   for (auto _ : state) {
-    writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), TheFiles->items);
+    writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), TheFiles->items,
+                                    QStringLiteral("Bulk mode-code write"));
     state.PauseTiming();
     ClearCommands();
     state.ResumeTiming();

@@ -25,7 +25,7 @@ struct QuietSink final : IRaiseMsg {
 };
 
 struct NullSender final : ICommandSender {
-  void SendCommand(const QString&) override {}
+  SendOutcome SendCommand(const QString&) override { return {true, {}}; }
 };
 
 struct NoPanels final : IChannelTickPanels {

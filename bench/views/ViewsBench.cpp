@@ -30,7 +30,7 @@ double ThreadCpuSeconds() {
 }
 constexpr int kPerArrival = 100;
 
-QString BlockEvent(int id, int n) {
+QString BlockEventXml(int id, int n) {
   return QStringLiteral(
              "<Event eventtype=\"BlockUpdate\" BlockID=\"%1\" BlockName=\"Block %1\" "
              "DeviceID=\"3\" "
@@ -46,7 +46,7 @@ QString BlockEvent(int id, int n) {
       .arg(n % 97);
 }
 
-QString DeviceEvent(int id, int n) {
+QString DeviceEventXml(int id, int n) {
   return QStringLiteral(
              "<Event eventtype=\"DeviceUpdate\" DeviceID=\"%1\" DeviceName=\"Analyser %1\" "
              "DriverName=\"Modbus\" PLCType=\"TCP\" Connection=\"10.0.0.1\" PortName=\"502\" "
@@ -116,7 +116,7 @@ struct Page {
 };
 
 void BM_ReceiveParseOnly(benchmark::State& state) {
-  const auto arrivals = Arrivals(10000, BlockEvent);
+  const auto arrivals = Arrivals(10000, BlockEventXml);
   for (auto _ : state) {
     std::size_t events = 0;
     for (const QString& arrival : arrivals) {
@@ -163,8 +163,8 @@ void BlockArgs(benchmark::internal::Benchmark* b) {
 }
 
 BENCHMARK(BM_ReceiveParseOnly)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
-BENCHMARK_TEMPLATE(BM_Apply, BlockListviewManager, BlockEvent)->Apply(BlockArgs);
-BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEvent)->Apply(BlockArgs);
+BENCHMARK_TEMPLATE(BM_Apply, BlockListviewManager, BlockEventXml)->Apply(BlockArgs);
+BENCHMARK_TEMPLATE(BM_Apply, DeviceListviewManager, DeviceEventXml)->Apply(BlockArgs);
 
 constexpr int kWatched = 5000;
 

@@ -168,7 +168,7 @@ void BM_BulkWrite(benchmark::State& state) {
   double worst = 0;
   for (auto _ : state) {
     const Clocked run = RunClocked([&](const std::function<void()>& done) {
-      writer.WriteChannelValueRecordsThen(QStringLiteral("TELM-0075"), Items(),
+      writer.WriteChannelValueRecordsThen(QStringLiteral("TELM-0075"), Items(), {},
                                           [done](const ChannelWriteOutcome&) { done(); });
     });
     state.SetIterationTime(run.totalMs / 1000.0);

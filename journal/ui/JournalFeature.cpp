@@ -25,13 +25,13 @@ void ShowWindow(QWidget& w) {
 
 }  // namespace
 
-JournalFeature::JournalFeature(const QString& fileName, Services services, QStatusBar* bar,
-                               QWidget* windowParent)
+JournalFeature::JournalFeature(OperationJournal& journal, SiteStateModel& state, Services services,
+                               QStatusBar* bar, QWidget* windowParent)
     : QObject(windowParent),
       services_(services),
       windowParent_(windowParent),
-      journal_(new OperationJournal(fileName, {}, services.sink, services.clock, this)),
-      state_(new SiteStateModel(services.clock, this)),
+      journal_(&journal),
+      state_(&state),
       panel_(new QLabel(SiteStateModel::PanelText(0), bar)),
       waiting_(new QLabel(JournalForwarder::WaitingText(0), bar)),
       refresh_(new QTimer(this)) {
@@ -57,7 +57,6 @@ JournalFeature::JournalFeature(const QString& fileName, Services services, QStat
       refresh_->start();
     }
   });
-  connect(journal_, &OperationJournal::Recorded, state_, &SiteStateModel::OnJournalRecorded);
   connect(journal_, &OperationJournal::Recorded, this,
           [this](const JournalEntry& entry, const JournalOperation& /*operation*/) {
             if (journalWindow_ != nullptr) {

@@ -1,9 +1,9 @@
 #pragma once
 
-// The operator journal and the site state as the main window carries them: the journal, the
-// site-state model, the "N left changed" panel at the end of the status bar (red while
-// non-zero; a click opens the Site State window), the shared journal's "Journal: N waiting"
-// panel and the two windows, made on first use.
+// The operator journal and the site state as the main window shows them (the session owns
+// both): the "N left changed" panel at the end of the status bar (red while non-zero; a click
+// opens the Site State window), the shared journal's "Journal: N waiting" panel and the two
+// windows, made on first use.
 
 #include "journal/OperationJournal.h"
 #include "journal/SiteStateModel.h"
@@ -31,8 +31,8 @@ class JournalFeature final : public QObject {
     const IClock& clock;
     Prompter& prompter;
   };
-  JournalFeature(const QString& fileName, Services services, QStatusBar* bar,
-                 QWidget* windowParent);
+  JournalFeature(OperationJournal& journal, SiteStateModel& state, Services services,
+                 QStatusBar* bar, QWidget* windowParent);
 
   OperationJournal& Journal() { return *journal_; }
   SiteStateModel& SiteState() { return *state_; }

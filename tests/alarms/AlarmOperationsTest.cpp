@@ -2,11 +2,11 @@
 // a real alarms database and a real operator journal.
 
 #include "alarms/AlarmOperations.h"
-#include "app/EditModeController.h"
 #include "journal/OperationJournal.h"
 #include "platform/AccountStore.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "session/EditModeController.h"
 #include "tests/alarms/AlarmTestSupport.h"
 #include "tests/util/QStringPrinter.h"
 #include "util/Clock.h"

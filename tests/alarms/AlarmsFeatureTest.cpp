@@ -10,6 +10,7 @@
 #include "tests/alarms/AlarmTestSupport.h"
 #include "tests/iossim/SimTestClient.h"
 #include "tests/views/ViewsTestSupport.h"
+#include "views/PlantState.h"
 
 #include <QComboBox>
 #include <QItemSelectionModel>
@@ -168,7 +169,8 @@ TEST(AlarmsFeatureTest, ADeviceLeftInRandomValuesBecomesTheMonitorsOwnAlarmAfter
   const ParsedEvents events(QStringLiteral(
       R"(<Event eventtype="DeviceUpdate" DeviceID="4" DeviceName="Boiler" WatchdogStatusOk="true")"
       R"( GenerateRandomValues="true"/>)"));
-  rig.siteState.OnDeviceUpdate(events[0]);
+  PlantState plant;
+  rig.siteState.OnDeviceUpdate(*plant.Apply(DeviceEvent::Parse(events[0])));
   rig.feature->Refresh();
   EXPECT_EQ(rig.feature->Model()->RowCount(), 0);
   rig.clock.SetNow(At(14, 17, 59, 59));
@@ -187,7 +189,7 @@ TEST(AlarmsFeatureTest, ADeviceLeftInRandomValuesBecomesTheMonitorsOwnAlarmAfter
   const ParsedEvents polled(QStringLiteral(
       R"(<Event eventtype="DeviceUpdate" DeviceID="4" DeviceName="Boiler" WatchdogStatusOk="true")"
       R"( GenerateRandomValues="false"/>)"));
-  rig.siteState.OnDeviceUpdate(polled[0]);
+  rig.siteState.OnDeviceUpdate(*plant.Apply(DeviceEvent::Parse(polled[0])));
   rig.feature->Refresh();
   EXPECT_EQ(rig.feature->Model()->RowCount(), 0);
 }

@@ -1,5 +1,5 @@
-#include "app/EditModeController.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "session/EditModeController.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "app/IOSSelectedDahs.h"
+#include "session/IOSSelectedDahs.h"
 #include "util/Clock.h"
 
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "app/StartupSequence.h"
+#include "session/StartupSequence.h"
 #include "util/ErrorInfo.h"
 
 #include <QStringList>

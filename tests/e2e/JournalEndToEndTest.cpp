@@ -4,6 +4,7 @@
 // reports it polling again, the channel when the simulator hands it back to the plant.
 
 #include "journal/ui/JournalFeature.h"
+#include "session/SiteSession.h"
 #include "tests/e2e/E2eSupport.h"
 #include "views/KeyedListModel.h"
 #include "watches/ChangeChanValueModel.h"
@@ -67,7 +68,7 @@ TEST(JournalEndToEnd, RandomValuesAndForcingAreJournaledAndFollowedInTheSiteStat
       WaitFor([&] { return !Lists(state, SiteStateModel::Group::ForcedChannel, forced); }, 30000));
   ChangeChanValueModel dialog(ChangeValueServices{w.ChannelConfigs(), *w.ValueWriter(), w,
                                                   monitor.prompter, QStringLiteral("Telmon"),
-                                                  &journal.Journal()});
+                                                  &w.Session().JournaledOut()});
   dialog.SetChannelID(forced);
   dialog.SetNewValueText(QStringLiteral("42.75"));
   ASSERT_TRUE(dialog.Change());

@@ -3,6 +3,7 @@
 // record and command, and a bulk write as one entry.
 
 #include "ioslink/IosCommands.h"
+#include "journal/JournaledSender.h"
 #include "journal/OperationJournal.h"
 #include "platform/AccountStore.h"
 #include "platform/H5DBIL.h"
@@ -64,12 +65,13 @@ class JournalOperationsTest : public ::testing::Test {
   test::LoopbackPeer peer_;
   OperationJournal journal_{
       dir_.filePath(QStringLiteral("j.sqlite")), {1, QStringLiteral("PC")}, sink_, clock_};
+  JournaledSender journaled_{peer_, &journal_};
 };
 
 TEST_F(JournalOperationsTest, DeviceButtonsAreJournaledWithWhoAndWhat) {
   KeyedListModel model;
   DeviceListviewManager devices;
-  devices.Setup(sink_, peer_, model);
+  devices.Setup(sink_, journaled_, model);
   const test::ParsedEvents events(
       QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="12" DeviceName="Stack CEMS"/>)"));
   devices.UpdateOneItemInLsv(events[0]);
@@ -77,7 +79,7 @@ TEST_F(JournalOperationsTest, DeviceButtonsAreJournaledWithWhoAndWhat) {
   SecurityPrivilegeGate gate{
       prompter_, clock_, sink_,
       SecuritySettings{"S", "EN", db_.ConnectionString(), db_.ConnectionString(), "Telmon", "1"}};
-  DeviceOperations ops{devices, {&edit, &gate, &prompter_, &sink_, "Telmon", "S", &journal_}};
+  DeviceOperations ops{devices, {&edit, &gate, &prompter_, &sink_, "Telmon", "S", &journaled_}};
 
   edit.on = true;
   journal_.SetEditAccount(QStringLiteral("super"));
@@ -126,15 +128,17 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
     return info == nullptr ? QString() : info->Name;
   });
   journal_.SetEditAccount(QStringLiteral("super"));
-  ChangeChanValueModel model(
-      ChangeValueServices{configs, writer, peer_, prompter_, QStringLiteral("Telmon"), &journal_});
+  ChangeChanValueModel model(ChangeValueServices{configs, writer, peer_, prompter_,
+                                                 QStringLiteral("Telmon"), &journaled_});
   model.SetChannelID(5);
   model.SelectOption(ChangeChanValueModel::FixedOption);
   model.SetNewValueText(QStringLiteral("42.5"));
   ASSERT_TRUE(model.Change());
-  writer.WriteChannelValueRecords(QStringLiteral("TELM-0063"), {{5, Value(1)}, {6, Value(2)}});
+  writer.WriteChannelValueRecords(QStringLiteral("TELM-0063"), {{5, Value(1)}, {6, Value(2)}},
+                                  QStringLiteral("Cal HDR write"));
   writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"),
-                                  {{5, Value(13)}, {6, Value(13)}, {99, Value(13)}});
+                                  {{5, Value(13)}, {6, Value(13)}, {99, Value(13)}},
+                                  QStringLiteral("Bulk mode-code write"));
   // A value no record can carry is reported and journaled as not written.
   writer.WriteChannelValueRecord(QStringLiteral("TELM-0037"), 6, Value(QStringLiteral("a\x01")));
 
@@ -181,7 +185,7 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   SettingsView view;
   IOSSettingsLogic settings(view, peer_, sink_);
   view.logic = &settings;
-  settings.SetJournal(&journal_);
+  settings.SetJournaledSender(&journaled_);
   settings.OnRefreshSettings();  // a question, not a change
   settings.OnSetLogLevelAll();
   settings.OnStartStopRestartLog();
@@ -193,7 +197,7 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   KeyedListModel model;
   QueueListviewManager queues;
   queues.Setup(sink_, peer_, model);
-  queues.SetJournal(&journal_);
+  queues.SetJournaledSender(&journaled_);
   queues.ResetCounters();
 
   EXPECT_EQ(

@@ -3,6 +3,7 @@
 
 #include "journal/JournalCsv.h"
 #include "journal/JournalTableModel.h"
+#include "journal/JournaledSender.h"
 #include "journal/OperationJournal.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -178,12 +179,13 @@ TEST_F(JournalStoreTest, UnusableJournalIsReportedOnceAndNeverStopsAnOperation) 
     SCOPED_TRACE(c.name);
     test::CollectingSink sink;
     test::LoopbackPeer peer;
-    KeyedListModel model;
-    DeviceListviewManager devices;
-    devices.Setup(sink, peer, model);
     const QString file = c.prepare(dir_);
     OperationJournal journal(file, {}, sink, clock_);
-    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &journal});
+    JournaledSender journaled(peer, &journal);
+    KeyedListModel model;
+    DeviceListviewManager devices;
+    devices.Setup(sink, journaled, model);
+    DeviceOperations ops(devices, {nullptr, nullptr, nullptr, &sink, "Telmon", "S", &journaled});
     const test::ParsedEvents events(
         QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="12" DeviceName="Stack"/>)"));
     devices.UpdateOneItemInLsv(events[0]);

@@ -38,10 +38,9 @@ class JournalWindowsTest : public ::testing::Test {
   ScriptedPrompter prompter_;
   Sink sink_;
   QMainWindow main_;
-  JournalFeature feature_{dir_.filePath(QStringLiteral("j.sqlite")),
-                          {sink_, clock_, prompter_},
-                          main_.statusBar(),
-                          &main_};
+  OperationJournal journal_{dir_.filePath(QStringLiteral("j.sqlite")), {}, sink_, clock_};
+  SiteStateModel state_{clock_};
+  JournalFeature feature_{journal_, state_, {sink_, clock_, prompter_}, main_.statusBar(), &main_};
 };
 
 TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
@@ -124,7 +123,9 @@ TEST_F(JournalWindowsTest, PanelCountsWhatIsLeftChangedAndOpensTheSiteState) {
   const xml::XmlDocument doc = xml::ParseXmlFragment(
       nullptr, QStringLiteral(R"(<Event eventtype="DeviceUpdate" DeviceID="3" DeviceName="Stack"
                                    WatchdogStatusOk="true" GenerateRandomValues="true"/>)"));
-  feature_.SiteState().OnDeviceUpdate(xml::SelectNodes(doc, "//Event").at(0));
+  PlantState plant;
+  feature_.SiteState().OnDeviceUpdate(
+      *plant.Apply(DeviceEvent::Parse(xml::SelectNodes(doc, "//Event").at(0))));
   // The panel follows within a moment, not per event.
   ASSERT_TRUE(QTest::qWaitFor([&] { return panel->text() == "1 left changed"; }, 5000));
   EXPECT_TRUE(panel->styleSheet().contains(QStringLiteral("#c00000")));

@@ -6,6 +6,8 @@
 #include "journal/SiteStateModel.h"
 #include "tests/ioslink/IosLinkTestPeer.h"
 #include "util/Clock.h"
+#include "views/ChannelConfigInfoManager.h"
+#include "views/PlantState.h"
 
 #include <QTemporaryDir>
 
@@ -14,18 +16,29 @@
 namespace telmon {
 namespace {
 
-// The main window's share of the events: the site state's handlers.
+// The session's share of the events for the site state: each read once into its record.
 struct SiteStateHandlers final : IIosEventHandlers {
   explicit SiteStateHandlers(SiteStateModel& s) : state(s) {}
-  void OnDeviceUpdate(xml::XmlElement e) override { state.OnDeviceUpdate(e); }
+  void OnDeviceUpdate(xml::XmlElement e) override {
+    if (const DeviceRecord* device = plant.Apply(DeviceEvent::Parse(e))) {
+      state.OnDeviceUpdate(*device);
+    }
+  }
   void OnQueueUpdate(xml::XmlElement /*e*/) override {}
   void OnBlockUpdate(xml::XmlElement /*e*/) override {}
-  void OnChannelConfigFullUpdate() override { state.OnChannelConfigFullUpdate(); }
-  void OnChannelConfigUpdate(xml::XmlElement e) override { state.OnChannelConfigUpdate(e); }
+  void OnChannelConfigFullUpdate() override {
+    configs.ClearAllConfigInfo();
+    state.OnChannelConfigFullUpdate();
+  }
+  void OnChannelConfigUpdate(xml::XmlElement e) override {
+    state.OnChannelConfigUpdate(configs.UpdateConfigInfo(e));
+  }
   void OnChannelConfigBurstEnd() override {}
   void OnIOSSettingsUpdate(xml::XmlElement /*e*/) override {}
   void OnMessageEvent(std::int32_t /*msgType*/, const QString& /*text*/) override {}
   SiteStateModel& state;
+  PlantState plant;
+  ChannelConfigInfoManager configs;
 };
 
 // "<group>:<id> <name>: <detail>" per item.
@@ -81,22 +94,22 @@ TEST(SiteStateTest, FollowsTheEventStreamAndTheJournal) {
        R"(<Event eventtype="DeviceUpdate" DeviceID="1" DeviceName="Stack" WatchdogStatusOk="true" GenerateRandomValues="true"/>)"
        R"(<Event eventtype="DeviceUpdate" DeviceID="2" DeviceName="Boiler" WatchdogStatusStr="Timed out" WatchdogStatusOk="false" GenerateRandomValues="false"/>)"
        R"(<Event eventtype="ChannelConfigFullUpdate" Count="2"/>)"
-       R"(<Event eventtype="ChannelConfigUpdate" ID="5" Name="NOx" DataSource="ForcedValue"/>)"
-       R"(<Event eventtype="ChannelConfigUpdate" ID="6" Name="SO2" DataSource="TriangleWave" OscillationMin="0" OscillationMax="100" OscillationPeriod="30"/>)",
+       R"(<Event eventtype="ChannelConfigUpdate" ID="5" DeviceID="1" Name="NOx" DataSource="ForcedValue"/>)"
+       R"(<Event eventtype="ChannelConfigUpdate" ID="6" DeviceID="1" Name="SO2" DataSource="TriangleWave" OscillationMin="0" OscillationMax="100" OscillationPeriod="30"/>)",
        {"0:1 Stack: random values", "1:2 Boiler: Timed out", "2:5 NOx: ForcedValue",
         "2:6 SO2: TriangleWave 0 to 100, half period 30 s"}},
       {"events naming what the configuration does not have, partial events",
        R"(<Event eventtype="DeviceUpdate" DeviceID="77" WatchdogStatusOk="true" GenerateRandomValues="true"/>)"
        R"(<Event eventtype="DeviceUpdate" DeviceID="x"/>)"
-       R"(<Event eventtype="ChannelConfigUpdate" ID="" DataSource="ForcedValue"/>)",
+       R"(<Event eventtype="ChannelConfigUpdate" ID="" DeviceID="1" DataSource="ForcedValue"/>)",
        {"0:1 Stack: random values", "0:77 : random values", "1:2 Boiler: Timed out",
         "2:5 NOx: ForcedValue", "2:6 SO2: TriangleWave 0 to 100, half period 30 s"}},
       {"everything back to normal",
        R"(<Event eventtype="DeviceUpdate" DeviceID="1" WatchdogStatusOk="true" GenerateRandomValues="false"/>)"
        R"(<Event eventtype="DeviceUpdate" DeviceID="77" WatchdogStatusOk="true" GenerateRandomValues="false"/>)"
        R"(<Event eventtype="DeviceUpdate" DeviceID="2" WatchdogStatusStr="OK" WatchdogStatusOk="true"/>)"
-       R"(<Event eventtype="ChannelConfigUpdate" ID="5" Name="NOx" DataSource="Device"/>)"
-       R"(<Event eventtype="ChannelConfigUpdate" ID="6" Name="SO2" DataSource="Device"/>)",
+       R"(<Event eventtype="ChannelConfigUpdate" ID="5" DeviceID="1" Name="NOx" DataSource="Device"/>)"
+       R"(<Event eventtype="ChannelConfigUpdate" ID="6" DeviceID="1" Name="SO2" DataSource="Device"/>)",
        {}},
   };
   for (const Step& step : steps) {

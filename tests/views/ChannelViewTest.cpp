@@ -204,8 +204,8 @@ TEST_F(ChannelPage, BlockListValueMustBeAListOfNumbers) {
   manager_.AddLsvRowsForBlockIDListValue(QVariant(1));
   manager_.AddLsvRowsForBlockIDListValue(QVariantList{1, QStringLiteral("two")});
   EXPECT_EQ(model_.RowCount(), 0);
-  EXPECT_EQ(sink_.Texts(), QStringList({QStringLiteral("TELM-0054: 13, Type mismatch"),
-                                        QStringLiteral("TELM-0054: 13, Type mismatch")}));
+  EXPECT_EQ(sink_.Texts(), QStringList({QStringLiteral("TELM-9003: 13, Type mismatch"),
+                                        QStringLiteral("TELM-9003: 13, Type mismatch")}));
   manager_.AddLsvRowsForBlockIDListValue(QVariantList{2});
   EXPECT_EQ(Keys(), (QStringList{"7C"}));
 }

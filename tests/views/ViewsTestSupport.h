@@ -50,9 +50,10 @@ class LoopbackPeer final : public ICommandSender {
     EXPECT_NE(far_, nullptr);
   }
 
-  void SendCommand(const QString& command) override {
+  SendOutcome SendCommand(const QString& command) override {
     client_.write(command.toLatin1());
     client_.flush();
+    return {true, {}};
   }
 
   // Everything that arrived at the far end so far.

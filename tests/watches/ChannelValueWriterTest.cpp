@@ -154,7 +154,7 @@ TEST_P(ChannelValueWriterTest, ManyRecordsAreEachStoredOnceInOrder) {
   }
   items.push_back({9999, Value("")});  // no value: skipped, not failed
   const std::vector<bool> written =
-      writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), items);
+      writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), items, {});
   const auto rows = Records();
   ASSERT_EQ(rows.size(), Count);
   for (int i = 0; i < Count; ++i) {
@@ -175,7 +175,7 @@ TEST_P(ChannelValueWriterTest, ARefusedRecordFailsAloneAndTheRestAreStoredOnce) 
     items.push_back({id, Value(13)});
   }
   const std::vector<bool> written =
-      writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), items);
+      writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), items, {});
   EXPECT_EQ(sink_.Texts(), QStringList{QStringLiteral(
                                "TELM-0036: Could not write msg record to change channel value "
                                "(1500=13)")});

@@ -107,7 +107,7 @@ TEST(RecordWriteFaults, AnUnreachableDatabaseIsTriedTwiceAndEveryRecordReported)
     QElapsedTimer timer;
     timer.start();
     const std::vector<bool> written =
-        writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000));
+        writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000), {});
     EXPECT_LT(timer.elapsed(), 10000) << c.name;
     EXPECT_EQ(std::count(written.begin(), written.end(), true), 0) << c.name;
     EXPECT_EQ(sink.texts, Failures(1, 12000)) << c.name;
@@ -133,7 +133,7 @@ TEST(RecordWriteFaults, ALockedFileCostsTwoWaitsNotOnePerBatch) {
   ASSERT_TRUE(lock.exec(QStringLiteral("BEGIN EXCLUSIVE")));
   QElapsedTimer timer;
   timer.start();
-  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000));
+  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000), {});
   // Three batches one wait each would be three busy timeouts.
   EXPECT_LT(timer.elapsed(), 2 * SqliteBusyTimeoutMs + 2000);
   EXPECT_EQ(sink.texts, Failures(1, 12000));
@@ -184,7 +184,7 @@ TEST(RecordWriteFaults, AServerKilledAtACommitLeavesEachRecordStoredOrReportedOn
   ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("PLANT1"), QString(), {c, c, c, c, c}));
   TextSink sink;
   ChannelValueWriter writer(dbil, sink);
-  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000));
+  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000), {});
   EXPECT_TRUE(proxy.Triggered());
   ExpectEachOnce(StoredIds(Postgres(port)), sink.texts, 12000);
   // The server was back for the retry: nothing had to be given up.
@@ -221,7 +221,7 @@ TEST(RecordWriteFaultsChild, WriteUnderAFileSizeLimit) {
   ASSERT_TRUE(dbil.SetSiteID(QStringLiteral("PLANT1"), QString(), {c, c, c, c, c}));
   TextSink sink;
   ChannelValueWriter writer(dbil, sink);
-  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000));
+  writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), Items(12000), {});
   for (const QString& text : sink.texts) {
     std::printf("%s\n", text.toUtf8().constData());
   }
@@ -316,7 +316,7 @@ TEST(RecordWriteFaults, OnAWorkerTheResultsComeBackInOrder) {
     progress.cancelAtOnce = run.cancel;
     bool done = false;
     writer.WriteChannelValueRecordsThen(
-        QStringLiteral("TELM-0075"), Items(12000), [&](const ChannelWriteOutcome& outcome) {
+        QStringLiteral("TELM-0075"), Items(12000), {}, [&](const ChannelWriteOutcome& outcome) {
           sink.texts.append(QStringLiteral("done %1").arg(
               std::count(outcome.written.begin(), outcome.written.end(), true)));
           done = true;

@@ -114,7 +114,7 @@ TEST_F(WatchOperationsTest, BlockChoiceIsRefusedByTheWatchViewWithoutRows) {
   dialogs.next = AddChannelChoice{true, true, QStringLiteral("3;4")};
   ops.AddChannel();
   EXPECT_TRUE(model.IsEmpty());
-  EXPECT_EQ(sink.Texts(), QStringList{QStringLiteral("TELM-0054: 13, Type mismatch")});
+  EXPECT_EQ(sink.Texts(), QStringList{QStringLiteral("TELM-9003: 13, Type mismatch")});
   EXPECT_TRUE(prompter.Records().empty());
   // A real list of block IDs takes the block path itself.
   channels.AddLsvRowsForBlockIDListValue(QVariantList{3, 4});

@@ -27,7 +27,10 @@ namespace {
 
 class NoLink final : public ICommandSender {
  public:
-  void SendCommand(const QString& command) override { sent.append(command); }
+  SendOutcome SendCommand(const QString& command) override {
+    sent.append(command);
+    return {true, {}};
+  }
   QStringList sent;
 };
 
@@ -252,9 +255,10 @@ class NotingWriter final : public IChannelValueWriter {
     return inner_.WriteChannelValueRecord(code, id, v);
   }
   std::vector<bool> WriteChannelValueRecords(const QString& code,
-                                             const std::vector<ChannelValue>& items) override {
+                                             const std::vector<ChannelValue>& items,
+                                             const QString& operation) override {
     notes_.Note("records");
-    return inner_.WriteChannelValueRecords(code, items);
+    return inner_.WriteChannelValueRecords(code, items, operation);
   }
 
  private:

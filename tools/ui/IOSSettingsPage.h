@@ -22,7 +22,7 @@ class IOSSettingsPage : public QWidget, public IIOSSettingsView {
 
   // The main window's "IOSSettingsUpdate" handler.
   void OnIOSSettingsUpdate(xml::XmlElement event) { logic_.OnSettingsEvent(event); }
-  void SetJournal(IOperationJournal* journal) { logic_.SetJournal(journal); }
+  void SetJournaledSender(JournaledSender* journaled) { logic_.SetJournaledSender(journaled); }
 
   // IIOSSettingsView
   void SetLogLevelText(const QString& text) override;

@@ -1,4 +1,4 @@
-#include "app/EditModeController.h"
+#include "session/EditModeController.h"
 
 #include <utility>
 

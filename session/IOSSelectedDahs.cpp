@@ -1,4 +1,4 @@
-#include "app/IOSSelectedDahs.h"
+#include "session/IOSSelectedDahs.h"
 
 #include "platform/SiteSettingsReader.h"
 #include "platform/SqlConnection.h"
