@@ -1,0 +1,73 @@
+#pragma once
+
+// The HTTP side of telmon-serve: read-only by construction. Every route answers GET and HEAD
+// only; any other method gets 405 before anything else is looked at. The handlers run on the
+// library's own threads and read nothing but published snapshots; the one thing they hand back
+// to the Qt thread is which channels a watch page asks for.
+
+#include "serve/Pages.h"
+#include "serve/Snapshot.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace httplib {
+class Server;
+}
+
+namespace telmon::serve {
+
+struct ServerOptions {
+  std::string address = "127.0.0.1";
+  int port = 8080;  // 0: any free port
+  std::string certFile;
+  std::string keyFile;
+  std::string token;  // empty: no token asked for
+  int maxStreams = 128;
+  std::chrono::milliseconds heartbeat{15000};
+  std::chrono::seconds writeTimeout{5};
+};
+
+bool IsLoopbackAddress(const std::string& address);
+// Why the server must not start with these options; empty when it may. Away from the loopback
+// interface the pages need TLS and a token.
+std::string CheckExposure(const ServerOptions& options);
+
+// Reads `?ids=` with the add-channel dialog's rules.
+using WatchParser = std::function<WatchQuery(const std::string& idsText)>;
+
+class HttpServer {
+ public:
+  HttpServer(ServerOptions options, SnapshotHub& hub, WatchRegistry& watches, WatchParser parser);
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  // Checks the options, loads the certificate and binds; false with `error` set.
+  bool Bind(std::string* error);
+  int Port() const { return port_; }
+  // Serves on a thread of its own until Stop.
+  void Start();
+  void Stop();
+
+  static constexpr const char* TokenCookie = "telmon_token";
+
+ private:
+  void Routes();
+  bool Authorized(const void* request) const;
+
+  ServerOptions options_;
+  SnapshotHub& hub_;
+  WatchRegistry& watches_;
+  WatchParser parser_;
+  std::unique_ptr<httplib::Server> server_;
+  std::thread thread_;
+  int port_ = 0;
+  std::atomic<int> streams_{0};
+};
+
+}  // namespace telmon::serve
