@@ -1,0 +1,266 @@
+// The HTTP side over real loopback TCP with the library's own client: only GET and HEAD are
+// answered, a token is asked for when one is set, the start is refused where the options are
+// unsafe, the headers keep the pages to themselves, and an event stream follows what is
+// published.
+
+#include "serve/HttpServer.h"
+#include "serve/ServeCommandLine.h"
+
+#include <httplib.h>
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace telmon::serve {
+namespace {
+
+const std::string kToken = "0123456789abcdef-token";
+
+SiteSnapshot OneDahs(const std::string& tone) {
+  SiteSnapshot site;
+  DahsSnapshot d;
+  d.dahsId = 1;
+  d.title = "DAHS 1";
+  d.linkUp = true;
+  d.linkText = "Connected";
+  d.devices = {{"ID", "Name"}, {{"4K", {{"4", tone}, {"Analyzer", tone}}}}};
+  site.dahs.push_back(d);
+  return site;
+}
+
+class ServeHttp : public ::testing::Test {
+ protected:
+  void Start(const std::string& token) {
+    ServerOptions options;
+    options.port = 0;
+    options.token = token;
+    options.heartbeat = std::chrono::milliseconds(200);
+    options.maxStreams = 4;
+    hub_.Publish(OneDahs(""));
+    server_ = std::make_unique<HttpServer>(options, hub_, watches_, ParseWatchIds);
+    std::string error;
+    ASSERT_TRUE(server_->Bind(&error)) << error;
+    server_->Start();
+    client_ = std::make_unique<httplib::Client>("127.0.0.1", server_->Port());
+    client_->set_read_timeout(5, 0);
+  }
+  void TearDown() override {
+    if (server_) {
+      server_->Stop();
+    }
+  }
+
+  SnapshotHub hub_;
+  WatchRegistry watches_;
+  std::unique_ptr<HttpServer> server_;
+  std::unique_ptr<httplib::Client> client_;
+};
+
+TEST_F(ServeHttp, EveryMethodButGetAndHeadAnswers405) {
+  Start(kToken);  // before the token is looked at
+  for (const char* path : {"/", "/dahs/1/devices", "/metrics", "/events?page=%2F", "/nowhere"}) {
+    SCOPED_TRACE(path);
+    std::vector<httplib::Result> results;
+    results.push_back(client_->Post(path, "x=1", "application/x-www-form-urlencoded"));
+    results.push_back(client_->Put(path, "x", "text/plain"));
+    results.push_back(client_->Delete(path));
+    results.push_back(client_->Patch(path, "x", "text/plain"));
+    results.push_back(client_->Options(path));
+    for (auto& r : results) {
+      ASSERT_TRUE(r);
+      EXPECT_EQ(r->status, 405);
+      EXPECT_EQ(r->get_header_value("Allow"), "GET, HEAD");
+    }
+  }
+}
+
+TEST_F(ServeHttp, WithoutTheTokenEveryPageAnswers401) {
+  Start(kToken);
+  for (const char* path : {"/", "/dahs/1/devices", "/metrics", "/app.js", "/events?page=%2F"}) {
+    SCOPED_TRACE(path);
+    auto r = client_->Get(path);
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->status, 401);
+    EXPECT_EQ(r->body.find("Analyzer"), std::string::npos);
+    auto wrong = client_->Get(path, {{"Authorization", "Bearer " + kToken + "x"}});
+    ASSERT_TRUE(wrong);
+    EXPECT_EQ(wrong->status, 401);
+    auto cookie = client_->Get(path, {{"Cookie", "telmon_token=wrong-token-wrong-x"}});
+    ASSERT_TRUE(cookie);
+    EXPECT_EQ(cookie->status, 401);
+  }
+  auto bearer = client_->Get("/dahs/1/devices", {{"Authorization", "Bearer " + kToken}});
+  ASSERT_TRUE(bearer);
+  EXPECT_EQ(bearer->status, 200);
+  EXPECT_NE(bearer->body.find("Analyzer"), std::string::npos);
+}
+
+TEST_F(ServeHttp, ATokenInTheAddressBecomesAStrictCookieOnce) {
+  Start(kToken);
+  auto r = client_->Get("/dahs/1/devices?token=" + kToken);
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 303);
+  EXPECT_EQ(r->get_header_value("Location"), "/dahs/1/devices");
+  EXPECT_EQ(r->get_header_value("Set-Cookie"),
+            "telmon_token=" + kToken + "; Path=/; HttpOnly; Secure; SameSite=Strict");
+  auto page = client_->Get("/dahs/1/devices", {{"Cookie", "a=b; telmon_token=" + kToken}});
+  ASSERT_TRUE(page);
+  EXPECT_EQ(page->status, 200);
+  auto wrong = client_->Get("/?token=nope");
+  ASSERT_TRUE(wrong);
+  EXPECT_EQ(wrong->status, 401);
+  EXPECT_FALSE(wrong->has_header("Set-Cookie"));
+}
+
+TEST_F(ServeHttp, PagesKeepToTheirOwnScriptAndOrigin) {
+  Start("");
+  auto r = client_->Get("/", {{"Origin", "http://elsewhere.example"}});
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 200);
+  EXPECT_EQ(r->get_header_value("Content-Security-Policy"),
+            "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+            "connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'");
+  EXPECT_EQ(r->get_header_value("X-Content-Type-Options"), "nosniff");
+  EXPECT_FALSE(r->has_header("Access-Control-Allow-Origin"));
+  EXPECT_EQ(r->get_header_value("Content-Type"), "text/html; charset=utf-8");
+  auto head = client_->Head("/dahs/1/devices");
+  ASSERT_TRUE(head);
+  EXPECT_EQ(head->status, 200);
+  EXPECT_TRUE(head->body.empty());
+  auto script = client_->Get("/app.js");
+  ASSERT_TRUE(script);
+  EXPECT_EQ(script->body, kScript);
+  auto missing = client_->Get("/dahs/5/devices");
+  ASSERT_TRUE(missing);
+  EXPECT_EQ(missing->status, 404);
+  auto metrics = client_->Get("/metrics");
+  ASSERT_TRUE(metrics);
+  EXPECT_EQ(metrics->get_header_value("Content-Type"), "text/plain; version=0.0.4; charset=utf-8");
+  EXPECT_NE(metrics->body.find("telmon_link_up{dahs=\"1\"} 1\n"), std::string::npos);
+}
+
+TEST_F(ServeHttp, AWatchPageAsksTheQtSideForItsChannels) {
+  Start("");
+  auto r = client_->Get("/dahs/1/watch?ids=1216-1218");
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 200);
+  EXPECT_EQ(watches_.Wanted(1, WatchRegistry::Clock::now() - std::chrono::seconds(30)),
+            (std::vector<std::int32_t>{1216, 1217, 1218}));
+  auto bad = client_->Get("/dahs/2/watch?ids=5x");
+  ASSERT_TRUE(bad);
+  EXPECT_TRUE(watches_.Wanted(2, WatchRegistry::Clock::now() - std::chrono::seconds(30)).empty());
+}
+
+TEST(ServeStart, UnsafeOrBrokenOptionsRefuseToStart) {
+  SnapshotHub hub;
+  WatchRegistry watches;
+  const struct {
+    std::string address;
+    std::string cert;
+    std::string token;
+    std::string error;
+  } cases[] = {
+      {"0.0.0.0", "", kToken,
+       "refusing to serve on 0.0.0.0 without TLS: give --tls-cert and --tls-key, or bind to "
+       "127.0.0.1 behind a reverse proxy"},
+      {"0.0.0.0", "/nonexistent/cert.pem", kToken,
+       "the TLS certificate /nonexistent/cert.pem or its key /nonexistent/cert.pem could not be "
+       "loaded"},
+  };
+  for (const auto& c : cases) {
+    ServerOptions options;
+    options.address = c.address;
+    options.port = 0;
+    options.certFile = c.cert;
+    options.keyFile = c.cert;
+    options.token = c.token;
+    HttpServer server(options, hub, watches, ParseWatchIds);
+    std::string error;
+    EXPECT_FALSE(server.Bind(&error));
+    EXPECT_EQ(error, c.error);
+  }
+}
+
+// Reads an event stream on a thread of its own, keeping what arrived.
+class StreamReader {
+ public:
+  StreamReader(int port, const std::string& path) {
+    thread_ = std::thread([this, port, path] {
+      httplib::Client client("127.0.0.1", port);
+      client.set_read_timeout(10, 0);
+      client.Get(path, [this](const char* data, std::size_t size) {
+        const std::lock_guard lock(mutex_);
+        text_.append(data, size);
+        changed_.notify_all();
+        return !stop_;
+      });
+    });
+  }
+  ~StreamReader() {
+    {
+      const std::lock_guard lock(mutex_);
+      stop_ = true;
+    }
+    thread_.join();
+  }
+  // True once the stream has carried `piece` (after `from`).
+  bool WaitFor(const std::string& piece, std::size_t from = 0) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
+      return text_.find(piece, std::min(from, text_.size())) != std::string::npos;
+    });
+  }
+  std::string Text() {
+    const std::lock_guard lock(mutex_);
+    return text_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::string text_;
+  bool stop_ = false;
+  std::thread thread_;
+};
+
+TEST_F(ServeHttp, AnEventStreamCarriesEachNewContentOnce) {
+  Start("");
+  StreamReader stream(server_->Port(), "/events?page=%2Fdahs%2F1%2Fdevices");
+  ASSERT_TRUE(stream.WaitFor("<tr data-key=\"4K\">"));
+  const std::size_t before = stream.Text().size();
+  hub_.Publish(OneDahs("random"));
+  ASSERT_TRUE(stream.WaitFor("<tr class=\"random\" data-key=\"4K\">", before));
+  // The same content again is not sent again; the stream only shows it is alive.
+  const std::size_t sent = stream.Text().size();
+  hub_.Publish(OneDahs("random"));
+  ASSERT_TRUE(stream.WaitFor(": idle", sent));
+  EXPECT_EQ(stream.Text().find("event: page", sent), std::string::npos);
+  const std::string text = stream.Text();
+  EXPECT_EQ(text.rfind("retry: 2000\n\nevent: page\ndata: <h1>DAHS 1: Devices</h1>", 0), 0U)
+      << text;
+}
+
+TEST_F(ServeHttp, EventStreamsAreCappedAndUnknownPagesRefused) {
+  Start("");
+  auto unknown = client_->Get("/events?page=%2Fnowhere");
+  ASSERT_TRUE(unknown);
+  EXPECT_EQ(unknown->status, 404);
+  std::vector<std::unique_ptr<StreamReader>> streams;
+  for (int i = 0; i < 4; ++i) {
+    streams.push_back(std::make_unique<StreamReader>(server_->Port(), "/events?page=%2F"));
+    ASSERT_TRUE(streams.back()->WaitFor("event: page"));
+  }
+  auto refused = client_->Get("/events?page=%2F");
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(refused->status, 503);
+  // The pages themselves are still served.
+  auto page = client_->Get("/");
+  ASSERT_TRUE(page);
+  EXPECT_EQ(page->status, 200);
+}
+
+}  // namespace
+}  // namespace telmon::serve
