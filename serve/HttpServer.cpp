@@ -72,9 +72,10 @@ std::string CheckExposure(const ServerOptions& options) {
            " without TLS: give --tls-cert and --tls-key, or bind to 127.0.0.1 behind a "
            "reverse proxy";
   }
-  if (options.token.empty()) {
+  if (options.token.empty() && !options.login) {
     return "refusing to serve on " + options.address +
-           " without a token: give --token-file, or bind to 127.0.0.1 behind a reverse proxy";
+           " without a token or a sign-in: give --token-file or --login, or bind to 127.0.0.1 "
+           "behind a reverse proxy";
   }
   return {};
 }
@@ -88,6 +89,10 @@ HttpServer::~HttpServer() { Stop(); }
 bool HttpServer::Bind(std::string* error) {
   *error = CheckExposure(options_);
   if (!error->empty()) {
+    return false;
+  }
+  if (options_.login && desk_ == nullptr) {
+    *error = "no sign-in desk for --login";
     return false;
   }
   if (sodium_init() < 0) {
@@ -131,6 +136,9 @@ void HttpServer::Start() {
 
 void HttpServer::Stop() {
   hub_.Stop();
+  if (desk_ != nullptr) {
+    desk_->Close();
+  }
   if (server_) {
     server_->stop();
   }
@@ -140,10 +148,19 @@ void HttpServer::Stop() {
 }
 
 bool HttpServer::Authorized(const void* request) const {
-  if (options_.token.empty()) {
+  if (options_.token.empty() && !options_.login) {
     return true;
   }
   const auto& req = *static_cast<const httplib::Request*>(request);
+  if (options_.login) {
+    const std::string session = CookieValue(req.get_header_value("Cookie"), SessionCookie);
+    if (!session.empty() && !sessions_.Account(session, SessionStore::Clock::now()).empty()) {
+      return true;
+    }
+  }
+  if (options_.token.empty()) {
+    return false;
+  }
   const std::string bearer = "Bearer ";
   const std::string authorization = req.get_header_value("Authorization");
   if (authorization.rfind(bearer, 0) == 0 &&
@@ -182,14 +199,31 @@ void HttpServer::Routes() {
       res.set_header("Location", req.path);
       return httplib::Server::HandlerResponse::Handled;
     }
-    if (!Authorized(&req)) {
-      res.status = 401;
-      res.set_header("WWW-Authenticate", "Bearer realm=\"telmon-serve\"");
-      res.set_content("Unauthorized: open the address once with ?token=<the token>.\n",
-                      "text/plain");
-      return httplib::Server::HandlerResponse::Handled;
+    if (Authorized(&req)) {
+      return httplib::Server::HandlerResponse::Unhandled;
     }
-    return httplib::Server::HandlerResponse::Unhandled;
+    std::string refusal = "Unauthorized: open the address once with ?token=<the token>.";
+    if (options_.login) {
+      refusal = "Unauthorized: sign in with a site account.";
+      if (const auto basic = ParseBasicAuthorization(req.get_header_value("Authorization"))) {
+        const std::optional<LoginOutcome> outcome =
+            desk_->Ask(basic->first, basic->second, std::chrono::seconds(20));
+        if (outcome && outcome->granted) {
+          res.set_header("Set-Cookie",
+                         std::string(SessionCookie) + "=" +
+                             sessions_.Open(basic->first, SessionStore::Clock::now()) +
+                             "; Path=/; HttpOnly; Secure; SameSite=Strict");
+          return httplib::Server::HandlerResponse::Unhandled;
+        }
+        refusal = outcome ? outcome->message : "The privilege service did not answer.";
+      }
+    }
+    res.status = 401;
+    res.set_header("WWW-Authenticate", options_.login
+                                           ? "Basic realm=\"telmon-serve\", charset=\"UTF-8\""
+                                           : "Bearer realm=\"telmon-serve\"");
+    res.set_content(refusal + "\n", "text/plain; charset=utf-8");
+    return httplib::Server::HandlerResponse::Handled;
   });
 
   s.Get("/app.js", [](const httplib::Request&, httplib::Response& res) {

@@ -5,6 +5,7 @@
 // library's own threads and read nothing but published snapshots; the one thing they hand back
 // to the Qt thread is which channels a watch page asks for.
 
+#include "serve/Login.h"
 #include "serve/Pages.h"
 #include "serve/Snapshot.h"
 
@@ -26,7 +27,8 @@ struct ServerOptions {
   int port = 8080;  // 0: any free port
   std::string certFile;
   std::string keyFile;
-  std::string token;  // empty: no token asked for
+  std::string token;   // empty: no token asked for
+  bool login = false;  // site accounts may sign in (HTTP Basic on GET, then a session cookie)
   int maxStreams = 128;
   std::chrono::milliseconds heartbeat{15000};
   std::chrono::seconds writeTimeout{5};
@@ -34,7 +36,7 @@ struct ServerOptions {
 
 bool IsLoopbackAddress(const std::string& address);
 // Why the server must not start with these options; empty when it may. Away from the loopback
-// interface the pages need TLS and a token.
+// interface the pages need TLS, and a token or the sign-in with a site account.
 std::string CheckExposure(const ServerOptions& options);
 
 // Reads `?ids=` with the add-channel dialog's rules.
@@ -50,11 +52,14 @@ class HttpServer {
   // Checks the options, loads the certificate and binds; false with `error` set.
   bool Bind(std::string* error);
   int Port() const { return port_; }
+  // Where sign-ins go while ServerOptions::login is on; set before Bind.
+  void SetLoginDesk(LoginDesk* desk) { desk_ = desk; }
   // Serves on a thread of its own until Stop.
   void Start();
   void Stop();
 
   static constexpr const char* TokenCookie = "telmon_token";
+  static constexpr const char* SessionCookie = "telmon_session";
 
  private:
   void Routes();
@@ -68,6 +73,8 @@ class HttpServer {
   std::thread thread_;
   int port_ = 0;
   std::atomic<int> streams_{0};
+  LoginDesk* desk_ = nullptr;
+  mutable SessionStore sessions_;  // its own lock
 };
 
 }  // namespace telmon::serve

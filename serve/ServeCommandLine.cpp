@@ -79,6 +79,10 @@ ServeCommandLine ServeCommandLine::Parse(const QStringList& arguments, QString* 
       if (value(&cl.tokenFile)) {
         ReadToken(cl.tokenFile, &cl.server.token, error);
       }
+    } else if (a == QLatin1String("--login")) {
+      cl.server.login = true;
+    } else if (a == QLatin1String("--login-level")) {
+      number(1, 32767, &cl.loginLevel);
     } else if (a == QLatin1String("--max-streams")) {
       number(1, 4096, &cl.server.maxStreams);
     } else if (a == QLatin1String("--ios-host")) {
@@ -110,11 +114,13 @@ QString ServeCommandLine::HelpText() {
       "Usage: telmon-serve [options]\n"
       "Shows every DAHS of the site, live and read-only, in a browser.\n\n"
       "  --listen ADDRESS     address to serve on (default 127.0.0.1); any other than the\n"
-      "                       loopback needs --tls-cert, --tls-key and --token-file\n"
+      "                       loopback needs --tls-cert, --tls-key and --token-file or --login\n"
       "  --port N             TCP port (default 8080; 0: any free port)\n"
       "  --tls-cert FILE      TLS certificate (PEM)\n"
       "  --tls-key FILE       its private key (PEM)\n"
       "  --token-file FILE    pages need this token (at least 16 characters)\n"
+      "  --login              site accounts sign in (the window's privilege service)\n"
+      "  --login-level N      the privilege level a sign-in needs (default 1)\n"
       "  --dahs LIST          the DAHS numbers to watch (default: every [DAHS<n>] section)\n"
       "  --ios-host HOST      where the I/O servers run (default: this computer)\n"
       "  --journal FILE       the operator journal whose latest entries are shown\n"

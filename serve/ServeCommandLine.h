@@ -17,6 +17,7 @@ struct ServeCommandLine {
   QString tokenFile;
   QString iosHost;
   QString journalFile;
+  int loginLevel = 1;
   std::vector<std::int32_t> dahsIds;  // empty: every [DAHS<n>] section
   bool help = false;
   bool version = false;

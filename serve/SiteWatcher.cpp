@@ -5,6 +5,7 @@
 #include "journal/SiteStateModel.h"
 #include "platform/H5DBIL.h"
 #include "platform/Prompter.h"
+#include "platform/SecurityPrivilegeGate.h"
 #include "session/IOSSelectedDahs.h"
 #include "session/SiteSession.h"
 #include "views/ChannelListviewManager.h"
@@ -57,6 +58,43 @@ class NoEdits final : public IEditGate {
 };
 
 const char kResyncCode[] = "TELM-9001";
+
+// The account and password a browser sent, given once to the privilege service; what the
+// service would have shown the operator is kept for the browser.
+class SignInPrompter final : public Prompter {
+ public:
+  SignInPrompter(QString account, QString password)
+      : credentials_{std::move(account), std::move(password)} {}
+  PromptAnswer Ask(const PromptQuestion& question) override {
+    shown_ = question.text;
+    return question.defaultButton.value_or(PromptAnswer::Ok);
+  }
+  std::optional<QString> InputText(const QString& /*prompt*/, const QString& /*title*/,
+                                   const QString& /*initial*/) override {
+    return std::nullopt;
+  }
+  std::optional<QString> SaveFileName(const FileDialogRequest& /*request*/) override {
+    return std::nullopt;
+  }
+  std::optional<QString> OpenFileName(const FileDialogRequest& /*request*/) override {
+    return std::nullopt;
+  }
+  std::optional<Credentials> AskCredentials(const QString& /*prompt*/,
+                                            const QString& /*title*/) override {
+    if (asked_) {
+      return std::nullopt;
+    }
+    asked_ = true;
+    return credentials_;
+  }
+  void Beep() override {}
+  const QString& Shown() const { return shown_; }
+
+ private:
+  Credentials credentials_;
+  bool asked_ = false;
+  QString shown_;
+};
 
 }  // namespace
 
@@ -161,6 +199,7 @@ SiteWatcher::SiteWatcher(SnapshotHub& hub, WatchRegistry& watches, WatcherOption
       prompter_(std::make_unique<NoPrompter>()) {
   connect(&publish_, &QTimer::timeout, this, &SiteWatcher::Tick);
   connect(&reconnect_, &QTimer::timeout, this, &SiteWatcher::Reconnect);
+  connect(&logins_, &QTimer::timeout, this, &SiteWatcher::AnswerPendingLogins);
   connect(&watchRead_, &QTimer::timeout, this, [this] {
     ReadWatches();
     ReadJournal();
@@ -235,6 +274,48 @@ void SiteWatcher::OnLinkPanel(Watched& w, const QString& text) {
     w.linkText = text;
   }
   dirty_ = true;
+}
+
+void SiteWatcher::AnswerLogins(LoginDesk* desk, int level) {
+  desk_ = desk;
+  loginLevel_ = level;
+  logins_.start(20);
+}
+
+void SiteWatcher::AnswerPendingLogins() {
+  if (desk_ == nullptr) {
+    return;
+  }
+  for (LoginDesk::Request& request : desk_->TakePending()) {
+    const IOSSelectedDahs* settings = nullptr;
+    Watched* by = nullptr;
+    for (auto& w : watched_) {
+      if (w->session != nullptr && w->session->Settings() != nullptr) {
+        settings = w->session->Settings();
+        by = w.get();
+        break;
+      }
+    }
+    if (settings == nullptr) {
+      request.Answer({false, "No DAHS session is running to check the account with."});
+      continue;
+    }
+    SignInPrompter prompter(QString::fromStdString(request.account),
+                            QString::fromStdString(request.password));
+    SecurityPrivilegeGate gate(
+        prompter, clock_, *by->sink,
+        {settings->SiteID(), settings->LanguageID(), settings->SqlConnectionString_Config(),
+         settings->SqlConnectionString_Alarms(), QStringLiteral("telmon-serve"),
+         QString::number(QCoreApplication::applicationPid())});
+    const std::optional<PrivilegeCheck> check = gate.CheckPrivilege(loginLevel_);
+    if (check && check->granted()) {
+      request.Answer({true, {}});
+    } else {
+      request.Answer({false, prompter.Shown().isEmpty()
+                                 ? std::string("The account name or the password is wrong.")
+                                 : Utf8(prompter.Shown())});
+    }
+  }
 }
 
 void SiteWatcher::Reconnect() {

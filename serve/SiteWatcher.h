@@ -7,6 +7,7 @@
 // entries. Nothing here is shown in a window and nothing is ever sent to change the plant: the
 // sessions' edit rights are refused for good.
 
+#include "serve/Login.h"
 #include "serve/Snapshot.h"
 #include "util/Clock.h"
 #include "util/ColorRef.h"
@@ -59,6 +60,9 @@ class SiteWatcher final : public QObject {
   // Builds and publishes a snapshot now.
   void PublishNow();
   SiteSession* Session(std::int32_t dahsId) const;
+  // Answers the sign-ins of `desk` with the privilege service of the first DAHS whose session
+  // is assembled: granted for an account with privilege level `level` or above.
+  void AnswerLogins(LoginDesk* desk, int level);
   bool Connected(std::int32_t dahsId) const;
 
  private:
@@ -71,6 +75,7 @@ class SiteWatcher final : public QObject {
   void Reconnect();
   void ReadWatches();
   void ReadJournal();
+  void AnswerPendingLogins();
   DahsSnapshot Capture(Watched& w) const;
 
   SnapshotHub& hub_;
@@ -83,6 +88,9 @@ class SiteWatcher final : public QObject {
   QTimer publish_;
   QTimer reconnect_;
   QTimer watchRead_;
+  QTimer logins_;
+  LoginDesk* desk_ = nullptr;
+  int loginLevel_ = 1;
   bool dirty_ = true;
 };
 

@@ -54,7 +54,11 @@ int main(int argc, char** argv) {
   // Nothing is watched before the address is known to be safe to serve on.
   SnapshotHub hub;
   WatchRegistry watches;
+  LoginDesk logins;
   HttpServer server(cl.server, hub, watches, ParseWatchIds);
+  if (cl.server.login) {
+    server.SetLoginDesk(&logins);
+  }
   std::string bindError;
   if (!server.Bind(&bindError)) {
     return Fail(QString::fromStdString(bindError));
@@ -76,6 +80,9 @@ int main(int argc, char** argv) {
   SiteWatcher watcher(hub, watches, options);
   if (!watcher.Start(dahsIds, &error)) {
     return Fail(error);
+  }
+  if (cl.server.login) {
+    watcher.AnswerLogins(&logins, cl.loginLevel);
   }
   server.Start();
   std::fprintf(stderr, "telmon-serve: serving %s://%s:%d/\n",

@@ -3,6 +3,7 @@
 // threads, without a session.
 
 #include "serve/HttpServer.h"
+#include "serve/Login.h"
 #include "serve/Pages.h"
 #include "serve/ServeCommandLine.h"
 #include "serve/SiteWatcher.h"
@@ -198,6 +199,7 @@ TEST(ServeExposure, AwayFromTheLoopbackOnlyWithTlsAndAToken) {
     bool tls;
     bool token;
     const char* refusal;  // the start of the message; empty: allowed
+    bool login = false;
   } cases[] = {
       {"127.0.0.1", false, false, ""},
       {"127.0.0.5", false, false, ""},
@@ -205,8 +207,10 @@ TEST(ServeExposure, AwayFromTheLoopbackOnlyWithTlsAndAToken) {
       {"localhost", false, false, ""},
       {"0.0.0.0", false, true, "refusing to serve on 0.0.0.0 without TLS"},
       {"192.168.1.20", false, false, "refusing to serve on 192.168.1.20 without TLS"},
-      {"::", true, false, "refusing to serve on :: without a token"},
+      {"::", true, false, "refusing to serve on :: without a token or a sign-in"},
       {"10.0.0.1", true, true, ""},
+      {"10.0.0.1", true, false, "", true},
+      {"10.0.0.1", false, false, "refusing to serve on 10.0.0.1 without TLS", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.address);
@@ -219,6 +223,7 @@ TEST(ServeExposure, AwayFromTheLoopbackOnlyWithTlsAndAToken) {
     if (c.token) {
       options.token = "0123456789abcdef";
     }
+    options.login = c.login;
     const std::string refusal = CheckExposure(options);
     if (std::string(c.refusal).empty()) {
       EXPECT_EQ(refusal, "");
@@ -313,6 +318,64 @@ TEST(ServeWatches, WishesExpire) {
   EXPECT_EQ(watches.Wanted(1, t0), (std::vector<std::int32_t>{4}));
   EXPECT_EQ(watches.Wanted(2, t0), (std::vector<std::int32_t>{9}));
   EXPECT_TRUE(watches.Wanted(3, t0).empty());
+}
+
+TEST(ServeLogin, BasicAuthorizationHeaders) {
+  using Pair = std::pair<std::string, std::string>;
+  const struct {
+    const char* header;
+    std::optional<Pair> expected;
+  } cases[] = {
+      {"Basic dGVjaDp0ZWNoLWRlbW8=", Pair{"tech", "tech-demo"}},
+      {"Basic dGVjaDpwYXNzOndpdGg6Y29sb25z", Pair{"tech", "pass:with:colons"}},
+      {"Basic dGVjaDo=", Pair{"tech", ""}},
+      {"Basic OnBhc3N3b3Jk", std::nullopt},  // no account
+      {"Basic bm9jb2xvbg==", std::nullopt},  // no colon
+      {"Basic !!!", std::nullopt},
+      {"Bearer dGVjaDp0ZWNoLWRlbW8=", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.header);
+    EXPECT_EQ(ParseBasicAuthorization(c.header), c.expected);
+  }
+}
+
+TEST(ServeLogin, SessionsAreRandomAndExpire) {
+  SessionStore sessions(std::chrono::seconds(60));
+  const auto t0 = SessionStore::Clock::now();
+  const std::string a = sessions.Open("tech", t0);
+  const std::string b = sessions.Open("super", t0);
+  EXPECT_EQ(a.size(), 64U);
+  EXPECT_NE(a, b);
+  EXPECT_EQ(sessions.Account(a, t0 + std::chrono::seconds(59)), "tech");
+  EXPECT_EQ(sessions.Account(b, t0), "super");
+  EXPECT_EQ(sessions.Account(a, t0 + std::chrono::seconds(61)), "");
+  EXPECT_EQ(sessions.Account("", t0), "");
+  EXPECT_EQ(sessions.Account(a.substr(1), t0), "");
+}
+
+TEST(ServeLogin, TheDeskHandsEachSignInToTheQtSideAndBack) {
+  LoginDesk desk;
+  std::optional<LoginOutcome> outcome;
+  std::thread http([&] { outcome = desk.Ask("tech", "secret", std::chrono::seconds(20)); });
+  std::vector<LoginDesk::Request> pending;
+  while (pending.empty()) {
+    pending = desk.TakePending();
+    std::this_thread::yield();
+  }
+  ASSERT_EQ(pending.size(), 1U);
+  EXPECT_EQ(pending[0].account, "tech");
+  EXPECT_EQ(pending[0].password, "secret");
+  pending[0].Answer({false, "The account name or the password is wrong."});
+  http.join();
+  ASSERT_TRUE(outcome);
+  EXPECT_FALSE(outcome->granted);
+  EXPECT_EQ(outcome->message, "The account name or the password is wrong.");
+  // Unanswered: the HTTP thread gives up; closed: refused at once.
+  EXPECT_FALSE(desk.Ask("tech", "x", std::chrono::milliseconds(20)));
+  desk.Close();
+  EXPECT_FALSE(desk.Ask("tech", "x", std::chrono::hours(1)));
 }
 
 }  // namespace

@@ -24,6 +24,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <future>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -228,6 +229,49 @@ TEST_F(ServeSessions, AWatchPageGetsRealtimeValues) {
   EXPECT_FALSE(v.value.empty());
   EXPECT_FALSE(site->Dahs(1)->watched.at(999999).read);
   EXPECT_TRUE(site->Dahs(2)->watched.empty());
+}
+
+TEST_F(ServeSessions, FiveWrongPasswordsLockTheAccountAsInTheWindow) {
+  ASSERT_TRUE(Published(1));
+  LoginDesk desk;
+  watcher_->AnswerLogins(&desk, 100);
+  ServerOptions options;
+  options.port = 0;
+  options.login = true;
+  HttpServer server(options, hub_, watches_, ParseWatchIds);
+  server.SetLoginDesk(&desk);
+  std::string error;
+  ASSERT_TRUE(server.Bind(&error)) << error;
+  server.Start();
+  // The sign-in is checked on this (the Qt) thread: the browser's request runs beside it.
+  const auto signIn = [&](const std::string& basic) {
+    auto answer = std::async(std::launch::async, [&server, basic] {
+      httplib::Client client("127.0.0.1", server.Port());
+      client.set_read_timeout(30, 0);
+      auto r = client.Get("/", {{"Authorization", "Basic " + basic}});
+      return r ? std::pair{r->status, r->body} : std::pair{-1, std::string()};
+    });
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; },
+        30000));
+    return answer.get();
+  };
+  // tech:tech-demo, tech:wrong
+  const std::string right = "dGVjaDp0ZWNoLWRlbW8=";
+  const std::string wrong = "dGVjaDp3cm9uZw==";
+  EXPECT_EQ(signIn(right).first, 200);
+  for (int i = 0; i < 5; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(signIn(wrong), (std::pair{401, std::string("The account name or the password is "
+                                                         "wrong.\n")}));
+  }
+  const auto locked = signIn(right);
+  EXPECT_EQ(locked.first, 401);
+  EXPECT_EQ(locked.second.rfind(
+                "The account 'tech' is locked after repeated wrong passwords. Try again in ", 0),
+            0U)
+      << locked.second;
+  server.Stop();
 }
 
 }  // namespace

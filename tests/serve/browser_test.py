@@ -7,7 +7,8 @@ over two simulated I/O servers of the demo site.
   - at 360x740 the pages need no sideways scrolling (the full-page screenshot is 360 wide);
   - POST, PUT and DELETE answer 405;
   - a non-loopback address without TLS refuses to start;
-  - with a token, a page without it answers 401 and the token in the address lets the browser in.
+  - with a token, a page without it answers 401 and the token in the address lets the browser in;
+  - with sign-in, five wrong passwords lock the account as in the window.
 
 Exits 77 (skipped) when Chromium, its driver or Selenium is missing. Phone-sized screenshots of
 the overview and a devices page are written into the folder given by --screenshots.
@@ -283,6 +284,30 @@ def main():
             check("Site overview" in browser.title, "the cookie did not keep the browser in")
         finally:
             browser.quit()
+
+        # Sign-in with a site account: the window's privilege service and its lockout.
+        login_log = os.path.join(work, "serve-login.log")
+        processes.start([args.serve, "--port", "0", "--login"], env, login_log)
+        login_base = "http://127.0.0.1:%s" % wait_for(
+            "telmon-serve with sign-in",
+            lambda: log_match(login_log, r"serving http://127\.0\.0\.1:(\d+)/"), 30).group(1)
+
+        def basic(account, password):
+            token = base64.b64encode(("%s:%s" % (account, password)).encode()).decode()
+            return {"Authorization": "Basic " + token}
+
+        status, _ = http("GET", login_base + "/")
+        check(status == 401, "a page without a sign-in answered %d" % status)
+        for attempt in range(5):
+            status, text = http("GET", login_base + "/", basic("tech", "wrong%d" % attempt))
+            check(status == 401 and "password is wrong" in text,
+                  "wrong password %d: %d %s" % (attempt + 1, status, text))
+        status, text = http("GET", login_base + "/", basic("tech", "tech-demo"))
+        check(status == 401 and "is locked after repeated wrong passwords" in text,
+              "five wrong passwords did not lock the account: %d %s" % (status, text))
+        status, text = http("GET", login_base + "/", basic("super", "super-demo"))
+        check(status == 200 and "Site overview" in text,
+              "another account could not sign in: %d" % status)
     finally:
         processes.stop()
         if not failures:
