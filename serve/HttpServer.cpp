@@ -4,6 +4,7 @@
 #include <sodium.h>
 
 #include <arpa/inet.h>
+#include <sys/socket.h>
 
 namespace telmon::serve {
 
@@ -12,6 +13,16 @@ namespace {
 const char* const kSecurityPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
     "connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'";
+
+// The library listens with a backlog of a handful of connections; a burst of browsers (every
+// phone reconnecting after a restart) would overflow it and leave half-open connections that
+// never get an answer. Listening again on the bound socket raises the backlog.
+template <class Base>
+class WideBacklog final : public Base {
+ public:
+  using Base::Base;
+  void RaiseBacklog(int backlog) { ::listen(this->svr_sock_, backlog); }
+};
 
 bool SameSecret(const std::string& given, const std::string& token) {
   return given.size() == token.size() &&
@@ -109,14 +120,14 @@ bool HttpServer::Bind(std::string* error) {
     }
     server_ = std::move(tls);
   } else {
-    server_ = std::make_unique<httplib::Server>();
+    server_ = std::make_unique<WideBacklog<httplib::Server>>();
   }
   // One thread per open event stream, and a few for the pages.
   const auto threads = static_cast<std::size_t>(options_.maxStreams) + 8;
   server_->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
   server_->set_read_timeout(5, 0);
   server_->set_write_timeout(options_.writeTimeout);
-  server_->set_payload_max_length(64 * 1024);
+  server_->set_payload_max_length(std::size_t{64} * 1024);
   Routes();
   if (options_.port == 0) {
     port_ = server_->bind_to_any_port(options_.address);
@@ -126,6 +137,12 @@ bool HttpServer::Bind(std::string* error) {
   if (port_ <= 0) {
     *error = "cannot listen on " + options_.address + " port " + std::to_string(options_.port);
     return false;
+  }
+  const int backlog = options_.maxStreams + 64;
+  if (auto* tls = dynamic_cast<WideBacklog<httplib::SSLServer>*>(server_.get())) {
+    tls->RaiseBacklog(backlog);
+  } else {
+    static_cast<WideBacklog<httplib::Server>*>(server_.get())->RaiseBacklog(backlog);
   }
   return true;
 }
@@ -145,6 +162,33 @@ void HttpServer::Stop() {
   if (thread_.joinable()) {
     thread_.join();
   }
+}
+
+std::shared_ptr<const std::string> HttpServer::Rendered(const SiteSnapshot& site,
+                                                        const Route& route,
+                                                        const WatchQuery& watch) {
+  const std::string key = std::to_string(static_cast<int>(route.kind)) + "/" +
+                          std::to_string(route.dahsId) + "?" + watch.idsText;
+  {
+    const std::lock_guard lock(renderedMutex_);
+    const auto it = rendered_.find(key);
+    if (it != rendered_.end() && it->second.version == site.version) {
+      return it->second.html;
+    }
+  }
+  auto html = std::make_shared<const std::string>(RenderPage(site, route, watch).main);
+  const std::lock_guard lock(renderedMutex_);
+  RenderedPage& page = rendered_[key];
+  if (page.version <= site.version) {
+    page = {site.version, html};
+  }
+  // Watch pages name their channels in the key: forget pages nobody asked for lately.
+  if (rendered_.size() > 256) {
+    for (auto it = rendered_.begin(); it != rendered_.end();) {
+      it = it->second.version + 100 < site.version ? rendered_.erase(it) : std::next(it);
+    }
+  }
+  return html;
 }
 
 bool HttpServer::Authorized(const void* request) const {
@@ -251,7 +295,7 @@ void HttpServer::Routes() {
     const WatchQuery watch = ReadWatch(req, parser_);
     struct State {
       std::uint64_t version = 0;
-      std::string sent;
+      std::shared_ptr<const std::string> sent;
       bool first = true;
     };
     auto state = std::make_shared<State>();
@@ -279,11 +323,11 @@ void HttpServer::Routes() {
             return sink.write(": idle\n\n", 8);
           }
           state->version = site->version;
-          std::string html = RenderPage(*site, route, watch).main;
-          if (html == state->sent) {
+          std::shared_ptr<const std::string> html = Rendered(*site, route, watch);
+          if (state->sent && (html == state->sent || *html == *state->sent)) {
             return true;
           }
-          const std::string message = StreamMessage(html);
+          const std::string message = StreamMessage(*html);
           if (!sink.write(message.data(), message.size())) {
             return false;
           }

@@ -12,7 +12,9 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -63,6 +65,9 @@ class HttpServer {
 
  private:
   void Routes();
+  // The content of a page at a snapshot's version, rendered once for every stream showing it.
+  std::shared_ptr<const std::string> Rendered(const SiteSnapshot& site, const Route& route,
+                                              const WatchQuery& watch);
   bool Authorized(const void* request) const;
 
   ServerOptions options_;
@@ -75,6 +80,12 @@ class HttpServer {
   std::atomic<int> streams_{0};
   LoginDesk* desk_ = nullptr;
   mutable SessionStore sessions_;  // its own lock
+  struct RenderedPage {
+    std::uint64_t version = 0;
+    std::shared_ptr<const std::string> html;
+  };
+  std::mutex renderedMutex_;
+  std::map<std::string, RenderedPage> rendered_;
 };
 
 }  // namespace telmon::serve
