@@ -54,6 +54,7 @@ class HttpServer {
   // Checks the options, loads the certificate and binds; false with `error` set.
   bool Bind(std::string* error);
   int Port() const { return port_; }
+  int OpenStreams() const { return streams_.load(); }
   // Where sign-ins go while ServerOptions::login is on; set before Bind.
   void SetLoginDesk(LoginDesk* desk) { desk_ = desk; }
   // Serves on a thread of its own until Stop.

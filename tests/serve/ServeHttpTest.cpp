@@ -8,6 +8,15 @@
 
 #include <httplib.h>
 
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -320,6 +329,103 @@ TEST_F(ServeHttp, EventStreamsAreCappedAndUnknownPagesRefused) {
   auto page = client_->Get("/");
   ASSERT_TRUE(page);
   EXPECT_EQ(page->status, 200);
+}
+
+// A device list of `rows` rows whose first row says `marker`.
+SiteSnapshot Big(int rows, int marker) {
+  SiteSnapshot site = OneDahs("");
+  site.dahs[0].devices.rows.clear();
+  for (int r = 0; r < rows; ++r) {
+    site.dahs[0].devices.rows.push_back(
+        {std::to_string(r) + "K",
+         {{std::to_string(r), ""},
+          {r == 0 ? "mark" + std::to_string(marker) + "." : std::string(200, 'x'), ""}}});
+  }
+  return site;
+}
+
+TEST_F(ServeHttp, AClientThatStopsReadingIsDroppedWithoutHoldingTheOthersBack) {
+  ServerOptions options;
+  options.port = 0;
+  options.writeTimeout = std::chrono::seconds(1);
+  options.heartbeat = std::chrono::milliseconds(200);
+  hub_.Publish(Big(8000, 0));
+  server_ = std::make_unique<HttpServer>(options, hub_, watches_, ParseWatchIds);
+  std::string error;
+  ASSERT_TRUE(server_->Bind(&error)) << error;
+  server_->Start();
+  // Asks for the stream, then never reads.
+  const int stalled = ::socket(AF_INET, SOCK_STREAM, 0);
+  int small = 4096;
+  ::setsockopt(stalled, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(server_->Port()));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(::connect(stalled, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const std::string request = "GET /events?page=%2Fdahs%2F1%2Fdevices HTTP/1.1\r\nHost: x\r\n\r\n";
+  ASSERT_EQ(::write(stalled, request.data(), request.size()), static_cast<ssize_t>(request.size()));
+  StreamReader live(server_->Port(), "/events?page=%2Fdahs%2F1%2Fdevices");
+  ASSERT_TRUE(live.WaitFor("mark0."));
+  // Every new content reaches the reading client while the other's buffers fill up.
+  for (int marker = 1; marker <= 30; ++marker) {
+    hub_.Publish(Big(8000, marker));
+    ASSERT_TRUE(live.WaitFor("mark" + std::to_string(marker) + ".")) << marker;
+  }
+  // The stalled one is dropped at its write timeout; the reading one stays.
+  for (int i = 0; i < 200 && server_->OpenStreams() > 1; ++i) {
+    hub_.Publish(Big(8000, 100 + i));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(server_->OpenStreams(), 1);
+  ::close(stalled);
+}
+
+TEST(ServeTls, PagesOverTlsWithTheTokenAndStrictTransport) {
+  const QString openssl = QStandardPaths::findExecutable(QStringLiteral("openssl"));
+  if (openssl.isEmpty()) {
+    GTEST_SKIP() << "no openssl program to make a test certificate";
+  }
+  QTemporaryDir dir;
+  const QString cert = dir.filePath(QStringLiteral("cert.pem"));
+  const QString key = dir.filePath(QStringLiteral("key.pem"));
+  QProcess make;
+  make.start(openssl,
+             {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
+              QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-keyout"), key,
+              QStringLiteral("-out"), cert, QStringLiteral("-days"), QStringLiteral("1"),
+              QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1")});
+  ASSERT_TRUE(make.waitForFinished(60000));
+  ASSERT_EQ(make.exitCode(), 0) << make.readAllStandardError().toStdString();
+
+  SnapshotHub hub;
+  hub.Publish(OneDahs(""));
+  WatchRegistry watches;
+  ServerOptions options;
+  options.port = 0;
+  options.certFile = cert.toStdString();
+  options.keyFile = key.toStdString();
+  options.token = kToken;
+  HttpServer server(options, hub, watches, ParseWatchIds);
+  std::string error;
+  ASSERT_TRUE(server.Bind(&error)) << error;
+  server.Start();
+  httplib::SSLClient tls("127.0.0.1", server.Port());
+  tls.enable_server_certificate_verification(false);
+  auto page = tls.Get("/dahs/1/devices", {{"Authorization", "Bearer " + kToken}});
+  ASSERT_TRUE(page) << httplib::to_string(page.error());
+  EXPECT_EQ(page->status, 200);
+  EXPECT_NE(page->body.find("Analyzer"), std::string::npos);
+  EXPECT_EQ(page->get_header_value("Strict-Transport-Security"), "max-age=31536000");
+  auto post = tls.Post("/dahs/1/devices", "x", "text/plain");
+  ASSERT_TRUE(post);
+  EXPECT_EQ(post->status, 405);
+  // Plain HTTP gets nothing from it.
+  httplib::Client plain("127.0.0.1", server.Port());
+  plain.set_read_timeout(2, 0);
+  auto refused = plain.Get("/dahs/1/devices", {{"Authorization", "Bearer " + kToken}});
+  EXPECT_TRUE(!refused || refused->status != 200);
+  server.Stop();
 }
 
 }  // namespace
