@@ -50,7 +50,18 @@ std::string CookieValue(const std::string& header, const std::string& name) {
   return {};
 }
 
-WatchQuery ReadWatch(const httplib::Request& req, const WatchParser& parser) {
+WatchQuery ReadWatch(const httplib::Request& req, const WatchParser& parser,
+                     const WatchListLookup& lists) {
+  if (req.has_param("list") && lists) {
+    const std::string name = req.get_param_value("list");
+    const std::optional<std::string> ids = lists(name);
+    if (!ids) {
+      WatchQuery unknown;
+      unknown.error = "No saved watch list is named '" + name + "'.";
+      return unknown;
+    }
+    return parser(*ids);
+  }
   if (!req.has_param("ids")) {
     return {};
   }
@@ -292,7 +303,7 @@ void HttpServer::Routes() {
       res.set_content("Too many event streams.\n", "text/plain");
       return;
     }
-    const WatchQuery watch = ReadWatch(req, parser_);
+    const WatchQuery watch = ReadWatch(req, parser_, lists_);
     struct State {
       std::uint64_t version = 0;
       std::shared_ptr<const std::string> sent;
@@ -338,7 +349,7 @@ void HttpServer::Routes() {
   });
   s.Get(R"(/.*)", [this](const httplib::Request& req, httplib::Response& res) {
     const Route route = ParseRoute(req.path);
-    const WatchQuery watch = ReadWatch(req, parser_);
+    const WatchQuery watch = ReadWatch(req, parser_, lists_);
     if (route.kind == Route::Kind::Watch && !watch.ids.empty()) {
       watches_.Want(route.dahsId, watch.ids, WatchRegistry::Clock::now());
     }

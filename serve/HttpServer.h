@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -43,6 +44,8 @@ std::string CheckExposure(const ServerOptions& options);
 
 // Reads `?ids=` with the add-channel dialog's rules.
 using WatchParser = std::function<WatchQuery(const std::string& idsText)>;
+// The channel IDs of a saved watch list (`?list=`); empty for an unknown name.
+using WatchListLookup = std::function<std::optional<std::string>(const std::string& name)>;
 
 class HttpServer {
  public:
@@ -57,6 +60,8 @@ class HttpServer {
   int OpenStreams() const { return streams_.load(); }
   // Where sign-ins go while ServerOptions::login is on; set before Bind.
   void SetLoginDesk(LoginDesk* desk) { desk_ = desk; }
+  // Where `?list=NAME` is looked up; without it only `?ids=` names channels.
+  void SetWatchLists(WatchListLookup lookup) { lists_ = std::move(lookup); }
   // Serves on a thread of its own until Stop.
   void Start();
   void Stop();
@@ -75,6 +80,7 @@ class HttpServer {
   SnapshotHub& hub_;
   WatchRegistry& watches_;
   WatchParser parser_;
+  WatchListLookup lists_;
   std::unique_ptr<httplib::Server> server_;
   std::thread thread_;
   int port_ = 0;

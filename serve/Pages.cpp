@@ -79,7 +79,7 @@ void RenderOverview(std::ostringstream& out, const SiteSnapshot& site) {
   }
   for (const DahsSnapshot& d : site.dahs) {
     const bool alert = !d.linkUp || d.devicesRandom > 0 || d.devicesWatchdogNotOk > 0 ||
-                       d.forcedChannels > 0 || d.failingBlocks > 0;
+                       d.forcedChannels > 0 || d.failingBlocks > 0 || d.alarmsActive > 0;
     out << "<section class=\"dahs" << (alert ? " alert" : "") << "\" id=\"dahs" << d.dahsId
         << "\"><h2><a href=\"/dahs/" << d.dahsId << "/devices\">" << EscapeHtml(d.title)
         << "</a></h2>";
@@ -95,6 +95,10 @@ void RenderOverview(std::ostringstream& out, const SiteSnapshot& site) {
     item("Forced channels", d.forcedChannels);
     item("Failing blocks", d.failingBlocks);
     item("Paused queues", d.queuesPaused);
+    if (d.alarmsActive >= 0) {
+      item("Active alarms", d.alarmsActive);
+      item("Unacknowledged", d.alarmsUnacknowledged);
+    }
     out << "</ul><p class=\"refresh\">Last full refresh: "
         << (d.lastFullRefresh.empty() ? std::string("none yet") : EscapeHtml(d.lastFullRefresh))
         << "</p></section>";
@@ -373,6 +377,19 @@ std::string RenderMetrics(const SiteSnapshot& site) {
   }
   family("telmon_failing_blocks", "gauge", "Blocks with a fail count above zero.");
   each("telmon_failing_blocks", [](const DahsSnapshot& d) { return d.failingBlocks; });
+  family("telmon_alarms_active", "gauge", "Active alarms of the DAHS.");
+  for (const DahsSnapshot& d : site.dahs) {
+    if (d.alarmsActive >= 0) {
+      out << "telmon_alarms_active{dahs=\"" << d.dahsId << "\"} " << d.alarmsActive << '\n';
+    }
+  }
+  family("telmon_alarms_unacknowledged", "gauge", "Alarms of the DAHS not yet acknowledged.");
+  for (const DahsSnapshot& d : site.dahs) {
+    if (d.alarmsActive >= 0) {
+      out << "telmon_alarms_unacknowledged{dahs=\"" << d.dahsId << "\"} " << d.alarmsUnacknowledged
+          << '\n';
+    }
+  }
   family("telmon_forced_channels", "gauge", "Channels whose data source is a forced value.");
   each("telmon_forced_channels", [](const DahsSnapshot& d) { return d.forcedChannels; });
   family("telmon_events_received_total", "counter", "Events received from the I/O server.");

@@ -1,6 +1,7 @@
 #include "serve/ServeCommandLine.h"
 
 #include "watches/TypedChannelIds.h"
+#include "watches/WatchListStore.h"
 
 #include <QFile>
 
@@ -148,6 +149,24 @@ WatchQuery ParseWatchIds(const std::string& text) {
       break;
   }
   return query;
+}
+
+std::optional<std::string> SavedWatchList(const std::string& name) {
+  // An instance of its own: this runs on an HTTP thread.
+  const std::unique_ptr<QSettings> settings = OpenWatchListSettings();
+  WatchListStore store(*settings);
+  const QString wanted = TrimBlanks(QString::fromStdString(name));
+  for (int slot = 1; slot <= kWatchListSlots; ++slot) {
+    if (wanted.isEmpty() || wanted == QLatin1String(kEmptySlot) ||
+        TrimBlanks(store.Read(WatchListStore::ValueName("List|Desc", slot), QString())) != wanted) {
+      continue;
+    }
+    QStringList ids =
+        store.Read(WatchListStore::ValueName("List|", slot), QString()).split(QLatin1Char(';'));
+    ids.removeAll(QString());
+    return ids.join(QLatin1Char(',')).toStdString();
+  }
+  return std::nullopt;
 }
 
 }  // namespace telmon::serve

@@ -29,5 +29,8 @@ struct ServeCommandLine {
 
 // The watch page's `?ids=` read with the add-channel dialog's rules and list limit.
 WatchQuery ParseWatchIds(const std::string& text);
+// The channels of the saved watch list named `name` (the watch-lists dialog's ten lists of the
+// user telmon-serve runs as), as "1216,1217"; empty when no list has that name.
+std::optional<std::string> SavedWatchList(const std::string& name);
 
 }  // namespace telmon::serve

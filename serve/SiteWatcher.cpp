@@ -1,5 +1,6 @@
 #include "serve/SiteWatcher.h"
 
+#include "alarms/AlarmStore.h"
 #include "ioslink/IosConnection.h"
 #include "journal/OperationJournal.h"
 #include "journal/SiteStateModel.h"
@@ -178,6 +179,9 @@ struct SiteWatcher::Watched {
   std::uint64_t reconnects = 0;
   std::map<std::int32_t, WatchedValue> values;
   bool readFailed = false;
+  std::unique_ptr<AlarmStore> alarms;
+  int alarmsActive = -1;
+  int alarmsUnacknowledged = 0;
 };
 
 void SiteWatcher::Sink::RaiseMsg(std::int32_t msgType, const QString& text) {
@@ -203,6 +207,7 @@ SiteWatcher::SiteWatcher(SnapshotHub& hub, WatchRegistry& watches, WatcherOption
   connect(&watchRead_, &QTimer::timeout, this, [this] {
     ReadWatches();
     ReadJournal();
+    ReadAlarms();
   });
 }
 
@@ -369,6 +374,8 @@ DahsSnapshot SiteWatcher::Capture(Watched& w) const {
   d.reconnects = w.reconnects;
   d.watched = w.values;
   d.realtimeReadFailed = w.readFailed;
+  d.alarmsActive = w.alarmsActive;
+  d.alarmsUnacknowledged = w.alarmsUnacknowledged;
   SiteSession* s = w.session;
   if (s == nullptr) {
     return d;
@@ -482,6 +489,36 @@ void SiteWatcher::ReadWatches() {
     }
     w->values = std::move(read);
     dirty_ = true;
+  }
+}
+
+void SiteWatcher::ReadAlarms() {
+  for (auto& w : watched_) {
+    if (w->session == nullptr || w->session->Settings() == nullptr) {
+      continue;
+    }
+    if (!w->alarms) {
+      w->alarms = std::make_unique<AlarmStore>(w->session->Settings()->SqlConnectionString_Alarms(),
+                                               w->dahsId);
+    }
+    QString error;
+    const std::optional<std::vector<AlarmRow>> rows = w->alarms->ReadCurrent(&error);
+    int active = -1;
+    int unacknowledged = 0;
+    if (rows) {
+      active = 0;
+      for (const AlarmRow& row : *rows) {
+        active +=
+            row.state == AlarmState::ActiveUnack || row.state == AlarmState::ActiveAck ? 1 : 0;
+        unacknowledged +=
+            row.state == AlarmState::ActiveUnack || row.state == AlarmState::ClearedUnack ? 1 : 0;
+      }
+    }
+    if (active != w->alarmsActive || unacknowledged != w->alarmsUnacknowledged) {
+      w->alarmsActive = active;
+      w->alarmsUnacknowledged = unacknowledged;
+      dirty_ = true;
+    }
   }
 }
 

@@ -75,6 +75,7 @@ class SiteWatcher final : public QObject {
   void Reconnect();
   void ReadWatches();
   void ReadJournal();
+  void ReadAlarms();
   void AnswerPendingLogins();
   DahsSnapshot Capture(Watched& w) const;
 

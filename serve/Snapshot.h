@@ -80,6 +80,8 @@ struct DahsSnapshot {
   int forcedChannels = 0;
   int failingBlocks = 0;
   int queuesPaused = 0;
+  int alarmsActive = -1;  // -1: the alarms database has not been read
+  int alarmsUnacknowledged = 0;
   std::vector<QueueFigures> queueFigures;
   std::vector<StateItem> siteState;
   std::map<std::int32_t, WatchedValue> watched;

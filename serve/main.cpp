@@ -59,6 +59,7 @@ int main(int argc, char** argv) {
   if (cl.server.login) {
     server.SetLoginDesk(&logins);
   }
+  server.SetWatchLists(SavedWatchList);
   std::string bindError;
   if (!server.Bind(&bindError)) {
     return Fail(QString::fromStdString(bindError));

@@ -43,7 +43,7 @@ SiteSnapshot OneDahs(const std::string& tone) {
 
 class ServeHttp : public ::testing::Test {
  protected:
-  void Start(const std::string& token) {
+  void Start(const std::string& token, WatchListLookup lists = {}) {
     ServerOptions options;
     options.port = 0;
     options.token = token;
@@ -51,6 +51,7 @@ class ServeHttp : public ::testing::Test {
     options.maxStreams = 4;
     hub_.Publish(OneDahs(""));
     server_ = std::make_unique<HttpServer>(options, hub_, watches_, ParseWatchIds);
+    server_->SetWatchLists(std::move(lists));
     std::string error;
     ASSERT_TRUE(server_->Bind(&error)) << error;
     server_->Start();
@@ -153,7 +154,12 @@ TEST_F(ServeHttp, PagesKeepToTheirOwnScriptAndOrigin) {
 }
 
 TEST_F(ServeHttp, AWatchPageAsksTheQtSideForItsChannels) {
-  Start("");
+  Start("", [](const std::string& name) -> std::optional<std::string> {
+    if (name == "U1 gases") {
+      return "1300,1216";
+    }
+    return std::nullopt;
+  });
   auto r = client_->Get("/dahs/1/watch?ids=1216-1218");
   ASSERT_TRUE(r);
   EXPECT_EQ(r->status, 200);
@@ -162,6 +168,19 @@ TEST_F(ServeHttp, AWatchPageAsksTheQtSideForItsChannels) {
   auto bad = client_->Get("/dahs/2/watch?ids=5x");
   ASSERT_TRUE(bad);
   EXPECT_TRUE(watches_.Wanted(2, WatchRegistry::Clock::now() - std::chrono::seconds(30)).empty());
+  // By a saved list's name: its channels, and a stream that keeps to them.
+  auto saved = client_->Get("/dahs/1/watch?list=U1%20gases");
+  ASSERT_TRUE(saved);
+  EXPECT_EQ(watches_.Wanted(1, WatchRegistry::Clock::now() - std::chrono::seconds(30)),
+            (std::vector<std::int32_t>{1216, 1217, 1218, 1300}));
+  EXPECT_NE(
+      saved->body.find("data-stream=\"/events?page=%2Fdahs%2F1%2Fwatch&amp;ids=1300%2C1216\""),
+      std::string::npos);
+  auto unknown = client_->Get("/dahs/1/watch?list=nope");
+  ASSERT_TRUE(unknown);
+  EXPECT_NE(
+      unknown->body.find("<p class=\"error\">No saved watch list is named &#39;nope&#39;.</p>"),
+      std::string::npos);
 }
 
 TEST(ServeSignIn, ASiteAccountSignsInOnceWithGetAndKeepsASession) {

@@ -9,7 +9,10 @@
 #include "serve/SiteWatcher.h"
 #include "serve/Snapshot.h"
 
+#include "watches/WatchListStore.h"
+
 #include <QFile>
+#include <QSettings>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -116,6 +119,19 @@ TEST(ServePages, TheOverviewFlagsWhatNeedsLooking) {
   // DAHS 2's link is down: that alone is worth a look.
   EXPECT_NE(page.main.find("<section class=\"dahs alert\" id=\"dahs2\">"), std::string::npos);
   EXPECT_NE(page.main.find("Last full refresh: none yet"), std::string::npos);
+  // Alarms only once their database has been read.
+  EXPECT_EQ(page.main.find("Active alarms"), std::string::npos);
+  SiteSnapshot site = TwoDahs();
+  site.dahs[1].alarmsActive = 3;
+  site.dahs[1].alarmsUnacknowledged = 1;
+  const Page withAlarms = RenderPage(site, {Route::Kind::Overview, 0});
+  EXPECT_NE(withAlarms.main.find("<li class=\"fault\"><span>Active alarms</span> <b>3</b></li>"
+                                 "<li class=\"fault\"><span>Unacknowledged</span> <b>1</b></li>"),
+            std::string::npos);
+  const std::string metrics = RenderMetrics(site);
+  EXPECT_NE(metrics.find("telmon_alarms_active{dahs=\"2\"} 3\n"), std::string::npos);
+  EXPECT_NE(metrics.find("telmon_alarms_unacknowledged{dahs=\"2\"} 1\n"), std::string::npos);
+  EXPECT_EQ(metrics.find("telmon_alarms_active{dahs=\"1\"}"), std::string::npos);
 }
 
 TEST(ServePages, TheDocumentLoadsOnlyOurOwnScriptAndStyle) {
@@ -272,6 +288,24 @@ TEST(ServeCommandLineTest, ReadsOptionsAndRefusesBadOnes) {
     ServeCommandLine::Parse(QStringList{QStringLiteral("telmon-serve")} + b.args, &error);
     EXPECT_EQ(error.toStdString(), b.error.toStdString());
   }
+}
+
+TEST(ServeWatchLists, ASavedListIsFoundByItsName) {
+  QTemporaryDir dir;
+  QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path());
+  {
+    const std::unique_ptr<QSettings> settings = OpenWatchListSettings();
+    WatchListStore store(*settings);
+    store.Write(WatchListStore::ValueName("List|", 2), QStringLiteral("1216;1217;10007;"));
+    store.Write(WatchListStore::ValueName("List|Desc", 2), QStringLiteral("U1 gases"));
+    store.Write(WatchListStore::ValueName("List|Desc", 3), QStringLiteral("<empty>"));
+    store.Write(WatchListStore::ValueName("List|", 3), QStringLiteral("5;"));
+  }
+  EXPECT_EQ(SavedWatchList("U1 gases"), std::optional<std::string>("1216,1217,10007"));
+  EXPECT_EQ(SavedWatchList(" U1 gases "), std::optional<std::string>("1216,1217,10007"));
+  EXPECT_EQ(SavedWatchList("<empty>"), std::nullopt);
+  EXPECT_EQ(SavedWatchList("U1"), std::nullopt);
+  EXPECT_EQ(SavedWatchList(""), std::nullopt);
 }
 
 TEST(ServeSettings, EveryDahsSectionOnce) {

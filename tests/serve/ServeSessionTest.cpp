@@ -229,6 +229,8 @@ TEST_F(ServeSessions, AWatchPageGetsRealtimeValues) {
   EXPECT_FALSE(v.value.empty());
   EXPECT_FALSE(site->Dahs(1)->watched.at(999999).read);
   EXPECT_TRUE(site->Dahs(2)->watched.empty());
+  // The alarms databases are read alongside.
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hub_.Current()->Dahs(2)->alarmsActive >= 0; }, 5000));
 }
 
 TEST_F(ServeSessions, FiveWrongPasswordsLockTheAccountAsInTheWindow) {
