@@ -251,7 +251,15 @@ void HttpServer::Routes() {
       res.status = 303;
       res.set_header("Set-Cookie", std::string(TokenCookie) + "=" + options_.token +
                                        "; Path=/; HttpOnly; Secure; SameSite=Strict");
-      res.set_header("Location", req.path);
+      std::string location = req.path;
+      char separator = '?';
+      for (const auto& [name, value] : req.params) {
+        if (name != "token") {
+          location += separator + EscapeQuery(name) + "=" + EscapeQuery(value);
+          separator = '&';
+        }
+      }
+      res.set_header("Location", location);
       return httplib::Server::HandlerResponse::Handled;
     }
     if (Authorized(&req)) {

@@ -117,6 +117,11 @@ TEST_F(ServeHttp, ATokenInTheAddressBecomesAStrictCookieOnce) {
   EXPECT_EQ(r->get_header_value("Location"), "/dahs/1/devices");
   EXPECT_EQ(r->get_header_value("Set-Cookie"),
             "telmon_token=" + kToken + "; Path=/; HttpOnly; Secure; SameSite=Strict");
+  // The rest of the address stays.
+  auto watch = client_->Get("/dahs/1/watch?ids=1216%2C1217&token=" + kToken);
+  ASSERT_TRUE(watch);
+  // (The library's client hands Location over decoded.)
+  EXPECT_EQ(watch->get_header_value("Location"), "/dahs/1/watch?ids=1216,1217");
   auto page = client_->Get("/dahs/1/devices", {{"Cookie", "a=b; telmon_token=" + kToken}});
   ASSERT_TRUE(page);
   EXPECT_EQ(page->status, 200);
