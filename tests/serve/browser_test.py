@@ -4,7 +4,8 @@ over two simulated I/O servers of the demo site.
 
   - the devices page of each DAHS shows the texts telmon-check status prints;
   - a device switched to random values changes its row's colour within 3 s, without a reload;
-  - at 360x740 the pages need no sideways scrolling (the full-page screenshot is 360 wide);
+  - at 360x740 the pages need no sideways scrolling (the full-page screenshot is 360 wide), and
+    they follow the phone's dark mode;
   - POST, PUT and DELETE answer 405;
   - a non-loopback address without TLS refuses to start;
   - with a token, a page without it answers 401 and the token in the address lets the browser in;
@@ -234,6 +235,23 @@ def main():
                 check(width == 360 and scroll[0] <= scroll[1],
                       "%s is wider than the phone: screenshot %d px, scrollWidth %d, "
                       "clientWidth %d" % (path, width, scroll[0], scroll[1]))
+
+            # The phone's dark mode: dark page, light text, the fault colour lightened.
+            browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+                "features": [{"name": "prefers-color-scheme", "value": "dark"}]})
+            browser.get(base + "/dahs/1/blocks")
+            time.sleep(0.5)
+            background, fault = browser.execute_script(
+                "var f = document.querySelector('main tr.fault');"
+                "return [getComputedStyle(document.body).backgroundColor,"
+                " f ? getComputedStyle(f).color : ''];")
+            check(background == "rgb(22, 22, 22)" and fault == "rgb(255, 107, 107)",
+                  "dark mode not followed: background %s, fault row %s" % (background, fault))
+            shot = browser.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})
+            with open(os.path.join(args.screenshots, "serve-blocks-phone-dark.png"), "wb") as f:
+                f.write(base64.b64decode(shot["data"]))
+            browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+                "features": [{"name": "prefers-color-scheme", "value": "light"}]})
 
             # Random values: the row's colour follows within 3 s, without a reload.
             browser.get(base + "/dahs/1/devices")
