@@ -311,6 +311,10 @@ void HttpServer::Routes() {
       res.set_content("Too many event streams.\n", "text/plain");
       return;
     }
+    if (req.method == "HEAD") {
+      res.set_content("", "text/event-stream");
+      return;
+    }
     const WatchQuery watch = ReadWatch(req, parser_, lists_);
     struct State {
       std::uint64_t version = 0;

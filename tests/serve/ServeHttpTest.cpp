@@ -146,6 +146,12 @@ TEST_F(ServeHttp, PagesKeepToTheirOwnScriptAndOrigin) {
   ASSERT_TRUE(head);
   EXPECT_EQ(head->status, 200);
   EXPECT_TRUE(head->body.empty());
+  // HEAD of an event stream answers at once and holds no stream open.
+  auto headStream = client_->Head("/events?page=%2F");
+  ASSERT_TRUE(headStream);
+  EXPECT_EQ(headStream->status, 200);
+  EXPECT_EQ(headStream->get_header_value("Content-Type"), "text/event-stream");
+  EXPECT_EQ(server_->OpenStreams(), 0);
   auto script = client_->Get("/app.js");
   ASSERT_TRUE(script);
   EXPECT_EQ(script->body, kScript);
