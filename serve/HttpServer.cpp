@@ -3,6 +3,9 @@
 #include <httplib.h>
 #include <sodium.h>
 
+#include <algorithm>
+#include <cctype>
+
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
@@ -83,6 +86,31 @@ bool IsLoopbackAddress(const std::string& address) {
     return IN6_IS_ADDR_LOOPBACK(&v6);
   }
   return false;
+}
+
+bool HostAllowed(const std::string& hostHeader, const ServerOptions& options) {
+  // The name without its port: "[::1]:8080" -> "::1", "name:8080" -> "name".
+  std::string name = hostHeader;
+  if (!name.empty() && name.front() == '[') {
+    const std::size_t close = name.find(']');
+    name = close == std::string::npos ? std::string() : name.substr(1, close - 1);
+  } else if (const std::size_t colon = name.find(':'); colon != std::string::npos) {
+    name = name.substr(0, colon);
+  }
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (const std::string& allowed : options.allowedHosts) {
+    std::string lower = allowed;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (name == lower) {
+      return true;
+    }
+  }
+  if (!IsLoopbackAddress(options.address)) {
+    return options.allowedHosts.empty();
+  }
+  return !name.empty() && IsLoopbackAddress(name);
 }
 
 std::string CheckExposure(const ServerOptions& options) {
@@ -242,6 +270,11 @@ void HttpServer::Routes() {
       res.status = 405;
       res.set_header("Allow", "GET, HEAD");
       res.set_content("Method Not Allowed: this server only shows the site.\n", "text/plain");
+      return httplib::Server::HandlerResponse::Handled;
+    }
+    if (!HostAllowed(req.get_header_value("Host"), options_)) {
+      res.status = 403;
+      res.set_content("Forbidden: this server does not answer to that host name.\n", "text/plain");
       return httplib::Server::HandlerResponse::Handled;
     }
     // A token in the address, once: it becomes a cookie the script never sees, and the

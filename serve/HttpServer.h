@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace httplib {
 class Server;
@@ -32,12 +33,18 @@ struct ServerOptions {
   std::string keyFile;
   std::string token;   // empty: no token asked for
   bool login = false;  // site accounts may sign in (HTTP Basic on GET, then a session cookie)
+  // Host names the pages answer to besides the loopback's; on the loopback nothing else is
+  // answered, so a web page elsewhere cannot reach the pages through a name it points here.
+  std::vector<std::string> allowedHosts;
   int maxStreams = 128;
   std::chrono::milliseconds heartbeat{15000};
   std::chrono::seconds writeTimeout{5};
 };
 
 bool IsLoopbackAddress(const std::string& address);
+// Whether a request's Host header names this server: on the loopback, a loopback name or one
+// of `allowed`; elsewhere anything unless `allowed` names some.
+bool HostAllowed(const std::string& hostHeader, const ServerOptions& options);
 // Why the server must not start with these options; empty when it may. Away from the loopback
 // interface the pages need TLS, and a token or the sign-in with a site account.
 std::string CheckExposure(const ServerOptions& options);

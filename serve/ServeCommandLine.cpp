@@ -80,6 +80,10 @@ ServeCommandLine ServeCommandLine::Parse(const QStringList& arguments, QString* 
       if (value(&cl.tokenFile)) {
         ReadToken(cl.tokenFile, &cl.server.token, error);
       }
+    } else if (a == QLatin1String("--allowed-host")) {
+      if (value(&text)) {
+        cl.server.allowedHosts.push_back(text.toStdString());
+      }
     } else if (a == QLatin1String("--login")) {
       cl.server.login = true;
     } else if (a == QLatin1String("--login-level")) {
@@ -121,6 +125,8 @@ QString ServeCommandLine::HelpText() {
       "  --tls-key FILE       its private key (PEM)\n"
       "  --token-file FILE    pages need this token (at least 16 characters)\n"
       "  --login              site accounts sign in (the window's privilege service)\n"
+      "  --allowed-host NAME  a host name the pages answer to (repeatable; on the loopback\n"
+      "                       only loopback names are answered without it)\n"
       "  --login-level N      the privilege level a sign-in needs (default 1)\n"
       "  --dahs LIST          the DAHS numbers to watch (default: every [DAHS<n>] section)\n"
       "  --ios-host HOST      where the I/O servers run (default: this computer)\n"

@@ -141,6 +141,11 @@ TEST_F(ServeHttp, PagesKeepToTheirOwnScriptAndOrigin) {
             "connect-src 'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'");
   EXPECT_EQ(r->get_header_value("X-Content-Type-Options"), "nosniff");
   EXPECT_FALSE(r->has_header("Access-Control-Allow-Origin"));
+  // A name pointed at this computer from elsewhere gets nothing.
+  auto rebound = client_->Get("/metrics", {{"Host", "attacker.example:8080"}});
+  ASSERT_TRUE(rebound);
+  EXPECT_EQ(rebound->status, 403);
+  EXPECT_EQ(rebound->body.find("telmon_"), std::string::npos);
   EXPECT_EQ(r->get_header_value("Content-Type"), "text/html; charset=utf-8");
   auto head = client_->Head("/dahs/1/devices");
   ASSERT_TRUE(head);

@@ -249,6 +249,42 @@ TEST(ServeExposure, AwayFromTheLoopbackOnlyWithTlsAndAToken) {
   }
 }
 
+TEST(ServeExposure, OnTheLoopbackOnlyLoopbackNamesAreAnswered) {
+  ServerOptions loopback;
+  ServerOptions proxied;
+  proxied.allowedHosts = {"Telmon.Site.Example"};
+  ServerOptions exposed;
+  exposed.address = "0.0.0.0";
+  ServerOptions exposedNamed = exposed;
+  exposedNamed.allowedHosts = {"telmon.site.example"};
+  const struct {
+    const char* host;
+    bool loopback;
+    bool proxied;
+    bool exposed;
+    bool exposedNamed;
+  } cases[] = {
+      {"127.0.0.1:8080", true, true, true, false},
+      {"localhost:8080", true, true, true, false},
+      {"LOCALHOST", true, true, true, false},
+      {"[::1]:8080", true, true, true, false},
+      {"127.9.9.9", true, true, true, false},
+      {"attacker.example:8080", false, false, true, false},
+      {"127.0.0.1.attacker.example", false, false, true, false},
+      {"telmon.site.example", false, true, true, true},
+      {"telmon.site.example:443", false, true, true, true},
+      {"", false, false, true, false},
+      {"[::1", false, false, true, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.host);
+    EXPECT_EQ(HostAllowed(c.host, loopback), c.loopback);
+    EXPECT_EQ(HostAllowed(c.host, proxied), c.proxied);
+    EXPECT_EQ(HostAllowed(c.host, exposed), c.exposed);
+    EXPECT_EQ(HostAllowed(c.host, exposedNamed), c.exposedNamed);
+  }
+}
+
 TEST(ServeCommandLineTest, ReadsOptionsAndRefusesBadOnes) {
   QTemporaryDir dir;
   const QString token = dir.filePath(QStringLiteral("token"));
