@@ -153,10 +153,12 @@ struct Link {
 };
 
 // Trimmed, non-empty, each IOID once, in the order given.
-QStringList SplitIoidList(const QString& list) {
+QStringList DistinctIoids(const QStringList& list) {
   QStringList ioids;
+  ioids.reserve(list.size());
   QSet<QString> seen;
-  for (const QString& part : list.split(QLatin1Char(','))) {
+  seen.reserve(list.size());
+  for (const QString& part : list) {
     const QString ioid = part.trimmed();
     if (!ioid.isEmpty() && !seen.contains(ioid)) {
       seen.insert(ioid);
@@ -346,7 +348,7 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   }
   const QString list =
       postgres
-          ? ioids.join(QLatin1Char(','))
+          ? IoidList{ioids}.Text()
           : QString::fromUtf8(
                 QJsonDocument(QJsonArray::fromStringList(ioids)).toJson(QJsonDocument::Compact));
   query->bindValue(0, list);
@@ -677,7 +679,13 @@ QString H5DBIL::LookupValue(const QString& key, const QString& defaultValue) {
 std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection,
                                                        const QDateTime& asOf,
                                                        const QString& ioidList) {
-  const QStringList ioids = SplitIoidList(ioidList);
+  return ReadCurrentValues(connection, asOf, IoidList::FromText(ioidList));
+}
+
+std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection,
+                                                       const QDateTime& asOf,
+                                                       const IoidList& ioidList) {
+  const QStringList ioids = DistinctIoids(ioidList.ioids);
   if (ioids.isEmpty()) {
     return CurrentValues();
   }
