@@ -152,17 +152,27 @@ struct Link {
   }
 };
 
-// Trimmed, non-empty, each IOID once, in the order given.
+// Trimmed, non-empty, each IOID once, in the order given. A comma separates IOIDs in a list
+// item as in the text form, so that both forms ask for the same points on every database.
 QStringList DistinctIoids(const QStringList& list) {
   QStringList ioids;
   ioids.reserve(list.size());
   QSet<QString> seen;
   seen.reserve(list.size());
-  for (const QString& part : list) {
-    const QString ioid = part.trimmed();
+  const auto take = [&](const QString& part) {
+    QString ioid = part.trimmed();
     if (!ioid.isEmpty() && !seen.contains(ioid)) {
       seen.insert(ioid);
-      ioids.append(ioid);
+      ioids.append(std::move(ioid));
+    }
+  };
+  for (const QString& item : list) {
+    if (item.contains(QLatin1Char(','))) {
+      for (const QString& part : item.split(QLatin1Char(','))) {
+        take(part);
+      }
+    } else {
+      take(item);
     }
   }
   return ioids;

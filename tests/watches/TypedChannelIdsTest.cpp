@@ -206,5 +206,12 @@ TEST_F(TypedIdsPrompts, ListIsJoinedWithSemicolons) {
             "3;1;2;15;25;35;45;55;65;75;85;95");
 }
 
+// The IDs handed on keep the typed order and every duplicate.
+TEST_F(TypedIdsPrompts, IdsKeepOrderAndDuplicates) {
+  EXPECT_EQ(*TypedIdsToIds(QStringLiteral(" 7, 7-5 ,u3, 5"), prompter, title),
+            (IdList{7, 7, 6, 5, 13, 23, 33, 43, 53, 63, 73, 83, 93, 5}));
+  EXPECT_TRUE(prompter.Records().empty());
+}
+
 }  // namespace
 }  // namespace telmon
