@@ -113,13 +113,4 @@ std::optional<IdList> TypedIdsToIds(const QString& text, Prompter& prompter, con
   return std::move(parsed.ids);
 }
 
-std::optional<QString> TypedIdsToIdList(const QString& text, Prompter& prompter,
-                                        const QString& title, std::int64_t maxIds) {
-  const std::optional<IdList> ids = TypedIdsToIds(text, prompter, title, maxIds);
-  if (!ids) {
-    return std::nullopt;
-  }
-  return JoinIds(*ids);
-}
-
 }  // namespace telmon

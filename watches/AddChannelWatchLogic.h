@@ -60,9 +60,5 @@ QString JoinIds(const std::vector<std::int32_t>& ids);
 // count, or the count cannot be held; each case has told the operator.
 std::optional<IdList> TypedIdsToIds(const QString& text, Prompter& prompter, const QString& title,
                                     std::int64_t maxIds = kMaxTypedChannelIds);
-// The same joined by ";", as the dialog's result text.
-std::optional<QString> TypedIdsToIdList(const QString& text, Prompter& prompter,
-                                        const QString& title,
-                                        std::int64_t maxIds = kMaxTypedChannelIds);
 
 }  // namespace telmon
