@@ -13,18 +13,7 @@ namespace {
 
 bool Run(QSqlQuery& q, const QString& sql, const QVariantList& values, QString* error) {
   q.setForwardOnly(true);
-  if (!q.prepare(sql)) {
-    *error = SqlErrorText(q.lastError());
-    return false;
-  }
-  for (int i = 0; i < values.size(); ++i) {
-    q.bindValue(i, values[i]);
-  }
-  if (!q.exec()) {
-    *error = SqlErrorText(q.lastError());
-    return false;
-  }
-  return true;
+  return RunPrepared(q, sql, values, error);
 }
 
 const QString RaisedRows = QStringLiteral(

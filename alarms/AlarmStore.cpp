@@ -13,24 +13,9 @@ const QString StateAck = AlarmStateCode(AlarmState::ActiveAck);
 const QString StateCleared = AlarmStateCode(AlarmState::ClearedUnack);
 const QString StateShelved = AlarmStateCode(AlarmState::Shelved);
 
-bool Run(QSqlQuery& q, const QString& sql, const QVariantList& values, QString* error) {
-  if (!q.prepare(sql)) {
-    *error = SqlErrorText(q.lastError());
-    return false;
-  }
-  for (int i = 0; i < values.size(); ++i) {
-    q.bindValue(i, values[i]);
-  }
-  if (!q.exec()) {
-    *error = SqlErrorText(q.lastError());
-    return false;
-  }
-  return true;
-}
-
 bool Exec(QSqlDatabase& db, const QString& sql, const QVariantList& values, QString* error) {
   QSqlQuery q(db);
-  return Run(q, sql, values, error);
+  return RunPrepared(q, sql, values, error);
 }
 
 // A NULL time stays invalid; a NULL text is empty and a NULL number 0, as everywhere else.
@@ -108,7 +93,7 @@ std::optional<std::vector<AlarmRow>> AlarmStore::ReadCurrent(QString* error) {
       " message FROM H5ALARM WHERE dahsid = ? ORDER BY CASE state WHEN 'ACTIVE_UNACK' THEN 0"
       " WHEN 'ACTIVE_ACK' THEN 1 WHEN 'CLEARED_UNACK' THEN 2 WHEN 'SHELVED' THEN 3 ELSE 4 END,"
       " priority, CASE WHEN raisedat IS NULL THEN 1 ELSE 0 END, raisedat DESC, alarmid DESC");
-  if (!Run(q, sql, {dahs_}, error)) {
+  if (!RunPrepared(q, sql, {dahs_}, error)) {
     connection_.Reset();
     return std::nullopt;
   }
@@ -141,10 +126,10 @@ std::optional<AlarmStore::Current> AlarmStore::Find(QSqlDatabase& db, const QStr
                                                     std::int32_t sourceId, const QString& condition,
                                                     QString* error) {
   QSqlQuery q(db);
-  if (!Run(q,
-           QStringLiteral("SELECT alarmid, state, active FROM H5ALARM WHERE dahsid = ? AND"
-                          " sourcekind = ? AND sourceid = ? AND condition = ?"),
-           {dahs_, kind, sourceId, condition}, error)) {
+  if (!RunPrepared(q,
+                   QStringLiteral("SELECT alarmid, state, active FROM H5ALARM WHERE dahsid = ? AND"
+                                  " sourcekind = ? AND sourceid = ? AND condition = ?"),
+                   {dahs_, kind, sourceId, condition}, error)) {
     return std::nullopt;
   }
   Current c;
@@ -159,10 +144,10 @@ std::optional<AlarmStore::Current> AlarmStore::Find(QSqlDatabase& db, const QStr
 std::optional<AlarmStore::Current> AlarmStore::FindId(QSqlDatabase& db, std::int64_t id,
                                                       QString* error) {
   QSqlQuery q(db);
-  if (!Run(q,
-           QStringLiteral("SELECT alarmid, state, active FROM H5ALARM WHERE alarmid = ? AND"
-                          " dahsid = ?"),
-           {QVariant::fromValue(id), dahs_}, error)) {
+  if (!RunPrepared(q,
+                   QStringLiteral("SELECT alarmid, state, active FROM H5ALARM WHERE alarmid = ? AND"
+                                  " dahsid = ?"),
+                   {QVariant::fromValue(id), dahs_}, error)) {
     return std::nullopt;
   }
   Current c;
@@ -213,13 +198,13 @@ bool AlarmStore::Raise(const AlarmCondition& c, const QDateTime& at, QString* er
   QString state = StateUnack;
   if (id == 0) {
     QSqlQuery q(*db);
-    if (!Run(q,
-             QStringLiteral("INSERT INTO H5ALARM (dahsid, sourcekind, sourceid, sourcename,"
-                            " condition, priority, state, active, raisedat, message) VALUES"
-                            " (?, ?, ?, ?, ?, ?, ?, 1, ?, ?) RETURNING alarmid"),
-             {dahs_, c.sourceKind, c.sourceId, c.sourceName, c.condition, c.priority, state, at,
-              c.message},
-             error) ||
+    if (!RunPrepared(q,
+                     QStringLiteral("INSERT INTO H5ALARM (dahsid, sourcekind, sourceid, sourcename,"
+                                    " condition, priority, state, active, raisedat, message) VALUES"
+                                    " (?, ?, ?, ?, ?, ?, ?, 1, ?, ?) RETURNING alarmid"),
+                     {dahs_, c.sourceKind, c.sourceId, c.sourceName, c.condition, c.priority, state,
+                      at, c.message},
+                     error) ||
         !q.next()) {
       return false;
     }
@@ -295,8 +280,8 @@ bool AlarmStore::Clear(const QString& sourceKind, std::int32_t sourceId, const Q
   return true;
 }
 
-std::optional<int> AlarmStore::Acknowledge(const std::vector<std::int64_t>& ids, const QString& who,
-                                           const QDateTime& at, QString* error) {
+std::optional<int> AlarmStore::EachAlarm(const std::vector<std::int64_t>& ids, QString* error,
+                                         const AlarmStep& step) {
   QSqlDatabase* db = connection_.Database(error);
   if (db == nullptr) {
     return std::nullopt;
@@ -311,27 +296,14 @@ std::optional<int> AlarmStore::Acknowledge(const std::vector<std::int64_t>& ids,
     if (!found) {
       return std::nullopt;
     }
-    bool ok = true;
     if (found->id == 0) {
-      continue;
+      continue;  // gone meanwhile
     }
-    if (found->state == AlarmState::ActiveUnack) {
-      ok = Exec(*db,
-                QStringLiteral("UPDATE H5ALARM SET state = ?, acknowledgedat = ?,"
-                               " acknowledgedby = ? WHERE alarmid = ?"),
-                {StateAck, at, who, QVariant::fromValue(id)}, error) &&
-           AppendHistory(*db, id, AlarmEvent::Acknowledged, StateAck, at, who, error);
-    } else if (found->state == AlarmState::ClearedUnack) {
-      ok = AppendHistory(*db, id, AlarmEvent::Acknowledged, AlarmEvent::RemovedState, at, who,
-                         error) &&
-           Remove(*db, id, error);
-    } else {
-      continue;
-    }
-    if (!ok) {
+    const StepResult result = step(*db, *found);
+    if (result == StepResult::Failed) {
       return std::nullopt;
     }
-    ++count;
+    count += result == StepResult::Changed ? 1 : 0;
   }
   if (!t.Commit(error)) {
     return std::nullopt;
@@ -339,38 +311,41 @@ std::optional<int> AlarmStore::Acknowledge(const std::vector<std::int64_t>& ids,
   return count;
 }
 
+std::optional<int> AlarmStore::Acknowledge(const std::vector<std::int64_t>& ids, const QString& who,
+                                           const QDateTime& at, QString* error) {
+  return EachAlarm(ids, error, [&](QSqlDatabase& db, const Current& found) {
+    bool ok = true;
+    if (found.state == AlarmState::ActiveUnack) {
+      ok = Exec(db,
+                QStringLiteral("UPDATE H5ALARM SET state = ?, acknowledgedat = ?,"
+                               " acknowledgedby = ? WHERE alarmid = ?"),
+                {StateAck, at, who, QVariant::fromValue(found.id)}, error) &&
+           AppendHistory(db, found.id, AlarmEvent::Acknowledged, StateAck, at, who, error);
+    } else if (found.state == AlarmState::ClearedUnack) {
+      ok = AppendHistory(db, found.id, AlarmEvent::Acknowledged, AlarmEvent::RemovedState, at, who,
+                         error) &&
+           Remove(db, found.id, error);
+    } else {
+      return StepResult::Skipped;
+    }
+    return ok ? StepResult::Changed : StepResult::Failed;
+  });
+}
+
 std::optional<int> AlarmStore::Shelve(const std::vector<std::int64_t>& ids, const QString& who,
                                       const QDateTime& until, const QDateTime& at, QString* error) {
-  QSqlDatabase* db = connection_.Database(error);
-  if (db == nullptr) {
-    return std::nullopt;
-  }
-  Transaction t(*db, error);
-  if (!t.Open()) {
-    return std::nullopt;
-  }
-  int count = 0;
-  for (const std::int64_t id : ids) {
-    const auto found = FindId(*db, id, error);
-    if (!found) {
-      return std::nullopt;
+  return EachAlarm(ids, error, [&](QSqlDatabase& db, const Current& found) {
+    if (found.state == AlarmState::Unknown) {
+      return StepResult::Skipped;
     }
-    if (found->id == 0 || found->state == AlarmState::Unknown) {
-      continue;
-    }
-    if (!Exec(*db,
-              QStringLiteral("UPDATE H5ALARM SET state = ?, shelveduntil = ?, shelvedby = ?"
-                             " WHERE alarmid = ?"),
-              {StateShelved, until, who, QVariant::fromValue(id)}, error) ||
-        !AppendHistory(*db, id, AlarmEvent::Shelved, StateShelved, at, who, error)) {
-      return std::nullopt;
-    }
-    ++count;
-  }
-  if (!t.Commit(error)) {
-    return std::nullopt;
-  }
-  return count;
+    const bool ok =
+        Exec(db,
+             QStringLiteral("UPDATE H5ALARM SET state = ?, shelveduntil = ?, shelvedby = ?"
+                            " WHERE alarmid = ?"),
+             {StateShelved, until, who, QVariant::fromValue(found.id)}, error) &&
+        AppendHistory(db, found.id, AlarmEvent::Shelved, StateShelved, at, who, error);
+    return ok ? StepResult::Changed : StepResult::Failed;
+  });
 }
 
 std::optional<int> AlarmStore::ExpireShelves(const QDateTime& now, QString* error) {
@@ -385,10 +360,11 @@ std::optional<int> AlarmStore::ExpireShelves(const QDateTime& now, QString* erro
   std::vector<std::pair<std::int64_t, bool>> due;
   {
     QSqlQuery q(*db);
-    if (!Run(q,
-             QStringLiteral("SELECT alarmid, active FROM H5ALARM WHERE dahsid = ? AND state = ?"
-                            " AND shelveduntil <= ? ORDER BY alarmid"),
-             {dahs_, StateShelved, now}, error)) {
+    if (!RunPrepared(
+            q,
+            QStringLiteral("SELECT alarmid, active FROM H5ALARM WHERE dahsid = ? AND state = ?"
+                           " AND shelveduntil <= ? ORDER BY alarmid"),
+            {dahs_, StateShelved, now}, error)) {
       return std::nullopt;
     }
     while (q.next()) {

@@ -13,6 +13,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -59,6 +60,13 @@ class AlarmStore {
     bool active = false;
   };
   class Transaction;
+  enum class StepResult { Changed, Skipped, Failed };
+  using AlarmStep = std::function<StepResult(QSqlDatabase& db, const Current& found)>;
+
+  // Runs `step` on each alarm of `ids` still there, in one transaction: the count of alarms
+  // changed, or nothing (and the transaction rolled back) once a step fails.
+  std::optional<int> EachAlarm(const std::vector<std::int64_t>& ids, QString* error,
+                               const AlarmStep& step);
 
   std::optional<Current> Find(QSqlDatabase& db, const QString& kind, std::int32_t sourceId,
                               const QString& condition, QString* error);

@@ -27,13 +27,22 @@ constexpr int kBatch = 500;
 // Lives on the forwarder's thread; every connection it opens is used there only.
 class JournalForwarderWorker final : public QObject {
  public:
-  JournalForwarderWorker(JournalForwarder& owner, QString outboxFile, int retryMs)
+  JournalForwarderWorker(JournalForwarder& owner, QString outboxFile, int retryMs, int followMs)
       : owner_(owner),
         outboxFile_(std::move(outboxFile)),
         localName_(QStringLiteral("telmon-outbox-%1").arg(reinterpret_cast<quintptr>(this))),
-        retryMs_(retryMs) {}
+        retryMs_(retryMs),
+        followMs_(followMs),
+        server_(std::make_unique<SqlConnection>(owner_.server_, OpenMode::ReadWrite)) {}
 
   ~JournalForwarderWorker() override {
+    // A program that ends in edit mode says so, where the server is still at hand.
+    if (marked_ && server_ != nullptr && !outage_) {
+      QString error;
+      if (QSqlDatabase* server = server_->Database(&error)) {
+        SharedJournal::SetEditMode(*server, markedComputer_, QString(), QString(), &error);
+      }
+    }
     server_.reset();
     if (QSqlDatabase::contains(localName_)) {
       QSqlDatabase::database(localName_, false).close();
@@ -48,9 +57,18 @@ class JournalForwarderWorker final : public QObject {
     if (retry_ != nullptr) {
       retry_->stop();
     }
+    if (follow_ == nullptr && followMs_ > 0) {
+      follow_ = new QTimer(this);
+      connect(follow_, &QTimer::timeout, this, [this] {
+        if (!outage_) {
+          Forward();
+        }
+      });
+      follow_->start(followMs_);
+    }
     if (!QFileInfo::exists(outboxFile_)) {
       Publish(0);
-      return;
+      return FollowIfReachable();
     }
     // The file's own trouble is the journal's to report (TELM-9002); here it is tried again.
     QSqlDatabase local = Local();
@@ -60,7 +78,7 @@ class JournalForwarderWorker final : public QObject {
     const QString outbox = OperationJournal::OutboxId(local);
     if (outbox.isEmpty()) {
       Publish(0);
-      return;
+      return FollowIfReachable();
     }
     QString error;
     QSqlDatabase* server = nullptr;
@@ -95,6 +113,10 @@ class JournalForwarderWorker final : public QObject {
                                 .arg(MaskConnectionString(owner_.server_)));
     }
     Publish(0);
+    server = server != nullptr ? server : server_->Database(&error);
+    if (server != nullptr) {
+      Follow(*server);
+    }
   }
 
  private:
@@ -105,7 +127,6 @@ class JournalForwarderWorker final : public QObject {
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), localName_);
     db.setDatabaseName(outboxFile_);
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(SqliteBusyTimeoutMs));
-    server_ = std::make_unique<SqlConnection>(owner_.server_, OpenMode::ReadWrite);
     return db;
   }
 
@@ -136,6 +157,60 @@ class JournalForwarderWorker final : public QObject {
     Retry();
   }
 
+  void FollowIfReachable() {
+    QString error;
+    if (QSqlDatabase* server = server_->Database(&error)) {
+      Follow(*server);
+    }
+  }
+
+  // The entries that came to the server since the last look, and who else is in edit mode. A
+  // failure here is left to the next pass: forwarding reports the server's outages.
+  void Follow(QSqlDatabase& server) {
+    QString error;
+    if (!followed_) {
+      const std::optional<JournalHead> head = SharedJournal::Head(server, &error);
+      if (!head) {
+        return;
+      }
+      followed_ = std::max<std::int64_t>(0, head->seq - JournalForwarder::FollowWindow);
+    }
+    const std::optional<std::vector<JournalEntry>> entries =
+        SharedJournal::EntriesAfter(server, *followed_, JournalForwarder::FollowWindow, &error);
+    if (entries && (!entries->empty() || !announced_)) {
+      announced_ = true;
+      if (!entries->empty()) {
+        followed_ = entries->back().id;
+      }
+      Q_EMIT owner_.SharedEntries(*entries, serverHolds_.value_or(0));
+    }
+    QString computer;
+    QString account;
+    QString since;
+    {
+      QMutexLocker lock(&owner_.editMutex_);
+      computer = owner_.editComputer_;
+      account = owner_.editAccount_;
+      since = owner_.editSince_;
+    }
+    if (computer.isEmpty()) {
+      return;
+    }
+    // Marked while on (renewed every pass), cleared once when it goes off.
+    if ((!account.isEmpty() || marked_) &&
+        SharedJournal::SetEditMode(server, computer, account, since, &error)) {
+      marked_ = !account.isEmpty();
+      markedComputer_ = computer;
+    }
+    const auto others = SharedJournal::OthersInEditMode(
+        server, computer, JournalForwarder::EditModeStaleSeconds, &error);
+    if (others && (!othersKnown_ || *others != others_)) {
+      othersKnown_ = true;
+      others_ = *others;
+      Q_EMIT owner_.EditModeElsewhereChanged(others_);
+    }
+  }
+
   void Retry() {
     if (retry_ == nullptr) {
       retry_ = new QTimer(this);
@@ -154,7 +229,15 @@ class JournalForwarderWorker final : public QObject {
   QString outboxFile_;
   QString localName_;
   int retryMs_;
+  int followMs_;
   std::unique_ptr<SqlConnection> server_;
+  std::optional<std::int64_t> followed_;  // the last server number handed to the window
+  bool announced_ = false;
+  bool marked_ = false;
+  QString markedComputer_;
+  bool othersKnown_ = false;
+  std::vector<EditModeElsewhere> others_;
+  QTimer* follow_ = nullptr;
   std::optional<std::int64_t> serverHolds_;  // the highest local number the server has
   std::int64_t lastKnown_ = 0;
   bool outage_ = false;
@@ -162,11 +245,11 @@ class JournalForwarderWorker final : public QObject {
 };
 
 JournalForwarder::JournalForwarder(const QString& outboxFile, const QString& serverConnection,
-                                   int retryMs, QObject* parent)
+                                   int retryMs, QObject* parent, int followMs)
     : QObject(parent),
       server_(serverConnection),
       thread_(new QThread(this)),
-      worker_(new JournalForwarderWorker(*this, outboxFile, retryMs)) {
+      worker_(new JournalForwarderWorker(*this, outboxFile, retryMs, followMs)) {
   thread_->setObjectName(QStringLiteral("journal forwarder"));
   worker_->moveToThread(thread_);
   thread_->start();
@@ -184,6 +267,17 @@ void JournalForwarder::Request() {
     QMetaObject::invokeMethod(
         worker_, [worker = worker_] { worker->Forward(); }, Qt::QueuedConnection);
   }
+}
+
+void JournalForwarder::SetEditMode(const QString& computer, const QString& account,
+                                   const QString& since) {
+  {
+    QMutexLocker lock(&editMutex_);
+    editComputer_ = computer;
+    editAccount_ = account;
+    editSince_ = since;
+  }
+  Request();
 }
 
 void JournalForwarder::SendNow() {

@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -208,17 +209,64 @@ bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
   return ExecWithRetry(query, QString(), error);
 }
 
-void OperationJournal::SetSharedJournal(const QString& connection, int retryMs) {
+void OperationJournal::SetSharedJournal(const QString& connection, int retryMs, int followMs) {
   delete forwarder_;
   forwarder_ = nullptr;
   if (connection.isEmpty()) {
     return;
   }
   forwarder_ = new JournalForwarder(fileName_, connection,
-                                    retryMs > 0 ? retryMs : JournalForwarder::DefaultRetryMs, this);
+                                    retryMs > 0 ? retryMs : JournalForwarder::DefaultRetryMs, this,
+                                    followMs > 0 ? followMs : JournalForwarder::DefaultFollowMs);
   connect(forwarder_, &JournalForwarder::Message, this,
           [this](int msgType, const QString& text) { sink_.RaiseMsg(msgType, text); });
+  connect(forwarder_, &JournalForwarder::SharedEntries, this,
+          [this](const std::vector<JournalEntry>& entries, qint64 forwardedUpTo) {
+            shared_.insert(shared_.end(), entries.begin(), entries.end());
+            if (shared_.size() > SharedEntriesKept) {
+              shared_.erase(shared_.begin(), shared_.end() - SharedEntriesKept);
+            }
+            forwardedUpTo_ = std::max<std::int64_t>(forwardedUpTo_, forwardedUpTo);
+            Q_EMIT SharedChanged();
+          });
+  connect(forwarder_, &JournalForwarder::EditModeElsewhereChanged, this,
+          [this](const std::vector<telmon::EditModeElsewhere>& others) {
+            elsewhere_ = others;
+            Q_EMIT EditModeElsewhereChanged();
+          });
+  if (!editAccount_.isEmpty()) {
+    forwarder_->SetEditMode(context_.computer, editAccount_, editSince_);
+  }
   forwarder_->Request();
+}
+
+void OperationJournal::SetEditAccount(const QString& account) {
+  if (account.isEmpty()) {
+    editSince_.clear();
+  } else if (editAccount_.isEmpty() || editSince_.isEmpty()) {
+    editSince_ = clock_.Now().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+  }
+  editAccount_ = account;
+  if (forwarder_ != nullptr) {
+    forwarder_->SetEditMode(context_.computer, editAccount_, editSince_);
+  }
+}
+
+std::vector<JournalEntry> OperationJournal::ReadForWindow() {
+  if (forwarder_ == nullptr) {
+    return ReadAll();
+  }
+  std::vector<JournalEntry> entries = shared_;
+  std::vector<JournalEntry> waiting;
+  QString error;
+  if ((open_ || Open()) &&
+      !ReadEntries(QSqlDatabase::database(connectionName_, false), forwardedUpTo_,
+                   std::numeric_limits<int>::max(), &waiting, &error)) {
+    ReportOnce(QStringLiteral("read"), error);
+  }
+  entries.insert(entries.end(), std::make_move_iterator(waiting.begin()),
+                 std::make_move_iterator(waiting.end()));
+  return entries;
 }
 
 bool OperationJournal::ReadEntries(const QSqlDatabase& db, std::int64_t afterId, int limit,

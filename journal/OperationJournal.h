@@ -8,6 +8,7 @@
 // committed here first, then forwarded (JournalForwarder).
 
 #include "journal/IOperationJournal.h"
+#include "journal/SharedJournal.h"
 
 #include <QObject>
 #include <QSqlDatabase>
@@ -55,13 +56,16 @@ class OperationJournal final : public QObject, public IOperationJournal {
   static Place Choose(const QString& option, const QString& settingsServer);
 
   void Record(const JournalOperation& operation) override;
-  // The account that enabled edit mode; empty while edit mode is off.
-  void SetEditAccount(const QString& account) { editAccount_ = account; }
+  // The account that enabled edit mode; empty while edit mode is off. With a shared journal the
+  // other computers see it.
+  void SetEditAccount(const QString& account);
   QString EditAccount() const { return editAccount_; }
 
   // Forwards every entry of the file, those from before included, to the site's shared journal
   // (a PostgreSQL connection string); empty turns forwarding off.
-  void SetSharedJournal(const QString& connection, int retryMs = 0);
+  // `retryMs` and `followMs` (0: the defaults) are how often it tries again after a failure
+  // and looks for the other computers' entries.
+  void SetSharedJournal(const QString& connection, int retryMs = 0, int followMs = 0);
   // The forwarder while the shared journal is on, else null.
   JournalForwarder* Forwarder() const { return forwarder_; }
 
@@ -73,12 +77,24 @@ class OperationJournal final : public QObject, public IOperationJournal {
 
   // Every entry of the file, oldest first; empty (and reported) when the file cannot be read.
   std::vector<JournalEntry> ReadAll();
+  // What the journal window shows: with a shared journal, the latest entries of every computer
+  // as the server has them, then this file's entries that have not reached it yet; without
+  // one, the file's entries.
+  std::vector<JournalEntry> ReadForWindow();
+  // With a shared journal, the other computers that have edit mode on now.
+  const std::vector<EditModeElsewhere>& OthersInEditMode() const { return elsewhere_; }
+  // The most server entries kept for the window.
+  static constexpr std::size_t SharedEntriesKept = 100000;
   const QString& FileName() const { return fileName_; }
   bool IsOpen() const { return open_; }
 
  Q_SIGNALS:
   // After an entry is stored, and also when it could not be: the operation was carried out.
   void Recorded(const telmon::JournalEntry& entry, const telmon::JournalOperation& operation);
+  // New entries came from the shared journal.
+  void SharedChanged();
+  // The other computers with edit mode on changed.
+  void EditModeElsewhereChanged();
 
  private:
   bool Open();
@@ -93,6 +109,10 @@ class OperationJournal final : public QObject, public IOperationJournal {
   QString connectionName_;
   QString editAccount_;
   JournalForwarder* forwarder_ = nullptr;
+  std::vector<JournalEntry> shared_;
+  std::int64_t forwardedUpTo_ = 0;
+  std::vector<EditModeElsewhere> elsewhere_;
+  QString editSince_;
   bool open_ = false;
   bool reported_ = false;
 };

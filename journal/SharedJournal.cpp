@@ -23,6 +23,10 @@ const char* const kSchema[] = {
     "NULL, value TEXT NOT NULL, command TEXT NOT NULL, outcome TEXT NOT NULL, previous_hash "
     "TEXT NOT NULL, hash TEXT NOT NULL, UNIQUE (computer, outbox, local_seq))",
     "CREATE INDEX IF NOT EXISTS telmon_journal_outbox ON telmon_journal (outbox, local_seq)",
+    // Who has edit mode on where: a row per computer while it does, renewed at every pass of its
+    // forwarder; a row not renewed for a while belongs to a program that ended without saying.
+    "CREATE TABLE IF NOT EXISTS telmon_edit_mode (computer TEXT PRIMARY KEY, account TEXT NOT "
+    "NULL, since TEXT NOT NULL, seen TIMESTAMPTZ NOT NULL)",
     "CREATE OR REPLACE FUNCTION telmon_journal_append_only() RETURNS trigger LANGUAGE plpgsql AS "
     "$$ BEGIN RAISE EXCEPTION 'the operator journal is append-only'; END $$",
 };
@@ -78,10 +82,10 @@ SharedJournalRow ReadRow(const QSqlQuery& query) {
   return row;
 }
 
-// Calls `visit` with each row from the first, in batches; false with `error` set when a batch
+// Calls `visit` with each row after `after`, in batches; false with `error` set when a batch
 // cannot be read, or when `visit` returns false (error left empty).
 template <typename Visit>
-bool ForEachRow(QSqlDatabase& db, QString* error, Visit visit) {
+bool ForEachRow(QSqlDatabase& db, QString* error, Visit visit, std::int64_t after = -1) {
   QSqlQuery query(db);
   query.setForwardOnly(true);
   if (!query.prepare(QStringLiteral("SELECT %1 FROM telmon_journal WHERE seq > ? ORDER BY seq "
@@ -90,7 +94,6 @@ bool ForEachRow(QSqlDatabase& db, QString* error, Visit visit) {
                          .arg(kVerifyBatch))) {
     return Fail(query, error);
   }
-  std::int64_t after = -1;
   for (;;) {
     query.bindValue(0, static_cast<qlonglong>(after));
     if (!query.exec()) {
@@ -329,6 +332,71 @@ std::vector<SharedJournalRow> ReadAll(QSqlDatabase& db, QString* error) {
     rows.clear();
   }
   return rows;
+}
+
+std::optional<std::vector<JournalEntry>> EntriesAfter(QSqlDatabase& db, std::int64_t afterSeq,
+                                                      std::int64_t limit, QString* error) {
+  std::vector<JournalEntry> entries;
+  QString failure;
+  ForEachRow(
+      db, &failure,
+      [&](const SharedJournalRow& row) {
+        JournalEntry e;
+        e.id = row.seq;
+        e.timeUtc = QDateTime::fromString(row.timeUtc, Qt::ISODateWithMs);
+        e.timeLocal = row.timeLocal;
+        e.dahs = row.dahs;
+        e.account = row.account;
+        e.computer = row.computer;
+        e.operation = row.operation;
+        e.targets = row.targets;
+        e.value = row.value;
+        e.command = row.command;
+        e.outcome = row.outcome;
+        entries.push_back(std::move(e));
+        return static_cast<std::int64_t>(entries.size()) < limit;
+      },
+      afterSeq);
+  if (!failure.isEmpty()) {
+    *error = failure;
+    return std::nullopt;
+  }
+  return entries;
+}
+
+bool SetEditMode(QSqlDatabase& db, const QString& computer, const QString& account,
+                 const QString& since, QString* error) {
+  QSqlQuery query(db);
+  const QString sql =
+      account.isEmpty()
+          ? QStringLiteral("DELETE FROM telmon_edit_mode WHERE computer = ?")
+          : QStringLiteral(
+                "INSERT INTO telmon_edit_mode (computer, account, since, seen) VALUES "
+                "(?, ?, ?, now()) ON CONFLICT (computer) DO UPDATE SET account = "
+                "EXCLUDED.account, since = EXCLUDED.since, seen = now()");
+  const QVariantList values =
+      account.isEmpty() ? QVariantList{computer} : QVariantList{computer, account, since};
+  return RunPrepared(query, sql, values, error);
+}
+
+std::optional<std::vector<EditModeElsewhere>> OthersInEditMode(QSqlDatabase& db,
+                                                               const QString& computer,
+                                                               int staleSeconds, QString* error) {
+  QSqlQuery query(db);
+  query.setForwardOnly(true);
+  if (!RunPrepared(query,
+                   QStringLiteral("SELECT computer, account, since FROM telmon_edit_mode WHERE "
+                                  "computer <> ? AND seen > now() - make_interval(secs => ?) "
+                                  "ORDER BY computer"),
+                   {computer, staleSeconds}, error)) {
+    return std::nullopt;
+  }
+  std::vector<EditModeElsewhere> others;
+  while (query.next()) {
+    others.push_back(
+        {query.value(0).toString(), query.value(1).toString(), query.value(2).toString()});
+  }
+  return others;
 }
 
 }  // namespace telmon::SharedJournal

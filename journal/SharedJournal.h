@@ -43,6 +43,14 @@ struct JournalHead {
   QString hash;
 };
 
+// Another computer of the site with edit mode on.
+struct EditModeElsewhere {
+  QString computer;
+  QString account;
+  QString since;  // local time, "yyyy-MM-dd hh:mm:ss"
+  bool operator==(const EditModeElsewhere&) const = default;
+};
+
 struct JournalVerifyResult {
   bool ok = false;
   std::int64_t entries = 0;  // rows that matched before the first that did not
@@ -78,6 +86,20 @@ std::optional<JournalHead> Head(QSqlDatabase& db, QString* error);
 
 // Every row, oldest first (for tests and the journal window).
 std::vector<SharedJournalRow> ReadAll(QSqlDatabase& db, QString* error);
+
+// Up to `limit` rows after `afterSeq`, oldest first, as the journal window shows entries (the
+// row's number in `id`); empty on failure.
+std::optional<std::vector<JournalEntry>> EntriesAfter(QSqlDatabase& db, std::int64_t afterSeq,
+                                                      std::int64_t limit, QString* error);
+
+// Records that `computer` has edit mode on for `account` since `since` (renewing the mark), or,
+// for an empty account, that it has not.
+bool SetEditMode(QSqlDatabase& db, const QString& computer, const QString& account,
+                 const QString& since, QString* error);
+// The other computers whose edit mode mark was renewed within `staleSeconds`, by name.
+std::optional<std::vector<EditModeElsewhere>> OthersInEditMode(QSqlDatabase& db,
+                                                               const QString& computer,
+                                                               int staleSeconds, QString* error);
 
 }  // namespace SharedJournal
 

@@ -63,6 +63,26 @@ void SiteStateModel::SetEditMode(bool on) {
   Q_EMIT Changed();
 }
 
+void SiteStateModel::SetEditModeElsewhere(const std::vector<EditModeElsewhere>& others) {
+  if (elsewhere_ && *elsewhere_ == others) {
+    return;
+  }
+  elsewhere_ = others;
+  Q_EMIT Changed();
+}
+
+QString SiteStateModel::EditModeElsewhereText() const {
+  if (!elsewhere_) {
+    return {};
+  }
+  QStringList names;
+  for (const EditModeElsewhere& other : *elsewhere_) {
+    names << QStringLiteral("%1 (%2 since %3)").arg(other.computer, other.account, other.since);
+  }
+  return QStringLiteral("Edit mode on elsewhere: ") +
+         (names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", ")));
+}
+
 QString SiteStateModel::ChannelName(std::int32_t id) const {
   const auto it = channels_.find(id);
   return it == channels_.end() ? QString() : it->second.name;

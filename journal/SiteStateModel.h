@@ -8,6 +8,7 @@
 // counts, the name is shown when known.
 
 #include "journal/IOperationJournal.h"
+#include "journal/SharedJournal.h"
 #include "views/ChannelConfigInfo.h"
 #include "views/PlantState.h"
 
@@ -17,6 +18,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace telmon {
@@ -45,6 +47,8 @@ class SiteStateModel final : public QObject {
   void OnJournalRecorded(const telmon::JournalEntry& entry,
                          const telmon::JournalOperation& operation);
   void SetEditMode(bool on);
+  // The other computers with edit mode on, as the shared journal knows them.
+  void SetEditModeElsewhere(const std::vector<EditModeElsewhere>& others);
 
   // The first three groups and the channels written: what the status-bar panel counts.
   int LeftChangedCount() const;
@@ -52,6 +56,9 @@ class SiteStateModel final : public QObject {
   std::vector<Item> Items() const;
   bool EditMode() const { return editMode_; }
   QDateTime EditModeSince() const { return editSince_; }
+  // "Edit mode on elsewhere: shelter (tech since 2026-11-25 14:05:09), ..." or "... none";
+  // empty without a shared journal.
+  QString EditModeElsewhereText() const;
 
   static QString GroupTitle(Group group);
   // "3 left changed".
@@ -86,6 +93,7 @@ class SiteStateModel final : public QObject {
   std::map<std::int32_t, WrittenState> written_;
   bool editMode_ = false;
   QDateTime editSince_;
+  std::optional<std::vector<EditModeElsewhere>> elsewhere_;
 };
 
 }  // namespace telmon

@@ -103,6 +103,21 @@ QString SqlErrorText(const QSqlError& error) {
   return text.isEmpty() ? QStringLiteral("unknown database error") : text;
 }
 
+bool RunPrepared(QSqlQuery& q, const QString& sql, const QVariantList& values, QString* error) {
+  if (!q.prepare(sql)) {
+    *error = SqlErrorText(q.lastError());
+    return false;
+  }
+  for (int i = 0; i < values.size(); ++i) {
+    q.bindValue(i, values[i]);
+  }
+  if (!q.exec()) {
+    *error = SqlErrorText(q.lastError());
+    return false;
+  }
+  return true;
+}
+
 namespace {
 
 // Digits of text[from, from + count) as a number; -1 when any is not a digit.

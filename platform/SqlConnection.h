@@ -75,6 +75,11 @@ class SqlConnection {
 // "<text of the driver error>" in one line, for messages.
 QString SqlErrorText(const class QSqlError& error);
 
+// Prepares `sql` on `q`, binds `values` by position and runs it; false with the error's text in
+// `error` when either step fails.
+bool RunPrepared(class QSqlQuery& q, const QString& sql, const QVariantList& values,
+                 QString* error);
+
 // A time stamp column as a local date-time: PostgreSQL hands over a date-time, SQLite the ISO
 // text that Qt bound ("2024-03-14T14:05:09.000", a blank instead of the "T" is accepted).
 // Invalid for NULL or unreadable text.

@@ -24,6 +24,8 @@ SiteSession::SiteSession(SiteSessionServices services, QObject* parent)
   queues_.SetPlantState(plant_);
   blocks_.SetPlantState(plant_);
   connect(journal_, &OperationJournal::Recorded, siteState_, &SiteStateModel::OnJournalRecorded);
+  connect(journal_, &OperationJournal::EditModeElsewhereChanged, siteState_,
+          [this] { siteState_->SetEditModeElsewhere(journal_->OthersInEditMode()); });
 }
 
 SiteSession::~SiteSession() {

@@ -8,6 +8,7 @@
 #include "bench/support/StandIns.h"
 #include "journal/JournalTableModel.h"
 #include "journal/OperationJournal.h"
+#include "journal/SharedJournal.h"
 #include "platform/H5DBIL.h"
 #include "platform/SiteSchema.h"
 #include "platform/SqlConnection.h"
@@ -92,8 +93,14 @@ void ClearCommands() {
   QSqlQuery(*link.Database(nullptr)).exec(QStringLiteral("DELETE FROM H5IOCOMMAND"));
 }
 
-// The grouped write of the bulk pages, journal off (0) or on (1).
+// The grouped write of the bulk pages, journal off (0), on (1), or on with the site's shared
+// journal (2: the PostgreSQL server TELMON_BENCH_PG names, forwarding on its own thread).
 void BM_GroupedWrite(benchmark::State& state) {
+  const QString shared = qEnvironmentVariable("TELMON_BENCH_PG");
+  if (state.range(0) == 2 && shared.isEmpty()) {
+    state.SkipWithError("set TELMON_BENCH_PG to a postgresql:// connection string");
+    return;
+  }
   telmon::H5DBIL dbil;
   dbil.SetSiteID(QStringLiteral("S"), QString(), {TheFiles->site, {}, {}, {}, TheFiles->site});
   QuietSink sink;
@@ -101,8 +108,18 @@ void BM_GroupedWrite(benchmark::State& state) {
   telmon::OperationJournal journal(TheFiles->dir.filePath(QStringLiteral("bench-journal.sqlite")),
                                    {1, QStringLiteral("PC")}, sink, clock);
   telmon::ChannelValueWriter writer(dbil, sink);
-  if (state.range(0) == 1) {
+  if (state.range(0) >= 1) {
     writer.SetJournal(&journal);
+  }
+  if (state.range(0) == 2) {
+    telmon::SqlConnection server(shared, telmon::OpenMode::ReadWrite);
+    QString error;
+    QSqlDatabase* db = server.Database(&error);
+    if (db == nullptr || !telmon::SharedJournal::InitSchema(*db, &error)) {
+      state.SkipWithError(qPrintable(error));
+      return;
+    }
+    journal.SetSharedJournal(shared);
   }
   for (auto _ : state) {
     writer.WriteChannelValueRecords(QStringLiteral("TELM-0075"), TheFiles->items,
@@ -163,6 +180,7 @@ BENCHMARK(BM_GroupedWrite)
     ->ArgName("journal")
     ->Arg(0)
     ->Arg(1)
+    ->Arg(2)
     ->Iterations(16)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);

@@ -11,6 +11,7 @@
 
 #include "bench/support/RealtimeSite.h"
 #include "bench/support/RunRecorder.h"
+#include "bench/support/StandIns.h"
 #include "messages/MessageLogModel.h"
 #include "platform/DatabaseWorker.h"
 #include "platform/H5DBIL.h"
@@ -197,19 +198,6 @@ void WriteCases(benchmark::internal::Benchmark* b) {
 
 BENCHMARK(BM_BulkWrite)->Apply(WriteCases);
 
-struct NoPanels final : IChannelTickPanels {
-  void SetChannelUpdateTime(const QString&) override {}
-  void SetAllRefreshTime(const QString&) override {}
-  void SetAllRefreshToolTip(const QString&) override {}
-  void SetNotPollingVisible(bool) override {}
-  void BeginBusy() override {}
-  void EndBusy() override {}
-};
-
-struct NullSink final : IRaiseMsg {
-  void RaiseMsg(std::int32_t, const QString&) override {}
-};
-
 // One tick of 20,000 watched rows; range(0) 1 reads on the worker. The CPU time is this
 // process's; on the worker the window's share is what it does before and after the read.
 void BM_Tick(benchmark::State& state) {
@@ -224,8 +212,8 @@ void BM_Tick(benchmark::State& state) {
   }
   channels.AddLsvRowsForChannelIDList(ids.join(QLatin1Char(';')));
   SystemClock clock;
-  NoPanels panels;
-  NullSink sink;
+  bench::NoPanels panels;
+  bench::QuietSink sink;
   ChannelUpdateTick tick(dbil, site.connection, &channels, clock, panels, sink);
   std::unique_ptr<DatabaseWorker> worker;
   if (state.range(0) == 1) {

@@ -34,7 +34,8 @@ JournalFeature::JournalFeature(OperationJournal& journal, SiteStateModel& state,
       state_(&state),
       panel_(new QLabel(SiteStateModel::PanelText(0), bar)),
       waiting_(new QLabel(JournalForwarder::WaitingText(0), bar)),
-      refresh_(new QTimer(this)) {
+      refresh_(new QTimer(this)),
+      reload_(new QTimer(this)) {
   waiting_->setObjectName(QStringLiteral("JournalWaiting"));
   waiting_->setToolTip(QStringLiteral("Journal entries not yet on the site's shared journal"));
   waiting_->setAccessibleName(QStringLiteral("Journal entries waiting"));
@@ -55,6 +56,20 @@ JournalFeature::JournalFeature(OperationJournal& journal, SiteStateModel& state,
   connect(state_, &SiteStateModel::Changed, refresh_, [this] {
     if (!refresh_->isActive()) {
       refresh_->start();
+    }
+  });
+  // Entries from the shared journal come every few seconds: an open window reads them all again
+  // once per arrival.
+  reload_->setSingleShot(true);
+  reload_->setInterval(200);
+  connect(reload_, &QTimer::timeout, this, [this] {
+    if (journalWindow_ != nullptr && journalWindow_->isVisible()) {
+      journalWindow_->Reload();
+    }
+  });
+  connect(journal_, &OperationJournal::SharedChanged, reload_, [this] {
+    if (!reload_->isActive()) {
+      reload_->start();
     }
   });
   connect(journal_, &OperationJournal::Recorded, this,

@@ -60,6 +60,7 @@ class JournalFeature final : public QObject {
   QLabel* panel_;
   QLabel* waiting_;
   QTimer* refresh_;
+  QTimer* reload_;
   QPointer<frmOperatorJournal> journalWindow_;
   QPointer<frmSiteState> stateWindow_;
 };

@@ -94,7 +94,7 @@ QWidget* frmOperatorJournal::BuildFilterRow() {
 }
 
 void frmOperatorJournal::Reload() {
-  model_.SetEntries(journal_.ReadAll());
+  model_.SetEntries(journal_.ReadForWindow());
   ApplyFilter();
 }
 

@@ -16,6 +16,9 @@ frmSiteState::frmSiteState(const SiteStateModel& state, QWidget* parent)
   setWindowTitle(QStringLiteral("Site State"));
   lblEditMode_ = new QLabel(this);
   lblEditMode_->setObjectName(QStringLiteral("lblEditMode"));
+  lblElsewhere_ = new QLabel(this);
+  lblElsewhere_->setObjectName(QStringLiteral("lblEditModeElsewhere"));
+  lblElsewhere_->setWordWrap(true);
   tree_ = new QTreeWidget(this);
   tree_->setObjectName(QStringLiteral("tvwSiteState"));
   tree_->setHeaderLabels({QStringLiteral("ID"), QStringLiteral("Name"), QStringLiteral("State")});
@@ -24,6 +27,7 @@ frmSiteState::frmSiteState(const SiteStateModel& state, QWidget* parent)
   tree_->setUniformRowHeights(true);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(lblEditMode_);
+  layout->addWidget(lblElsewhere_);
   layout->addWidget(tree_, 1);
   resize(760, 460);
   Refresh();
@@ -36,6 +40,8 @@ void frmSiteState::Refresh() {
                             : QString();
   lblEditMode_->setText(QStringLiteral("Edit mode: ") +
                         (state_.EditMode() ? QStringLiteral("on") : QStringLiteral("off")) + since);
+  lblElsewhere_->setText(state_.EditModeElsewhereText());
+  lblElsewhere_->setVisible(!lblElsewhere_->text().isEmpty());
   tree_->clear();
   std::map<SiteStateModel::Group, QTreeWidgetItem*> groups;
   for (const auto group :

@@ -30,6 +30,7 @@ class frmSiteState final : public QWidget {
  private:
   const SiteStateModel& state_;
   QLabel* lblEditMode_ = nullptr;
+  QLabel* lblElsewhere_ = nullptr;
   QTreeWidget* tree_ = nullptr;
   QString extraTitle_;
   ExtraRows extraRows_;

@@ -3,11 +3,11 @@
 
 #include "alarms/AlarmOperations.h"
 #include "journal/OperationJournal.h"
-#include "platform/AccountStore.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "session/EditModeController.h"
 #include "tests/alarms/AlarmTestSupport.h"
+#include "tests/support/JournalAndAccounts.h"
 #include "tests/util/QStringPrinter.h"
 #include "util/Clock.h"
 
@@ -29,28 +29,11 @@ class Sink final : public IRaiseMsg {
   QStringList texts;
 };
 
-// "operation|account|targets|value|command|outcome" per entry.
-QStringList Lines(const std::vector<JournalEntry>& entries) {
-  QStringList lines;
-  for (const JournalEntry& e : entries) {
-    lines << QStringList{e.operation, e.account, e.targets, e.value, e.command, e.outcome}.join(
-        QLatin1Char('|'));
-  }
-  return lines;
-}
-
 class AlarmOperationsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    SqlConnection connection(site_.Connection(), OpenMode::ReadWrite);
-    QString error;
-    QSqlDatabase* db = connection.Database(&error);
-    ASSERT_NE(db, nullptr);
-    AccountStore accounts(*db);
-    ASSERT_TRUE(accounts.AddAccount(QStringLiteral("tech"), 100, QStringLiteral("pw"),
-                                    PasswordHashCost::Minimum(), &error));
-    ASSERT_TRUE(accounts.AddAccount(QStringLiteral("super"), 251, QStringLiteral("pw"),
-                                    PasswordHashCost::Minimum(), &error));
+    test::AddSiteAccounts(site_.Connection(),
+                          {{QStringLiteral("tech"), 100}, {QStringLiteral("super"), 251}});
     clock_.SetNow(At(14, 10, 0));
     site_.Raise(DeviceWatchdog(3), At(14, 9, 0));
     site_.Raise(Condition(AlarmSourceKind::Channel, 17, QStringLiteral("Out of range"), 3),
@@ -112,7 +95,7 @@ TEST_F(AlarmOperationsTest, AcknowledgeAndShelveAreWrittenWithTheAccountAndJourn
   EXPECT_EQ(rows[0].acknowledged, At(14, 10, 0));
   EXPECT_EQ(rows[1].shelvedUntil.toString(Qt::ISODate), QStringLiteral("2024-03-14T12:00:00"));
   EXPECT_EQ(rows[1].shelvedBy, QStringLiteral("super"));
-  EXPECT_EQ(Lines(journal_.ReadAll()),
+  EXPECT_EQ(test::JournalLines(journal_.ReadAll()),
             (QStringList{"Acknowledge alarms|super|alarm 1: Device 3 (CEMS A) Watchdog failure||"
                          "H5ALARM acknowledge 1|record written",
                          "Shelve alarms|super|alarm 2: Channel 17 Out of range|1 h|"

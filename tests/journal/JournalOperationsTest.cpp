@@ -5,11 +5,11 @@
 #include "ioslink/IosCommands.h"
 #include "journal/JournaledSender.h"
 #include "journal/OperationJournal.h"
-#include "platform/AccountStore.h"
 #include "platform/H5DBIL.h"
 #include "platform/SecurityPrivilegeGate.h"
 #include "platform/testing/ScriptedPrompter.h"
 #include "tests/platform/SiteDatabaseFixture.h"
+#include "tests/support/JournalAndAccounts.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/IOSSettings.h"
@@ -34,27 +34,11 @@ class EditMode final : public IEditGate {
   bool on = false;
 };
 
-// "operation|account|targets|value|command|outcome" per entry.
-QStringList Lines(const std::vector<JournalEntry>& entries) {
-  QStringList lines;
-  for (const JournalEntry& e : entries) {
-    lines << QStringList{e.operation, e.account, e.targets, e.value, e.command, e.outcome}.join(
-        QLatin1Char('|'));
-  }
-  return lines;
-}
-
 class JournalOperationsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     db_.Init();
-    SqlConnection connection(db_.ConnectionString(), OpenMode::ReadWrite);
-    QString error;
-    QSqlDatabase* db = connection.Database(&error);
-    ASSERT_NE(db, nullptr);
-    AccountStore store(*db);
-    ASSERT_TRUE(store.AddAccount(QStringLiteral("tech"), 251, QStringLiteral("pw"),
-                                 PasswordHashCost::Minimum(), &error));
+    test::AddSiteAccounts(db_.ConnectionString(), {{QStringLiteral("tech"), 251}});
   }
 
   test::ScratchDatabase db_{test::Backend::Sqlite};
@@ -100,7 +84,7 @@ TEST_F(JournalOperationsTest, DeviceButtonsAreJournaledWithWhoAndWhat) {
   ops.EraseHDR();
 
   EXPECT_EQ(
-      Lines(journal_.ReadAll()),
+      test::JournalLines(journal_.ReadAll()),
       (QStringList{
           R"(Random values on (all)|super|all devices||<Command action="SetDeviceToRandomMode" id="*" value="1"/>|sent)",
           R"(Random values off|super|12 Stack CEMS||<Command action="SetDeviceToRandomMode" id="12" value="0"/>|sent)",
@@ -142,7 +126,7 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
   // A value no record can carry is reported and journaled as not written.
   writer.WriteChannelValueRecord(QStringLiteral("TELM-0037"), 6, Value(QStringLiteral("a\x01")));
 
-  QStringList lines = Lines(journal_.ReadAll());
+  QStringList lines = test::JournalLines(journal_.ReadAll());
   ASSERT_EQ(lines.size(), 5) << lines.join('\n').toStdString();
   EXPECT_TRUE(lines[2].startsWith("Cal HDR write|super|2 channels: 5, 6|(several values)|"))
       << lines[2].toStdString();
@@ -201,7 +185,7 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   queues.ResetCounters();
 
   EXPECT_EQ(
-      Lines(journal_.ReadAll()),
+      test::JournalLines(journal_.ReadAll()),
       (QStringList{
           R"(Log level All|-|I/O server||<Command action="SetLogLevel" value="2"/><Command action="GetIOSSettings" />|sent)",
           R"(Log reset|-|I/O server||<Command action="ResetLog" /><Command action="GetIOSSettings" />|sent)",

@@ -5,6 +5,7 @@
 #include "journal/JournalForwarder.h"
 #include "journal/OperationJournal.h"
 #include "journal/SharedJournal.h"
+#include "journal/SiteStateModel.h"
 #include "tests/platform/SiteDatabaseFixture.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -282,6 +283,70 @@ TEST(SharedJournal, OutboxThatCannotBeWrittenIsReportedOnce) {
   ASSERT_EQ(sink.messages.size(), 1u) << sink.Texts().join('\n').toStdString();
   EXPECT_TRUE(sink.messages[0].second.startsWith(QStringLiteral("TELM-9002: ")));
   EXPECT_TRUE(ServerRows(server.ConnectionString()).empty());
+}
+
+// Each window sees every computer's entries as the server numbered them, its own entries that
+// have not reached the server yet after them, and which other computer has edit mode on.
+TEST(SharedJournal, EachComputerSeesTheOthersEntriesAndEditMode) {
+  REQUIRE_POSTGRESQL();
+  OwnServer server;
+  ASSERT_TRUE(server.Started());
+  InitJournal(server.Connection());
+  QTemporaryDir dir;
+  ManualClock clock;
+  test::CollectingSink sink;
+  OperationJournal a(dir.filePath(QStringLiteral("a.sqlite")), {1, QStringLiteral("control-room")},
+                     sink, clock);
+  OperationJournal b(dir.filePath(QStringLiteral("b.sqlite")), {1, QStringLiteral("shelter")}, sink,
+                     clock);
+  a.SetSharedJournal(server.Connection(), 100, 100);
+  b.SetSharedJournal(server.Connection(), 100, 100);
+  const auto shown = [](OperationJournal& j) {
+    QStringList lines;
+    for (const JournalEntry& e : j.ReadForWindow()) {
+      lines << QStringLiteral("%1 %2 %3").arg(e.id).arg(e.computer, e.value);
+    }
+    return lines;
+  };
+  a.Record(Op(QStringLiteral("1")));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return ServerRows(server.Connection()).size() == 1; }, 20000));
+  b.Record(Op(QStringLiteral("2")));
+  const QStringList both = {"1 control-room 1", "2 shelter 2"};
+  EXPECT_TRUE(QTest::qWaitFor([&] { return shown(a) == both && shown(b) == both; }, 20000))
+      << shown(a).join('|').toStdString() << " / " << shown(b).join('|').toStdString();
+
+  // While the server is away the window still shows what was done here, after the rest.
+  server.Stop();
+  a.Record(Op(QStringLiteral("3")));
+  EXPECT_EQ(shown(a), QStringList({"1 control-room 1", "2 shelter 2", "2 control-room 3"}));
+  server.Resume();
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] {
+        return shown(a) == QStringList({"1 control-room 1", "2 shelter 2", "3 control-room 3"});
+      },
+      30000))
+      << shown(a).join('|').toStdString();
+
+  SiteStateModel state(clock);
+  QObject::connect(&a, &OperationJournal::EditModeElsewhereChanged,
+                   [&] { state.SetEditModeElsewhere(a.OthersInEditMode()); });
+  const QString since = clock.Now().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+  b.SetEditAccount(QStringLiteral("tech"));
+  a.SetEditAccount(QStringLiteral("super"));  // its own edit mode is not "elsewhere"
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] {
+        return state.EditModeElsewhereText() ==
+               QStringLiteral("Edit mode on elsewhere: shelter (tech since %1)").arg(since);
+      },
+      20000))
+      << state.EditModeElsewhereText().toStdString();
+  b.SetEditAccount(QString());
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] {
+        return state.EditModeElsewhereText() == QStringLiteral("Edit mode on elsewhere: none");
+      },
+      20000))
+      << state.EditModeElsewhereText().toStdString();
 }
 
 // Five entries appended straight to a fresh journal.
