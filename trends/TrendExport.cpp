@@ -24,7 +24,7 @@ QByteArray TrendCsv(const TrendRecorder& recorder,
     fields.push_back(one->Name());
   }
   writer.AddRecord(fields);
-  for (std::uint64_t tick = recorder.FirstTick(); tick < recorder.EndTick(); ++tick) {
+  for (const std::uint64_t tick : recorder.Ticks()) {
     const double time = recorder.TimeAt(tick);
     if (time < fromTime || time > toTime) {
       continue;

@@ -128,12 +128,13 @@ TEST(TrendRecorder, RemovedRowsLeaveAndNewRowsStartEmpty) {
   EXPECT_EQ(recorder.Points(*recorder.Find("2C")).size(), 2U);
 }
 
-// The budget holds the times and one value per channel for each kept tick: more channels keep
-// fewer ticks, the oldest going first, the newest exactly as recorded; fewer channels let the
-// history grow again (the dropped points do not come back).
-TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetDroppingTheOldest) {
+// The budget holds the times and one value per channel for each kept tick. When not all of
+// the history fits whole, the newest updates are kept whole in three quarters of it and the
+// older ones thinned into the rest (one in 2, 4, 8, ... as they grow) rather than dropped; more
+// channels keep fewer ticks, fewer let the history grow again.
+TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetThinningTheOldest) {
   Watched w;  // channels 1 and 2
-  // 24 ticks of 3 doubles (the time and two channels).
+  // 24 ticks of 3 doubles (the time and two channels): 18 whole ticks, 4 thinned ones.
   TrendRecorder recorder(w.model, 100, nullptr, 24 * 3 * sizeof(double));
   auto tick = [&](int second) {
     CurrentValues values;
@@ -141,39 +142,72 @@ TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetDroppingTheOldest) {
     values.insert("2C", Item("2C", -second, {}));
     recorder.TickRead(T0.addSecs(second), &values);
   };
+  auto seconds = [](std::vector<double> thinned, int from, int to) {
+    for (int second = from; second <= to; ++second) {
+      thinned.push_back(second);
+    }
+    return thinned;
+  };
   for (int second = 0; second < 30; ++second) {
     tick(second);
   }
-  EXPECT_EQ(recorder.KeptTicks(), 24u);
-  EXPECT_EQ(recorder.Points(*recorder.Find("1C")).size(), 24u);
-  EXPECT_EQ(Values(recorder, "2C").front(), -6);
-  EXPECT_EQ(recorder.ThinnedNote(), QString());  // the ring's own age limit is no thinning
+  EXPECT_EQ(recorder.KeptTicks(), 18u);
+  EXPECT_EQ(recorder.ThinStep(), 4u);
+  EXPECT_EQ(Values(recorder, "1C"), seconds({0, 4, 8}, 12, 29));
+  EXPECT_EQ(Values(recorder, "2C").front(), -0.0);
+  EXPECT_EQ(recorder.FirstTime(), static_cast<double>(T0.toSecsSinceEpoch()));
+  EXPECT_EQ(recorder.ThinnedNote(),
+            "Older points were thinned to keep the trends within 0 MiB: the last 18 updates are "
+            "kept whole for each of 2 channels, those since 2026-03-14 14:00:00 one in 4.");
+  // The export has every kept point, thinned or whole.
+  const double from = static_cast<double>(T0.toSecsSinceEpoch());
+  const QStringList rows =
+      QString::fromUtf8(TrendCsv(recorder, recorder.AllSeries(), from, from + 100))
+          .split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+  ASSERT_EQ(rows.size(), 22);
+  EXPECT_TRUE(rows[2].startsWith(QStringLiteral("2026-03-14 14:00:04,4,-4"))) << rows[2].toStdString();
 
-  // Two more channels: 4 doubles a tick more than fit; 14 ticks of 5 doubles.
+  // Two more channels: 10 whole ticks of 5 doubles, 3 thinned ones.
   const std::uint64_t generation = recorder.Generation();
   w.channels.AddLsvRowsForChannelIDList(QStringLiteral("3;4"));
   tick(30);
-  EXPECT_EQ(recorder.KeptTicks(), 14u);
-  std::vector<double> expected;
-  for (int second = 17; second <= 30; ++second) {
-    expected.push_back(second);
-  }
-  EXPECT_EQ(Values(recorder, "1C"), expected);
+  EXPECT_EQ(recorder.KeptTicks(), 10u);
+  EXPECT_EQ(Values(recorder, "1C"), seconds({0, 8, 16}, 21, 30));
   EXPECT_EQ(recorder.Points(*recorder.Find("3C")).size(), 1u);
   EXPECT_NE(recorder.Generation(), generation);
   EXPECT_EQ(recorder.ThinnedNote(),
-            "Older points were dropped to keep the trends within 0 MiB: 14 updates are kept for "
-            "each of 4 channels.");
+            "Older points were thinned to keep the trends within 0 MiB: the last 10 updates are "
+            "kept whole for each of 4 channels, those since 2026-03-14 14:00:00 one in 8.");
 
-  // Back to two channels: the history grows again from what was kept.
+  // Back to two channels, watched anew: the history grows again, thinned as it goes.
   w.model.ClearRows();
   w.channels.AddLsvRowsForChannelIDList(QStringLiteral("1;2"));
   for (int second = 31; second < 60; ++second) {
     tick(second);
   }
-  EXPECT_EQ(recorder.KeptTicks(), 24u);
-  EXPECT_EQ(Values(recorder, "1C").size(), 24u);
-  EXPECT_EQ(Values(recorder, "1C").back(), 59);
+  EXPECT_EQ(recorder.KeptTicks(), 18u);
+  EXPECT_EQ(Values(recorder, "1C"), seconds({32}, 42, 59));
+}
+
+// Only the age limit drops points outright: with room for everything nothing is thinned, and a
+// thinned point older than the capacity goes as a whole one would.
+TEST(TrendRecorder, TheAgeLimitDropsThinnedPointsToo) {
+  Watched w;
+  TrendRecorder roomy(w.model, 10, nullptr, 10 * 3 * sizeof(double));
+  TrendRecorder tight(w.model, 40, nullptr, 24 * 3 * sizeof(double));
+  CurrentValues values;
+  for (int second = 0; second < 200; ++second) {
+    values["1C"] = Item("1C", second, {});
+    roomy.TickRead(T0.addSecs(second), &values);
+    tight.TickRead(T0.addSecs(second), &values);
+  }
+  EXPECT_EQ(roomy.ThinnedNote(), QString());
+  EXPECT_EQ(roomy.ThinnedTicks(), 0u);
+  EXPECT_EQ(Values(roomy, "1C").front(), 190);
+  EXPECT_EQ(tight.KeptTicks(), 18u);
+  ASSERT_GT(tight.ThinnedTicks(), 0u);
+  // Within the capacity and an eighth of it, never further back.
+  EXPECT_GE(Values(tight, "1C").front(), 200 - 40 - 40 / 8);
 }
 
 TEST(TrendCsv, TimeThenOneColumnPerChannelWithEmptyGaps) {

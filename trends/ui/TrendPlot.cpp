@@ -146,7 +146,7 @@ bool TrendPlot::Load(const TrendRecorder::Series& series, Line& line, NewPiece& 
   }
   data->add(added, true);
   if (recorder_.EndTick() > recorder_.FirstTick()) {
-    data->removeBefore(recorder_.TimeAt(recorder_.FirstTick()));
+    data->removeBefore(recorder_.FirstTime());
   }
   if (points.empty()) {
     piece.points.clear();
@@ -322,7 +322,7 @@ void TrendPlot::FitValues() {
 
 void TrendPlot::ShowAll() {
   if (recorder_.EndTick() > recorder_.FirstTick()) {
-    const double first = recorder_.TimeAt(recorder_.FirstTick());
+    const double first = recorder_.FirstTime();
     const double last = recorder_.TimeAt(recorder_.EndTick() - 1);
     xAxis->setRange(first, std::max(last, first + 1.0));
   }
