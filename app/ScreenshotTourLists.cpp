@@ -42,8 +42,7 @@ void ScreenshotTour::ShootListTools() {
     return;
   }
   if (window_.ChannelsModel()->IsEmpty()) {
-    window_.Channels()->AddLsvRowsForChannelIDList(
-        QStringLiteral("1001;1002;1003;1004;1008;1013;1018;1028"));
+    window_.Channels()->AddLsvRowsForChannelIDs({1001, 1002, 1003, 1004, 1008, 1013, 1018, 1028});
   }
   window_.UpdateChannels();
   tabs.SelectTab(page);

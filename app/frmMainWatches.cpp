@@ -52,9 +52,17 @@ void frmMain::ConnectWatchMenus() {
 
 void frmMain::SetupWatchOperations() {
   const QString title = QString::fromLatin1(ProgramTitle);
+  // What a watched channel showed at the last update: journaled as its value before a change.
+  const auto shown = [this](std::int32_t channelId) {
+    const KeyedListModel::RowRef row = channelsModel_->FindKey(QString::number(channelId) + 'C');
+    const QString text =
+        row == nullptr ? QString() : channelsModel_->SubItem(row, ChannelListviewManager::ColValue);
+    return text == QLatin1String("?") ? QString() : text;
+  };
+  session_->ValueWriter()->SetPreviousValues(shown);
   changeValueDialogs_ = std::make_unique<ChangeValueDialogs>(
       ChangeValueServices{session_->Configs(), *session_->ValueWriter(), *this, services_.prompter,
-                          title, &session_->JournaledOut()},
+                          title, &session_->JournaledOut(), shown},
       this);
   AddChannelWatchSources sources;
   sources.configs = &session_->Configs();

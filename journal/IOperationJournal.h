@@ -31,6 +31,9 @@ struct JournalOperation {
   QString account;
   // Channels written, for the site state; empty for other operations.
   std::vector<JournalChannelWrite> channels;
+  // What the target had before: a channel's value at the last update before the change, a
+  // setting's last value; empty where it is not known.
+  QString previous;
 };
 
 // One stored entry.
@@ -46,6 +49,7 @@ struct JournalEntry {
   QString value;
   QString command;
   QString outcome;
+  QString previous;
 };
 
 namespace JournalOutcome {

@@ -39,12 +39,12 @@ QByteArray JournalCsv(const std::vector<const JournalEntry*>& entries) {
   QString text =
       CsvLine({QStringLiteral("Time (UTC)"), QStringLiteral("Time (local)"), QStringLiteral("DAHS"),
                QStringLiteral("Account"), QStringLiteral("Computer"), QStringLiteral("Operation"),
-               QStringLiteral("Targets"), QStringLiteral("Value"), QStringLiteral("Command"),
-               QStringLiteral("Outcome")});
+               QStringLiteral("Targets"), QStringLiteral("Previous"), QStringLiteral("Value"),
+               QStringLiteral("Command"), QStringLiteral("Outcome")});
   for (const JournalEntry* e : entries) {
     text += CsvLine({e->timeUtc.toString(Qt::ISODateWithMs), e->timeLocal, QString::number(e->dahs),
-                     e->account, e->computer, e->operation, e->targets, e->value, e->command,
-                     e->outcome});
+                     e->account, e->computer, e->operation, e->targets, e->previous, e->value,
+                     e->command, e->outcome});
   }
   return text.toUtf8();
 }

@@ -7,9 +7,10 @@ namespace telmon {
 namespace {
 
 const std::array<QString, JournalTableModel::ColumnCount> kTitles = {
-    QStringLiteral("Time"),  QStringLiteral("Account"),   QStringLiteral("Computer"),
-    QStringLiteral("DAHS"),  QStringLiteral("Operation"), QStringLiteral("Targets"),
-    QStringLiteral("Value"), QStringLiteral("Outcome"),   QStringLiteral("Command")};
+    QStringLiteral("Time"),     QStringLiteral("Account"),   QStringLiteral("Computer"),
+    QStringLiteral("DAHS"),     QStringLiteral("Operation"), QStringLiteral("Targets"),
+    QStringLiteral("Previous"), QStringLiteral("Value"),     QStringLiteral("Outcome"),
+    QStringLiteral("Command")};
 
 bool Has(const QString& text, const QString& part) {
   return text.contains(part, Qt::CaseInsensitive);
@@ -55,6 +56,8 @@ QString JournalTableModel::CellText(const JournalEntry& entry, int column) {
       return entry.operation;
     case ColTargets:
       return entry.targets;
+    case ColPrevious:
+      return entry.previous;
     case ColValue:
       return entry.value;
     case ColOutcome:

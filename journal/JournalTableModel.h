@@ -25,6 +25,7 @@ class JournalTableModel final : public QAbstractTableModel {
     ColDahs,
     ColOperation,
     ColTargets,
+    ColPrevious,
     ColValue,
     ColOutcome,
     ColCommand,

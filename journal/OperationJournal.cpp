@@ -39,7 +39,7 @@ const char* const kSchema[] = {
     "CREATE TABLE IF NOT EXISTS journal (id INTEGER PRIMARY KEY AUTOINCREMENT, time_utc TEXT NOT "
     "NULL, time_local TEXT NOT NULL, dahs INTEGER NOT NULL, account TEXT NOT NULL, computer TEXT "
     "NOT NULL, operation TEXT NOT NULL, targets TEXT NOT NULL, value TEXT NOT NULL, command TEXT "
-    "NOT NULL, outcome TEXT NOT NULL)",
+    "NOT NULL, outcome TEXT NOT NULL, previous TEXT NOT NULL DEFAULT '')",
     "CREATE TRIGGER IF NOT EXISTS journal_no_update BEFORE UPDATE ON journal BEGIN SELECT "
     "RAISE(ABORT, 'the operator journal is append-only'); END",
     "CREATE TRIGGER IF NOT EXISTS journal_no_delete BEFORE DELETE ON journal BEGIN SELECT "
@@ -50,7 +50,7 @@ const char* const kSchema[] = {
 
 const char kSelectEntries[] =
     "SELECT id, time_utc, time_local, dahs, account, computer, operation, targets, value, "
-    "command, outcome FROM journal";
+    "command, outcome, previous FROM journal";
 
 bool IsBusy(const QSqlError& error) {
   bool ok = false;
@@ -149,6 +149,22 @@ bool OperationJournal::Open() {
                                           "(SELECT 1 FROM outbox)")
                                .arg(QUuid::createUuid().toString(QUuid::WithoutBraces)),
                            error);
+  // A file from before the previous value was kept gets its column (another program may be
+  // adding it at the same moment).
+  if (ok) {
+    bool has = false;
+    ok = ExecWithRetry(query, QStringLiteral("PRAGMA table_info(journal)"), error);
+    while (ok && query.next()) {
+      has = has || query.value(1).toString() == QLatin1String("previous");
+    }
+    if (ok && !has &&
+        !ExecWithRetry(query,
+                       QStringLiteral("ALTER TABLE journal ADD COLUMN previous TEXT NOT NULL "
+                                      "DEFAULT ''"),
+                       error)) {
+      ok = error.contains(QLatin1String("duplicate column"));
+    }
+  }
   if (!ok) {
     db.close();
     ReportOnce(QStringLiteral("opened"), error);
@@ -173,6 +189,7 @@ JournalEntry OperationJournal::MakeEntry(const JournalOperation& operation) cons
   entry.value = operation.value;
   entry.command = operation.command;
   entry.outcome = operation.outcome;
+  entry.previous = operation.previous;
   return entry;
 }
 
@@ -191,8 +208,9 @@ bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
   QSqlQuery query(QSqlDatabase::database(connectionName_, false));
   query.prepare(QStringLiteral(
       "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
-      "value, command, outcome) VALUES (?, ?, ?, COALESCE(?, ''), COALESCE(?, ''), "
-      "COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''))"));
+      "value, command, outcome, previous) VALUES (?, ?, ?, COALESCE(?, ''), COALESCE(?, ''), "
+      "COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), COALESCE(?, ''), "
+      "COALESCE(?, ''))"));
   const QVariant values[] = {entry.timeUtc.toString(Qt::ISODateWithMs),
                              entry.timeLocal,
                              entry.dahs,
@@ -202,7 +220,8 @@ bool OperationJournal::Store(const JournalEntry& entry, QString& error) {
                              entry.targets,
                              entry.value,
                              entry.command,
-                             entry.outcome};
+                             entry.outcome,
+                             entry.previous};
   for (const QVariant& value : values) {
     query.addBindValue(value);
   }
@@ -214,6 +233,10 @@ void OperationJournal::SetSharedJournal(const QString& connection, int retryMs, 
   forwarder_ = nullptr;
   if (connection.isEmpty()) {
     return;
+  }
+  // An existing file is brought up to date before the forwarder reads it.
+  if (!open_ && QFileInfo::exists(fileName_)) {
+    Open();
   }
   forwarder_ = new JournalForwarder(fileName_, connection,
                                     retryMs > 0 ? retryMs : JournalForwarder::DefaultRetryMs, this,
@@ -293,6 +316,7 @@ bool OperationJournal::ReadEntries(const QSqlDatabase& db, std::int64_t afterId,
     e.value = query.value(8).toString();
     e.command = query.value(9).toString();
     e.outcome = query.value(10).toString();
+    e.previous = query.value(11).toString();
   }
   return true;
 }

@@ -22,6 +22,8 @@ const char* const kSchema[] = {
     "NULL, dahs INTEGER NOT NULL, account TEXT NOT NULL, operation TEXT NOT NULL, targets TEXT NOT "
     "NULL, value TEXT NOT NULL, command TEXT NOT NULL, outcome TEXT NOT NULL, previous_hash "
     "TEXT NOT NULL, hash TEXT NOT NULL, UNIQUE (computer, outbox, local_seq))",
+    // Kept from the start of the value's history; a journal made before it gets it here.
+    "ALTER TABLE telmon_journal ADD COLUMN IF NOT EXISTS previous_value TEXT NOT NULL DEFAULT ''",
     "CREATE INDEX IF NOT EXISTS telmon_journal_outbox ON telmon_journal (outbox, local_seq)",
     // Who has edit mode on where: a row per computer while it does, renewed at every pass of its
     // forwarder; a row not renewed for a while belongs to a program that ended without saying.
@@ -42,7 +44,7 @@ const char* const kTriggers[][2] = {
 
 const char kColumns[] =
     "seq, computer, outbox, local_seq, time_utc, time_local, dahs, account, operation, targets, "
-    "value, command, outcome, previous_hash, hash";
+    "value, command, outcome, previous_hash, hash, previous_value";
 
 void AppendNetstring(QByteArray& out, const QByteArray& bytes) {
   out += QByteArray::number(bytes.size());
@@ -79,6 +81,7 @@ SharedJournalRow ReadRow(const QSqlQuery& query) {
   row.outcome = query.value(12).toString();
   row.previousHash = query.value(13).toString();
   row.hash = query.value(14).toString();
+  row.previousValue = query.value(15).toString();
   return row;
 }
 
@@ -137,6 +140,10 @@ QByteArray CanonicalBytes(const SharedJournalRow& row) {
   for (const QString* text :
        {&row.account, &row.operation, &row.targets, &row.value, &row.command, &row.outcome}) {
     AppendNetstring(out, text->toUtf8());
+  }
+  // Only where there is one, so that the bytes of an entry without it stay what they were.
+  if (!row.previousValue.isEmpty()) {
+    AppendNetstring(out, row.previousValue.toUtf8());
   }
   return out;
 }
@@ -227,7 +234,7 @@ bool Append(QSqlDatabase& db, const QString& outbox, const std::vector<JournalEn
     head = {query.value(0).toLongLong(), query.value(1).toString()};
   }
   if (!query.prepare(QStringLiteral("INSERT INTO telmon_journal (%1) VALUES (?, ?, ?, ?, ?, ?, ?, "
-                                    "?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (computer, outbox, "
+                                    "?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (computer, outbox, "
                                     "local_seq) DO NOTHING")
                          .arg(QLatin1String(kColumns)))) {
     return rollback();
@@ -247,23 +254,15 @@ bool Append(QSqlDatabase& db, const QString& outbox, const std::vector<JournalEn
                          entry.command,
                          entry.outcome,
                          head.hash,
-                         {}};
+                         {},
+                         entry.previous};
     row.hash = ChainHash(row.previousHash, CanonicalBytes(row));
-    const QVariant values[] = {static_cast<qlonglong>(row.seq),
-                               row.computer,
-                               row.outbox,
-                               static_cast<qlonglong>(row.localSeq),
-                               row.timeUtc,
-                               row.timeLocal,
-                               row.dahs,
-                               row.account,
-                               row.operation,
-                               row.targets,
-                               row.value,
-                               row.command,
-                               row.outcome,
-                               row.previousHash,
-                               row.hash};
+    const QVariant values[] = {static_cast<qlonglong>(row.seq), row.computer, row.outbox,
+                               static_cast<qlonglong>(row.localSeq), row.timeUtc, row.timeLocal,
+                               row.dahs, row.account, row.operation, row.targets, row.value,
+                               row.command, row.outcome, row.previousHash, row.hash,
+                               // Never NULL: an empty text binds as one.
+                               row.previousValue.isNull() ? QStringLiteral("") : row.previousValue};
     for (int i = 0; i < static_cast<int>(std::size(values)); ++i) {
       query.bindValue(i, values[i]);
     }
@@ -353,6 +352,7 @@ std::optional<std::vector<JournalEntry>> EntriesAfter(QSqlDatabase& db, std::int
         e.value = row.value;
         e.command = row.command;
         e.outcome = row.outcome;
+        e.previous = row.previousValue;
         entries.push_back(std::move(e));
         return static_cast<std::int64_t>(entries.size()) < limit;
       },

@@ -36,6 +36,7 @@ struct SharedJournalRow {
   QString outcome;
   QString previousHash;  // 64 hex digits; all zeros before the first row
   QString hash;
+  QString previousValue;  // the target's value before the change; empty when not known
 };
 
 struct JournalHead {

@@ -152,15 +152,27 @@ struct Link {
   }
 };
 
-// Trimmed, non-empty, each IOID once, in the order given.
-QStringList SplitIoidList(const QString& list) {
+// Trimmed, non-empty, each IOID once, in the order given. A comma separates IOIDs in a list
+// item as in the text form, so that both forms ask for the same points on every database.
+QStringList DistinctIoids(const QStringList& list) {
   QStringList ioids;
+  ioids.reserve(list.size());
   QSet<QString> seen;
-  for (const QString& part : list.split(QLatin1Char(','))) {
-    const QString ioid = part.trimmed();
+  seen.reserve(list.size());
+  const auto take = [&](const QString& part) {
+    QString ioid = part.trimmed();
     if (!ioid.isEmpty() && !seen.contains(ioid)) {
       seen.insert(ioid);
-      ioids.append(ioid);
+      ioids.append(std::move(ioid));
+    }
+  };
+  for (const QString& item : list) {
+    if (item.contains(QLatin1Char(','))) {
+      for (const QString& part : item.split(QLatin1Char(','))) {
+        take(part);
+      }
+    } else {
+      take(item);
     }
   }
   return ioids;
@@ -346,7 +358,7 @@ std::optional<CurrentValues> H5DBIL::Impl::Read(Link& link, const QDateTime& asO
   }
   const QString list =
       postgres
-          ? ioids.join(QLatin1Char(','))
+          ? IoidList{ioids}.Text()
           : QString::fromUtf8(
                 QJsonDocument(QJsonArray::fromStringList(ioids)).toJson(QJsonDocument::Compact));
   query->bindValue(0, list);
@@ -677,7 +689,13 @@ QString H5DBIL::LookupValue(const QString& key, const QString& defaultValue) {
 std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection,
                                                        const QDateTime& asOf,
                                                        const QString& ioidList) {
-  const QStringList ioids = SplitIoidList(ioidList);
+  return ReadCurrentValues(connection, asOf, IoidList::FromText(ioidList));
+}
+
+std::optional<CurrentValues> H5DBIL::ReadCurrentValues(const QString& connection,
+                                                       const QDateTime& asOf,
+                                                       const IoidList& ioidList) {
+  const QStringList ioids = DistinctIoids(ioidList.ioids);
   if (ioids.isEmpty()) {
     return CurrentValues();
   }

@@ -12,6 +12,7 @@
 #include <QHash>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
@@ -45,6 +46,20 @@ struct CurrentValueItem {
 };
 using CurrentValues = QHash<QString, CurrentValueItem>;  // keyed by IOID
 
+// The IOIDs of one realtime read, in the order asked. A caller that holds them one by one
+// hands them over so; Text is the comma-separated form callers in text use and a PostgreSQL
+// server is handed.
+struct IoidList {
+  QStringList ioids;
+
+  // The IOIDs joined with "," (no blanks).
+  QString Text() const { return ioids.join(QLatin1Char(',')); }
+  // Each piece of a comma-separated text, as it stands.
+  static IoidList FromText(const QString& commaSeparated) {
+    return IoidList{commaSeparated.split(QLatin1Char(','))};
+  }
+};
+
 // Why a call failed: the database could not be reached (no connection, a connection lost or
 // silent, a locked file, a full disk), or it was reached and refused the statement.
 enum class DbFailure { None, Unavailable, Refused };
@@ -77,6 +92,10 @@ class H5DBIL : public QObject {
   // realtime one normally); an invalid `asOf` means current values. Empty on failure.
   std::optional<CurrentValues> ReadCurrentValues(const QString& connection, const QDateTime& asOf,
                                                  const QString& ioidList);
+  // The same for the IOIDs as a list: each is trimmed, empty ones are left out and each is
+  // read once, as in the text form.
+  std::optional<CurrentValues> ReadCurrentValues(const QString& connection, const QDateTime& asOf,
+                                                 const IoidList& ioids);
 
   // One command record in H5IOCOMMAND for the site, in a transaction.
   bool WriteMessageRecord(const QString& commandText, const QString& extra1, const QString& extra2,

@@ -81,24 +81,25 @@ void IOSSettingsLogic::Trap(const char* code, Action&& action) {
   }
 }
 
-void IOSSettingsLogic::Send(const char* code, const char* command, const char* operation) {
+void IOSSettingsLogic::Send(const char* code, const char* command, const char* operation,
+                            const QString& previous) {
   Trap(code, [&] {
     if (operation == nullptr) {
       sender_.SendCommand(QLatin1String(command));
     } else {
-      SendJournaled(QLatin1String(command), QLatin1String(operation), QString());
+      SendJournaled(QLatin1String(command), QLatin1String(operation), QString(), previous);
     }
   });
 }
 
 void IOSSettingsLogic::SendJournaled(const QString& command, const QString& operation,
-                                     const QString& value) {
+                                     const QString& value, const QString& previous) {
   if (journaled_ == nullptr || echoingServer_) {
     sender_.SendCommand(command);
     return;
   }
-  journaled_->Send(command,
-                   {operation, QStringLiteral("I/O server"), value, {}, {}, NoAccount, {}});
+  journaled_->Send(
+      command, {operation, QStringLiteral("I/O server"), value, {}, {}, NoAccount, {}, previous});
 }
 
 void IOSSettingsLogic::OnRefreshSettings() { Send("TELM-0014", IOSSettingsCommands::GetSettings); }
@@ -108,36 +109,40 @@ void IOSSettingsLogic::OnSettingsEvent(xml::XmlElement event) {
 }
 
 void IOSSettingsLogic::ApplySettings(xml::XmlElement event) {
-  view_.SetLogLevelText(LogLevelDisplayText(xml::GetAttributeText(event, "LogLevel")));
+  logLevel_ = LogLevelDisplayText(xml::GetAttributeText(event, "LogLevel"));
+  view_.SetLogLevelText(logLevel_);
   // The shared attribute reader: a missing, empty or non-Boolean text leaves the label as it is.
   if (const std::optional<bool> active = xml::GetAttributeBoolean(event, "IsLogActive")) {
+    logActive_ = *active ? QStringLiteral("log active: YES") : QStringLiteral("log active: NO");
     view_.SetLogIsActiveText(*active ? QStringLiteral("YES") : QStringLiteral("NO"));
   }
   if (const QString urp = xml::GetAttributeText(event, "URP"); !urp.isEmpty()) {
+    urp_ = urp;
     view_.SetURPText(urp);
   }
   // A new box text is a change like a keystroke: the value goes back to the server.
   if (const QString rid = xml::GetAttributeText(event, "RID"); !rid.isEmpty()) {
     // The server's own value echoed back is no operator's change: it is not journaled.
     const QScopedValueRollback<bool> echo(echoingServer_, true);
+    rid_ = rid;
     view_.SetRIDText(rid);
   }
 }
 
 void IOSSettingsLogic::OnSetLogLevelNone() {
-  Send("TELM-0016", IOSSettingsCommands::LogLevelNone, "Log level None");
+  Send("TELM-0016", IOSSettingsCommands::LogLevelNone, "Log level None", logLevel_);
 }
 
 void IOSSettingsLogic::OnSetLogLevelAll() {
-  Send("TELM-0017", IOSSettingsCommands::LogLevelAll, "Log level All");
+  Send("TELM-0017", IOSSettingsCommands::LogLevelAll, "Log level All", logLevel_);
 }
 
 void IOSSettingsLogic::OnSetLogLevelNormal() {
-  Send("TELM-0018", IOSSettingsCommands::LogLevelNormal, "Log level Normal");
+  Send("TELM-0018", IOSSettingsCommands::LogLevelNormal, "Log level Normal", logLevel_);
 }
 
 void IOSSettingsLogic::OnStartStopRestartLog() {
-  Send("TELM-0019", IOSSettingsCommands::ResetLog, "Log reset");
+  Send("TELM-0019", IOSSettingsCommands::ResetLog, "Log reset", logActive_);
 }
 
 void IOSSettingsLogic::OnIncreaseURP() {
@@ -151,7 +156,8 @@ void IOSSettingsLogic::OnDecreaseURP() {
 void IOSSettingsLogic::SendURP(std::int32_t value) {
   Trap("TELM-0022", [&] {
     SendJournaled(IOSSettingsCommands::SetURP(value), QStringLiteral("Set URP"),
-                  QString::number(value));
+                  QString::number(value), urp_);
+    urp_ = QString::number(value);
     view_.ShowURPStorageNotice();
   });
 }
@@ -160,7 +166,8 @@ void IOSSettingsLogic::OnRIDTextChanged(const QString& text) {
   Trap("TELM-0023", [&] {
     if (const auto rid = BoxInteger(text)) {
       SendJournaled(IOSSettingsCommands::SetRID(*rid), QStringLiteral("Set RID"),
-                    QString::number(*rid));
+                    QString::number(*rid), rid_);
+      rid_ = QString::number(*rid);
     }
   });
 }

@@ -75,8 +75,11 @@ class IOSSettingsLogic {
  private:
   template <typename Action>
   void Trap(const char* code, Action&& action);
-  void Send(const char* code, const char* command, const char* operation = nullptr);
-  void SendJournaled(const QString& command, const QString& operation, const QString& value);
+  void Send(const char* code, const char* command, const char* operation = nullptr,
+            const QString& previous = QString());
+  // `previous`: the setting's last value, as the server reported it or this page sent it.
+  void SendJournaled(const QString& command, const QString& operation, const QString& value,
+                     const QString& previous);
   void SendURP(std::int32_t value);
   void ApplySettings(xml::XmlElement event);
 
@@ -85,6 +88,11 @@ class IOSSettingsLogic {
   IRaiseMsg& sink_;
   JournaledSender* journaled_ = nullptr;
   bool echoingServer_ = false;
+  // The settings' last values (reported or sent), journaled as what a change replaced.
+  QString logLevel_;
+  QString logActive_;
+  QString urp_;
+  QString rid_;
 };
 
 }  // namespace telmon

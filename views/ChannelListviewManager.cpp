@@ -51,23 +51,25 @@ void ChannelListviewManager::InitializeLsv() {
   }
 }
 
-QString ChannelListviewManager::GetListOfIOIDsInLsv() {
+IoidList ChannelListviewManager::ReadListOfIOIDsInLsv() {
   try {
-    QStringList ioids;
+    IoidList list;
     if (lsv_ != nullptr) {
-      ioids.reserve(lsv_->RowCount() + 2);
+      list.ioids.reserve(lsv_->RowCount() + 2);
       for (int i = 0; i < lsv_->RowCount(); ++i) {
-        ioids.push_back(lsv_->Tag(lsv_->RowAt(i)));
+        list.ioids.push_back(lsv_->Tag(lsv_->RowAt(i)));
       }
     }
-    ioids.push_back(QLatin1String(AllCommsOk));
-    ioids.push_back(QLatin1String(AllDataRefreshed));
-    return ioids.join(QLatin1Char(','));
+    list.ioids.push_back(QLatin1String(AllCommsOk));
+    list.ioids.push_back(QLatin1String(AllDataRefreshed));
+    return list;
   } catch (...) {
     Report("TELM-0051");
     return {};
   }
 }
+
+QString ChannelListviewManager::GetListOfIOIDsInLsv() { return ReadListOfIOIDsInLsv().Text(); }
 
 void ChannelListviewManager::UpdateLsv(const CurrentValues& values) {
   if (lsv_ == nullptr) {
@@ -111,22 +113,15 @@ void ChannelListviewManager::UpdateLsvWithChannelConfigInfo() {
   }
 }
 
-void ChannelListviewManager::AddLsvRowsForChannelIDList(const QString& channelIdList) {
+void ChannelListviewManager::AddLsvRowsForChannelIDs(const IdList& channelIds) {
   if (lsv_ == nullptr) {
     return;
   }
   std::vector<Pending> rows;
+  rows.reserve(channelIds.size());
   QSet<QString> seen;
-  for (const QString& entry : channelIdList.split(QLatin1Char(';'))) {
-    if (!IsNumeric(entry)) {
-      continue;
-    }
-    const std::optional<std::int32_t> id = ToInt32(entry);
-    if (!id) {
-      AddRows(rows);
-      throw TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"));
-    }
-    const QString ioid = QString::number(*id) + QLatin1Char('C');
+  for (const std::int32_t id : channelIds) {
+    QString ioid = ChannelIoid(id);
     if (lsv_->FindKey(ioid) != nullptr || seen.contains(ioid)) {
       AddRows(rows);
       throw ListError::KeyNotUniqueError();
@@ -134,12 +129,23 @@ void ChannelListviewManager::AddLsvRowsForChannelIDList(const QString& channelId
     seen.insert(ioid);
     const ChannelConfigInfo* record =
         services_.configs != nullptr ? services_.configs->Item(ioid) : nullptr;
-    rows.push_back(Pending{ioid, record});
+    rows.push_back(Pending{std::move(ioid), record});
   }
   AddRows(rows);
 }
 
-void ChannelListviewManager::AddLsvRowsForBlockIDList(const std::vector<std::int32_t>& blockIds) {
+void ChannelListviewManager::AddLsvRowsForChannelIDList(const QString& channelIdList) {
+  if (lsv_ == nullptr) {
+    return;
+  }
+  const IdListText parsed = ParseIdListText(channelIdList);
+  AddLsvRowsForChannelIDs(parsed.ids);
+  if (parsed.overflow) {
+    throw TelmonError(ErrorNumber::Overflow, QStringLiteral("Overflow"));
+  }
+}
+
+void ChannelListviewManager::AddLsvRowsForBlockIDList(const IdList& blockIds) {
   if (lsv_ == nullptr || services_.configs == nullptr) {
     return;
   }
@@ -179,7 +185,7 @@ void ChannelListviewManager::AddLsvRowsForBlockIDListValue(const QVariant& block
     if (blockIds.typeId() != QMetaType::QVariantList) {
       throw TelmonError::TypeMismatch();
     }
-    std::vector<std::int32_t> ids;
+    IdList ids;
     for (const QVariant& id : blockIds.toList()) {
       bool ok = false;
       ids.push_back(id.toInt(&ok));

@@ -9,6 +9,7 @@
 #include "util/IRaiseMsg.h"
 #include "util/UtilityFunctions.h"
 #include "views/ChannelConfigInfoManager.h"
+#include "views/ChannelIdList.h"
 #include "views/ChannelValueTexts.h"
 #include "views/KeyedListModel.h"
 
@@ -54,16 +55,21 @@ class ChannelListviewManager {
   void Setup(const ChannelPageServices& services, KeyedListModel& lsv, int smallIconIndex);
   void Teardown();
   void InitializeLsv();
-  // Row tags in order, then the two server-wide points, joined with ",".
+  // The read list: the row tags in order, then the two server-wide points; a failure is
+  // reported as TELM-0051 and gives an empty list.
+  IoidList ReadListOfIOIDsInLsv();
+  // The same joined with ",".
   QString GetListOfIOIDsInLsv();
   void UpdateLsv(const CurrentValues& values);
   void UpdateLsvWithChannelConfigInfo();
-  // Adds a row for each numeric entry of a ";" list just below the selected row (or at the
-  // top), selecting each new row. Throws on a duplicate IOID or an ID out of range, after
-  // adding the entries before it.
+  // Adds a row "<id>C" for each ID just below the selected row (or at the top), selecting
+  // each new row. Throws on a duplicate IOID, after adding the IDs before it.
+  void AddLsvRowsForChannelIDs(const IdList& channelIds);
+  // The same for a ";" list text: each numeric entry is added, others are skipped; an entry
+  // out of range throws after the entries before it were added.
   void AddLsvRowsForChannelIDList(const QString& channelIdList);
   // Adds a row for every configured channel of the given blocks; block 0 never matches.
-  void AddLsvRowsForBlockIDList(const std::vector<std::int32_t>& blockIds);
+  void AddLsvRowsForBlockIDList(const IdList& blockIds);
   // The same for a loosely typed argument: a list of block IDs is added as above; anything
   // else (the add-channel dialog's joined text, for one) is a type mismatch, reported as
   // TELM-9003 with no row added.

@@ -80,7 +80,7 @@ void ChannelUpdateTick::Run() {
     try {
       if (channels_ != nullptr) {
         values =
-            dbil_.ReadCurrentValues(connection_, QDateTime(), channels_->GetListOfIOIDsInLsv());
+            dbil_.ReadCurrentValues(connection_, QDateTime(), channels_->ReadListOfIOIDsInLsv());
       }
     } catch (...) {
       sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
@@ -99,9 +99,9 @@ void ChannelUpdateTick::Run() {
     });
     return;
   }
-  QString list;
+  IoidList list;
   try {
-    list = channels_->GetListOfIOIDsInLsv();
+    list = channels_->ReadListOfIOIDsInLsv();
   } catch (...) {
     sink_.RaiseMsg(MsgType::Error, ListError::CurrentFailureText(QStringLiteral("TELM-0010")));
     Observe(tickTime, nullptr);
@@ -110,7 +110,8 @@ void ChannelUpdateTick::Run() {
   reading_ = true;
   DatabaseWorker* worker = worker_;
   std::weak_ptr<bool> alive = alive_;
-  worker->Post([this, worker, alive, tickTime, list, connection = connection_](H5DBIL& dbil) {
+  worker->Post([this, worker, alive, tickTime, list = std::move(list),
+                connection = connection_](H5DBIL& dbil) {
     std::optional<CurrentValues> values = dbil.ReadCurrentValues(connection, QDateTime(), list);
     worker->Reply([this, alive, tickTime, values = std::move(values)] {
       if (!alive.expired()) {

@@ -80,21 +80,11 @@ std::vector<ListEntry> BuildBlockListEntries(KeyedListModel& blocks) {
   return entries;
 }
 
-QString JoinIds(const std::vector<std::int32_t>& ids) {
-  QString text;
-  text.reserve(static_cast<qsizetype>(ids.size()) * 8);
-  for (std::size_t i = 0; i < ids.size(); ++i) {
-    if (i > 0) {
-      text += QLatin1Char(';');
-    }
-    text += QString::number(ids[i]);
-  }
-  return text;
-}
+QString JoinIds(const std::vector<std::int32_t>& ids) { return JoinIdList(ids, QLatin1Char(';')); }
 
-std::optional<QString> TypedIdsToIdList(const QString& text, Prompter& prompter,
-                                        const QString& title, std::int64_t maxIds) {
-  const TypedChannelIds parsed = ParseTypedChannelIds(text, maxIds);
+std::optional<IdList> TypedIdsToIds(const QString& text, Prompter& prompter, const QString& title,
+                                    std::int64_t maxIds) {
+  TypedChannelIds parsed = ParseTypedChannelIds(text, maxIds);
   switch (parsed.status) {
     case TypedChannelIds::Status::Invalid:
       prompter.Show(QStringLiteral("'") + parsed.invalidPiece + QStringLiteral("' is not valid."),
@@ -120,7 +110,7 @@ std::optional<QString> TypedIdsToIdList(const QString& text, Prompter& prompter,
     ReportParseFailure(prompter, title, ErrorNumber::OutOfMemory, QStringLiteral("Out of memory"));
     return std::nullopt;
   }
-  return JoinIds(parsed.ids);
+  return std::move(parsed.ids);
 }
 
 }  // namespace telmon

@@ -1,10 +1,10 @@
 #pragma once
 
 // What the add-channel dialog decides, without its widgets: the entries of its channel and
-// block lists, the typed-ID text turned into the ";" ID list with the operator's questions,
-// and a list selection joined into the same form.
+// block lists, and the typed-ID text turned into IDs with the operator's questions.
 
 #include "platform/Prompter.h"
+#include "views/ChannelIdList.h"
 #include "watches/TypedChannelIds.h"
 
 #include <QString>
@@ -56,10 +56,9 @@ std::vector<ListEntry> BuildBlockListEntries(KeyedListModel& blocks);
 // The IDs joined by ";".
 QString JoinIds(const std::vector<std::int32_t>& ids);
 
-// The typed text as the ";" ID list, or none when a piece is not valid, the operator says No
-// to a large count, or the count cannot be held; each case has told the operator.
-std::optional<QString> TypedIdsToIdList(const QString& text, Prompter& prompter,
-                                        const QString& title,
-                                        std::int64_t maxIds = kMaxTypedChannelIds);
+// The typed text's IDs, or none when a piece is not valid, the operator says No to a large
+// count, or the count cannot be held; each case has told the operator.
+std::optional<IdList> TypedIdsToIds(const QString& text, Prompter& prompter, const QString& title,
+                                    std::int64_t maxIds = kMaxTypedChannelIds);
 
 }  // namespace telmon

@@ -157,7 +157,8 @@ void ChangeChanValueModel::SendForce(const QString& command, const Value& value)
        {},
        {},
        QString(),
-       {}});
+       {},
+       services_.previousValue ? services_.previousValue(channelId_) : QString()});
 }
 
 }  // namespace telmon

@@ -4,6 +4,9 @@
 
 #include <QString>
 
+#include <cstdint>
+#include <functional>
+
 namespace telmon {
 
 class ChannelConfigInfoManager;
@@ -23,6 +26,9 @@ struct ChangeValueServices {
   QString title;
   // Where the forcing commands go out, journaled; none: `sender`, unjournaled.
   JournaledSender* journaled = nullptr;
+  // A channel's value as the last update showed it (empty when unknown), journaled as what the
+  // channel had before it was forced.
+  std::function<QString(std::int32_t)> previousValue;
 };
 
 // "<code><number>, <description>" in a message box with an exclamation icon, for the exception

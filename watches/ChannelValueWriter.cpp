@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -92,9 +93,10 @@ bool ChannelValueWriter::WriteChannelValueRecord(const QString& callerCode, std:
   if (!IsValueGiven(value)) {
     return false;
   }
+  const QString previous = previousValue_ ? previousValue_(channelId) : QString();
   QString record;
   const bool written = WriteOne(callerCode, channelId, value, &record);
-  JournalOne(channelId, value, record, written);
+  JournalOne(channelId, value, record, written, previous);
   return written;
 }
 
@@ -223,12 +225,17 @@ ChannelWriteOutcome WriteRecordBatches(H5DBIL& dbil, const QString& callerCode,
 
 std::vector<bool> ChannelValueWriter::WriteChannelValueRecords(
     const QString& callerCode, const std::vector<ChannelValue>& items, const QString& operation) {
+  const QString previous = PreviousOf(items);
   ChannelWriteOutcome outcome = WriteRecordBatches(
       dbil_, callerCode, items,
       [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
       BatchSize);
-  JournalGroup(operation, items, outcome.written);
+  JournalGroup(operation, items, outcome.written, previous);
   return std::move(outcome.written);
+}
+
+void ChannelValueWriter::SetPreviousValues(std::function<QString(std::int32_t)> previousValue) {
+  previousValue_ = std::move(previousValue);
 }
 
 void ChannelValueWriter::SetWorker(DatabaseWorker* worker, IWriteProgress* progress) {
@@ -249,9 +256,10 @@ QString ChannelValueWriter::ClosingNote(const ChannelWriteOutcome& outcome, std:
   return written == total ? QString() : QStringLiteral("TELM-9010: ") + counts;
 }
 
-void ChannelValueWriter::Finish(const QString& operation, const std::vector<ChannelValue>& items,
+void ChannelValueWriter::Finish(const QString& operation, const QString& previous,
+                                const std::vector<ChannelValue>& items,
                                 const ChannelWriteOutcome& outcome) {
-  JournalGroup(operation, items, outcome.written);
+  JournalGroup(operation, items, outcome.written, previous);
   const auto total = static_cast<std::size_t>(
       std::count_if(items.begin(), items.end(),
                     [](const ChannelValue& item) { return IsValueGiven(item.value); }));
@@ -264,12 +272,14 @@ void ChannelValueWriter::Finish(const QString& operation, const std::vector<Chan
 void ChannelValueWriter::WriteChannelValueRecordsThen(
     const QString& callerCode, std::vector<ChannelValue> items, const QString& operation,
     std::function<void(const ChannelWriteOutcome&)> done) {
+  // What the channels showed before the write, not after it.
+  const QString previous = PreviousOf(items);
   if (worker_ == nullptr) {
     ChannelWriteOutcome outcome = WriteRecordBatches(
         dbil_, callerCode, items,
         [this](const QString& text) { sink_.RaiseMsg(MsgType::Error, text); }, {}, nullptr,
         BatchSize);
-    Finish(operation, items, outcome);
+    Finish(operation, previous, items, outcome);
     done(outcome);
     return;
   }
@@ -282,7 +292,7 @@ void ChannelValueWriter::WriteChannelValueRecordsThen(
   DatabaseWorker* worker = worker_;
   std::weak_ptr<bool> alive = alive_;
   auto shared = std::make_shared<const std::vector<ChannelValue>>(std::move(items));
-  worker->Post([this, worker, alive, cancel, shared, callerCode, operation,
+  worker->Post([this, worker, alive, cancel, shared, callerCode, operation, previous,
                 done = std::move(done)](H5DBIL& dbil) {
     auto onWindow = [worker, alive](std::function<void()> step) {
       worker->Reply([alive, step = std::move(step)] {
@@ -304,11 +314,11 @@ void ChannelValueWriter::WriteChannelValueRecordsThen(
           });
         },
         cancel.get(), BatchSize);
-    onWindow([this, shared, operation, done, outcome = std::move(outcome)] {
+    onWindow([this, shared, operation, previous, done, outcome = std::move(outcome)] {
       if (progress_ != nullptr) {
         progress_->End();
       }
-      Finish(operation, *shared, outcome);
+      Finish(operation, previous, *shared, outcome);
       done(outcome);
     });
   });
@@ -321,7 +331,7 @@ QString ChannelValueWriter::ChannelTarget(std::int32_t channelId) const {
 }
 
 void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
-                                    const QString& record, bool written) {
+                                    const QString& record, bool written, const QString& previous) {
   if (journal_ == nullptr) {
     return;
   }
@@ -331,12 +341,31 @@ void ChannelValueWriter::JournalOne(std::int32_t channelId, const Value& value,
                     written ? JournalOutcome::RecordWritten : FailureText(channelId, value),
                     QString(),
                     written ? std::vector<JournalChannelWrite>{{channelId, text}}
-                            : std::vector<JournalChannelWrite>{}});
+                            : std::vector<JournalChannelWrite>{},
+                    previous});
+}
+
+QString ChannelValueWriter::PreviousOf(const std::vector<ChannelValue>& items) const {
+  if (journal_ == nullptr || !previousValue_) {
+    return {};
+  }
+  std::optional<QString> common;
+  for (const ChannelValue& item : items) {
+    if (!IsValueGiven(item.value)) {
+      continue;
+    }
+    const QString shown = previousValue_(item.channelId);
+    if (common && *common != shown) {
+      return QStringLiteral("(several values)");
+    }
+    common = shown;
+  }
+  return common.value_or(QString());
 }
 
 void ChannelValueWriter::JournalGroup(const QString& operation,
                                       const std::vector<ChannelValue>& items,
-                                      const std::vector<bool>& written) {
+                                      const std::vector<bool>& written, const QString& previous) {
   if (journal_ == nullptr) {
     return;
   }
@@ -349,6 +378,7 @@ void ChannelValueWriter::JournalGroup(const QString& operation,
                  : group.count == 1   ? QStringLiteral("WriteToChannel")
                                       : QStringLiteral("WriteToChannel (group)");
   op.targets = QStringLiteral("%1 channels: ").arg(group.count) + group.ids;
+  op.previous = previous;
   op.value = group.oneValue ? xml::VariantToXmlText(group.first->value)
                             : QStringLiteral("(several values)");
   // The records differ only in their channel and value: the first stands for the rest.

@@ -71,25 +71,33 @@ class ChannelValueWriter final : public IChannelValueWriter {
   // `channelName` gives a channel's configured name (empty when unknown).
   void SetJournal(IOperationJournal* journal,
                   std::function<QString(std::int32_t)> channelName = {});
+  // A channel's value as the last update showed it (empty when not watched), journaled as
+  // what the channel had before a write.
+  void SetPreviousValues(std::function<QString(std::int32_t)> previousValue);
 
  private:
-  void Finish(const QString& operation, const std::vector<ChannelValue>& items,
-              const ChannelWriteOutcome& outcome);
+  void Finish(const QString& operation, const QString& previous,
+              const std::vector<ChannelValue>& items, const ChannelWriteOutcome& outcome);
+  // The channels' value before a write, for its journal entry: the one value they all showed,
+  // "(several values)", or empty when unknown.
+  QString PreviousOf(const std::vector<ChannelValue>& items) const;
 
   QString ChannelTarget(std::int32_t channelId) const;
   // One record in a transaction of its own, without journaling; `record` receives the record's
   // text when one could be made.
   bool WriteOne(const QString& callerCode, std::int32_t channelId, const Value& value,
                 QString* record = nullptr);
-  void JournalOne(std::int32_t channelId, const Value& value, const QString& record, bool written);
+  void JournalOne(std::int32_t channelId, const Value& value, const QString& record, bool written,
+                  const QString& previous);
   // The group as one entry of the caller's `operation` (empty: "WriteToChannel (group)").
   void JournalGroup(const QString& operation, const std::vector<ChannelValue>& items,
-                    const std::vector<bool>& written);
+                    const std::vector<bool>& written, const QString& previous);
 
   H5DBIL& dbil_;
   IRaiseMsg& sink_;
   IOperationJournal* journal_ = nullptr;
   std::function<QString(std::int32_t)> channelName_;
+  std::function<QString(std::int32_t)> previousValue_;
   DatabaseWorker* worker_ = nullptr;
   IWriteProgress* progress_ = nullptr;
   // Results of the worker's writes are dropped once the writer is gone.

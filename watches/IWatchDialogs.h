@@ -3,6 +3,8 @@
 // The windows the watch operations open, behind one seam so that the operations run without
 // a display: the main window hands in the implementation that shows the real dialogs.
 
+#include "views/ChannelIdList.h"
+
 #include <QString>
 
 namespace telmon {
@@ -10,8 +12,10 @@ namespace telmon {
 // What the add-channel dialog returns.
 struct AddChannelChoice {
   bool ok = false;
-  bool blocks = false;  // IDList holds block IDs (the block tab), else channel IDs
-  QString IDList;       // decimal IDs joined by ";"
+  bool blocks = false;  // ids are block IDs (the block tab), else channel IDs
+  IdList ids;
+  // The dialog's result text: the IDs in decimal joined by ";".
+  QString IDList() const { return JoinIdList(ids, QLatin1Char(';')); }
 };
 
 class IWatchDialogs {

@@ -71,9 +71,9 @@ void WatchOperations::AddChosen(const AddChannelChoice& choice) {
   if (choice.blocks) {
     // The joined text goes to the block path as it is; that path wants a list of block IDs,
     // refuses the text and reports it itself, adding no rows.
-    channels_.AddLsvRowsForBlockIDListValue(QVariant(choice.IDList));
+    channels_.AddLsvRowsForBlockIDListValue(QVariant(choice.IDList()));
   } else {
-    channels_.AddLsvRowsForChannelIDList(choice.IDList);
+    channels_.AddLsvRowsForChannelIDs(choice.ids);
   }
 }
 

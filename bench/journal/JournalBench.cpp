@@ -204,6 +204,11 @@ int main(int argc, char** argv) {
         on.realTime / off.realTime, 100.0 * (on.realTime / off.realTime - 1.0), cpuRatio,
         100.0 * (cpuRatio - 1.0));
   }
+  const auto shared = reporter.Of("BM_GroupedWrite/journal:2/iterations:16/real_time");
+  if (off.realTime > 0 && shared.realTime > 0) {
+    std::printf("20,000-record write, shared journal on / journal off: %.3f real time, %.3f CPU\n",
+                shared.realTime / off.realTime, shared.cpuTime / off.cpuTime);
+  }
   const auto open = reporter.Of("BM_OpenJournal");
   const auto key = reporter.Of("BM_FilterKeystroke");
   if (off.realTime > 0 && open.realTime > 0 && key.realTime > 0) {

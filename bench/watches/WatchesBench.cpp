@@ -126,7 +126,7 @@ const QString kTypedRanges = QStringLiteral(
 void BM_RealtimeRead5000(benchmark::State& state) {
   bench::WatchedSite w(kWatched);
   AnsweringPrompter prompter(PromptAnswer::Yes);
-  w.channels.AddLsvRowsForChannelIDList(*TypedIdsToIdList(kTypedRanges, prompter, "T"));
+  w.channels.AddLsvRowsForChannelIDs(*TypedIdsToIds(kTypedRanges, prompter, "T"));
   const QString list = w.channels.GetListOfIOIDsInLsv();
   for (auto _ : state) {
     auto values = w.dbil.ReadCurrentValues(w.site.connection, QDateTime(), list);
@@ -140,8 +140,8 @@ void BM_TypedRanges5000AndTick(benchmark::State& state) {
   bench::WatchedSite w(kWatched);
   AnsweringPrompter prompter(PromptAnswer::Yes);
   for (auto _ : state) {
-    const std::optional<QString> ids = TypedIdsToIdList(kTypedRanges, prompter, "T");
-    w.channels.AddLsvRowsForChannelIDList(*ids);
+    const std::optional<IdList> ids = TypedIdsToIds(kTypedRanges, prompter, "T");
+    w.channels.AddLsvRowsForChannelIDs(*ids);
     w.tick.Run();
     state.PauseTiming();
     if (w.model.RowCount() != kWatched) {

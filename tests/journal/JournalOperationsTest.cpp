@@ -111,9 +111,12 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
     const ChannelConfigInfo* info = configs.Item(QString::number(id));
     return info == nullptr ? QString() : info->Name;
   });
+  // What the watch list showed: one value for 5 and 6, nothing for 99 (not watched).
+  const auto shown = [](std::int32_t id) { return id == 99 ? QString() : QStringLiteral("13"); };
+  writer.SetPreviousValues(shown);
   journal_.SetEditAccount(QStringLiteral("super"));
   ChangeChanValueModel model(ChangeValueServices{configs, writer, peer_, prompter_,
-                                                 QStringLiteral("Telmon"), &journaled_});
+                                                 QStringLiteral("Telmon"), &journaled_, shown});
   model.SetChannelID(5);
   model.SelectOption(ChangeChanValueModel::FixedOption);
   model.SetNewValueText(QStringLiteral("42.5"));
@@ -128,6 +131,11 @@ TEST_F(JournalOperationsTest, ForcingAndBulkWritesAreJournaledAsRecordsAndComman
 
   QStringList lines = test::JournalLines(journal_.ReadAll());
   ASSERT_EQ(lines.size(), 5) << lines.join('\n').toStdString();
+  QStringList previous;
+  for (const JournalEntry& e : journal_.ReadAll()) {
+    previous << e.previous;
+  }
+  EXPECT_EQ(previous, QStringList({"13", "13", "13", "(several values)", "13"}));
   EXPECT_TRUE(lines[2].startsWith("Cal HDR write|super|2 channels: 5, 6|(several values)|"))
       << lines[2].toStdString();
   lines.removeAt(2);
@@ -170,6 +178,9 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
   IOSSettingsLogic settings(view, peer_, sink_);
   view.logic = &settings;
   settings.SetJournaledSender(&journaled_);
+  const test::ParsedEvents before(QStringLiteral(
+      R"(<Event eventtype="IOSSettingsUpdate" LogLevel="0" IsLogActive="1" URP="5" RID="100"/>)"));
+  settings.OnSettingsEvent(before[0]);
   settings.OnRefreshSettings();  // a question, not a change
   settings.OnSetLogLevelAll();
   settings.OnStartStopRestartLog();
@@ -193,6 +204,13 @@ TEST_F(JournalOperationsTest, SettingsChangesAndQueueResetAreJournaledButNotTheS
           "Set RID|-|I/O server|250|" + IOSSettingsCommands::SetRID(250) + "|sent",
           "Reset queue counters|-|all queues||" + IosCommands::ResetQCounters() + "|sent",
       }));
+  // Each change names what it replaced: the server's last report or the page's last change.
+  settings.OnRIDTextChanged(QStringLiteral("300"));
+  QStringList previous;
+  for (const JournalEntry& e : journal_.ReadAll()) {
+    previous << e.previous;
+  }
+  EXPECT_EQ(previous, QStringList({"0 - Normal", "log active: YES", "5", "100", "", "250"}));
 }
 
 }  // namespace

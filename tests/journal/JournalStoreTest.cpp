@@ -80,6 +80,38 @@ TEST_F(JournalStoreTest, EntriesAreStoredWithTheirContextAndReadBackOldestFirst)
   QSqlDatabase::removeDatabase(QStringLiteral("peek"));
 }
 
+// A file from before entries kept the target's previous value is brought up to date when it
+// is opened: its entries read back with none, new ones keep theirs.
+TEST_F(JournalStoreTest, AnOlderFileGetsThePreviousValueAndKeepsItsEntries) {
+  {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("old"));
+    db.setDatabaseName(File());
+    ASSERT_TRUE(db.open());
+    QSqlQuery q(db);
+    ASSERT_TRUE(q.exec(QStringLiteral(
+        "CREATE TABLE journal (id INTEGER PRIMARY KEY AUTOINCREMENT, time_utc TEXT NOT NULL, "
+        "time_local TEXT NOT NULL, dahs INTEGER NOT NULL, account TEXT NOT NULL, computer TEXT "
+        "NOT NULL, operation TEXT NOT NULL, targets TEXT NOT NULL, value TEXT NOT NULL, command "
+        "TEXT NOT NULL, outcome TEXT NOT NULL)")));
+    ASSERT_TRUE(q.exec(QStringLiteral(
+        "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
+        "value, command, outcome) VALUES ('2026-01-02T03:04:05.000Z', '2026-01-02 04:04:05', 1, "
+        "'-', 'PC', 'Set clock', '12 Stack', '', '<Command/>', 'sent')")));
+    db.close();
+  }
+  QSqlDatabase::removeDatabase(QStringLiteral("old"));
+  OperationJournal journal(File(), {1, QStringLiteral("PC")}, sink_, clock_);
+  JournalOperation forced = Op(QStringLiteral("ForceChannelValue"), QStringLiteral("42.5"));
+  forced.previous = QStringLiteral("40.1");
+  journal.Record(forced);
+  const std::vector<JournalEntry> entries = journal.ReadAll();
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[0].operation, "Set clock");
+  EXPECT_EQ(entries[0].previous, "");
+  EXPECT_EQ(entries[1].previous, "40.1");
+  EXPECT_TRUE(sink_.messages.empty()) << sink_.Texts().join('\n').toStdString();
+}
+
 // Two monitors journal into one file at once, and one of them while another connection holds
 // the write lock for a while: nobody loses an entry.
 TEST_F(JournalStoreTest, TwoWritersAtOnceBothKeepEveryEntry) {
@@ -214,13 +246,15 @@ TEST(JournalCsvTest, FieldsWithQuotesCommasAndLineBreaksAreQuotedByteForByte) {
   e.computer = QStringLiteral("PC");
   e.operation = QStringLiteral("ForceChannelValue");
   e.targets = QStringLiteral("5 NOx, \"raw\"");
+  e.previous = QStringLiteral("12.5");
   e.value = QStringLiteral("Gr\u00fc\u00dfe\r\nline 2");
   e.command = QStringLiteral("<Command action=\"X\"/>");
   e.outcome = QStringLiteral("sent");
   const QByteArray expected =
-      "Time (UTC),Time (local),DAHS,Account,Computer,Operation,Targets,Value,Command,Outcome\r\n"
+      "Time (UTC),Time (local),DAHS,Account,Computer,Operation,Targets,Previous,Value,Command,"
+      "Outcome\r\n"
       "2026-01-02T03:04:05.006Z,2026-01-02 04:04:05,1,super,PC,ForceChannelValue,"
-      "\"5 NOx, \"\"raw\"\"\",\"Gr\xc3\xbc\xc3\x9f"
+      "\"5 NOx, \"\"raw\"\"\",12.5,\"Gr\xc3\xbc\xc3\x9f"
       "e\r\nline 2\",\"<Command action=\"\"X\"\"/>\","
       "sent\r\n";
   EXPECT_EQ(JournalCsv({&e}), expected);

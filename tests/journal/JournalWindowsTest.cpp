@@ -76,10 +76,10 @@ TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
   const QString local = clock_.Now().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
   EXPECT_EQ(out.readAll(),
             (QStringLiteral("Time (UTC),Time (local),DAHS,Account,Computer,Operation,Targets,"
-                            "Value,Command,Outcome\r\n") +
+                            "Previous,Value,Command,Outcome\r\n") +
              utc + QLatin1Char(',') + local + QLatin1Char(',') + QStringLiteral("0,super,") +
              journal.ReadAll().back().computer +
-             QStringLiteral(",ForceChannelValue,\"5 NOx, \"\"wet\"\"\",\"1,5\nppm\",<Command/>,"
+             QStringLiteral(",ForceChannelValue,\"5 NOx, \"\"wet\"\"\",,\"1,5\nppm\",<Command/>,"
                             "sent\r\n"))
                 .toUtf8());
   EXPECT_EQ(prompter_.Records().back().title, "Export Operator Journal");

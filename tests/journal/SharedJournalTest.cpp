@@ -127,6 +127,30 @@ TEST(SharedJournal, JournalOptionNamesTheFileOrTheServer) {
   }
 }
 
+// The hashed bytes: every field as a netstring in column order; the previous value only where
+// there is one, so that an entry without it hashes as it always did.
+TEST(SharedJournal, CanonicalBytesAreNetstringsInColumnOrder) {
+  SharedJournalRow row;
+  row.seq = 7;
+  row.computer = QStringLiteral("ws");
+  row.outbox = QStringLiteral("o");
+  row.localSeq = 3;
+  row.timeUtc = QStringLiteral("t");
+  row.timeLocal = QStringLiteral("l");
+  row.dahs = 1;
+  row.account = QStringLiteral("tech");
+  row.operation = QStringLiteral("Set URP");
+  row.targets = QStringLiteral("I/O server");
+  row.value = QStringLiteral("6");
+  row.command = QStringLiteral("<C/>");
+  row.outcome = QStringLiteral("sent");
+  const QByteArray without =
+      "1:7,2:ws,1:o,1:3,1:t,1:l,1:1,4:tech,7:Set URP,10:I/O server,1:6,4:<C/>,4:sent,";
+  EXPECT_EQ(SharedJournal::CanonicalBytes(row), without);
+  row.previousValue = QStringLiteral("\u00b5g");
+  EXPECT_EQ(SharedJournal::CanonicalBytes(row), without + "3:\xc2\xb5g,");
+}
+
 #define REQUIRE_POSTGRESQL() TELMON_REQUIRE_BACKEND(Backend::Postgresql)
 
 // Two computers, one of them with two programs on the same outbox, journal while the server
@@ -308,8 +332,11 @@ TEST(SharedJournal, EachComputerSeesTheOthersEntriesAndEditMode) {
     }
     return lines;
   };
-  a.Record(Op(QStringLiteral("1")));
+  JournalOperation first = Op(QStringLiteral("1"));
+  first.previous = QStringLiteral("0.5");
+  a.Record(first);
   ASSERT_TRUE(QTest::qWaitFor([&] { return ServerRows(server.Connection()).size() == 1; }, 20000));
+  EXPECT_EQ(ServerRows(server.Connection())[0].previousValue, "0.5");
   b.Record(Op(QStringLiteral("2")));
   const QStringList both = {"1 control-room 1", "2 shelter 2"};
   EXPECT_TRUE(QTest::qWaitFor([&] { return shown(a) == both && shown(b) == both; }, 20000))
@@ -340,6 +367,7 @@ TEST(SharedJournal, EachComputerSeesTheOthersEntriesAndEditMode) {
       },
       20000))
       << state.EditModeElsewhereText().toStdString();
+  EXPECT_EQ(a.ReadForWindow()[0].previous, "0.5");
   b.SetEditAccount(QString());
   EXPECT_TRUE(QTest::qWaitFor(
       [&] {

@@ -124,6 +124,48 @@ TEST_P(H5DBILTest, CurrentValuesComeBackKeyedByIoid) {
   EXPECT_FALSE(values->contains(QStringLiteral("O'Brien")));
 }
 
+// The list form asks for exactly what its text asks for: blanks trimmed, empty items left
+// out, each IOID once, and a comma inside an item separating IOIDs on every database.
+TEST_P(H5DBILTest, AnIoidListReadsWhatItsTextReads) {
+  const QDateTime stamp(QDate(2024, 3, 14), QTime(14, 5, 9));
+  PutRealtime(QStringLiteral("17C"), 12.5, QString(), stamp);
+  PutRealtime(QStringLiteral("18C"), 3.0, QStringLiteral("t"), stamp);
+  PutRealtime(QStringLiteral("O'Brien,\"q\""), 1.0, QStringLiteral("odd"), stamp);
+  PutRealtime(QStringLiteral("IOS.AllCommsOk"), 1.0, QString(), stamp);
+  const QStringList cases[] = {
+      {},
+      {QString()},
+      {QStringLiteral(" 17C"), QStringLiteral("17C"), QString(), QStringLiteral("18C ")},
+      {QStringLiteral("O'Brien,\"q\""), QStringLiteral("18C,IOS.AllCommsOk")},
+      {QStringLiteral("99C"), QStringLiteral("IOS.AllCommsOk"), QStringLiteral("17C")},
+  };
+  const auto keys = [](const CurrentValues& values) {
+    QStringList list = values.keys();
+    list.sort();
+    return list;
+  };
+  for (const QStringList& items : cases) {
+    const IoidList list{items};
+    const QString text = items.join(QLatin1Char(','));
+    EXPECT_EQ(list.Text(), text);
+    EXPECT_EQ(IoidList::FromText(text).Text(), text);
+    const auto typed = dbil_.ReadCurrentValues(db_->ConnectionString(), QDateTime(), list);
+    const auto joined = dbil_.ReadCurrentValues(db_->ConnectionString(), QDateTime(), text);
+    ASSERT_TRUE(typed.has_value() && joined.has_value()) << log_.All().toStdString();
+    EXPECT_EQ(keys(*typed), keys(*joined)) << text.toStdString();
+    EXPECT_FALSE(typed->contains(QStringLiteral("O'Brien,\"q\"")));
+    for (const CurrentValueItem& item : *joined) {
+      EXPECT_EQ(typed->value(item.ioid).numericValue, item.numericValue);
+      EXPECT_EQ(typed->value(item.ioid).textValue, item.textValue);
+    }
+  }
+  const auto many = dbil_.ReadCurrentValues(db_->ConnectionString(), QDateTime(),
+                                            IoidList{{QStringLiteral(" 17C"), QStringLiteral("17C"),
+                                                      QStringLiteral("18C,IOS.AllCommsOk")}});
+  ASSERT_TRUE(many.has_value());
+  EXPECT_EQ(keys(*many), (QStringList{"17C", "18C", "IOS.AllCommsOk"}));
+}
+
 TEST_P(H5DBILTest, ManyIoidsAreReadInOneCallAndAsOfFiltersLaterRows) {
   const QDateTime early(QDate(2024, 1, 1), QTime(0, 0));
   QStringList ioids;

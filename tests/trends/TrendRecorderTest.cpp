@@ -165,7 +165,8 @@ TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetThinningTheOldest) {
       QString::fromUtf8(TrendCsv(recorder, recorder.AllSeries(), from, from + 100))
           .split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
   ASSERT_EQ(rows.size(), 22);
-  EXPECT_TRUE(rows[2].startsWith(QStringLiteral("2026-03-14 14:00:04,4,-4"))) << rows[2].toStdString();
+  EXPECT_TRUE(rows[2].startsWith(QStringLiteral("2026-03-14 14:00:04,4,-4")))
+      << rows[2].toStdString();
 
   // Two more channels: 10 whole ticks of 5 doubles, 3 thinned ones.
   const std::uint64_t generation = recorder.Generation();

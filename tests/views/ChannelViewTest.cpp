@@ -155,6 +155,90 @@ TEST_F(ChannelPage, DuplicateChannelFailsAfterAddingTheOnesBefore) {
   EXPECT_THROW(manager_.AddLsvRowsForChannelIDList("99999999999"), TelmonError);
 }
 
+// A ";" list text and the IDs it names: numeric entries in order, duplicates kept, reading
+// stopped at the first entry too large for 32 bits; joined again it is the same list.
+TEST(ChannelIdList, TextAndIdsRoundTrip) {
+  const struct {
+    QString text;
+    IdList ids;
+    bool overflow;
+    QString joined;
+  } cases[] = {
+      {"", {}, false, ""},
+      {"5", {5}, false, "5"},
+      {"5;x;;7.0", {5, 7}, false, "5;7"},
+      {"8;8;-3", {8, 8, -3}, false, "8;8;-3"},
+      {"2147483647;1", {2147483647, 1}, false, "2147483647;1"},
+      {"6;99999999999;7", {6}, true, "6"},
+      {"99999999999", {}, true, ""},
+  };
+  for (const auto& c : cases) {
+    const IdListText parsed = ParseIdListText(c.text);
+    EXPECT_EQ(parsed.ids, c.ids) << c.text.toStdString();
+    EXPECT_EQ(parsed.overflow, c.overflow) << c.text.toStdString();
+    EXPECT_EQ(JoinIdList(parsed.ids, QLatin1Char(';')), c.joined);
+    EXPECT_EQ(ParseIdListText(c.joined).ids, c.ids);
+  }
+  EXPECT_EQ(JoinIdList({12, 7, 1001}, QLatin1Char(',')), "12,7,1001");
+  EXPECT_EQ(ChannelIoid(-3), "-3C");
+}
+
+// The IDs as numbers take the same way as the text: each becomes its row "<id>C" below the
+// selection, a duplicate (in the list or on the page) fails after the ones before it, and the
+// read list names the rows in order before the two server-wide points.
+TEST_F(ChannelPage, ChannelIdsAddRowsAndTheReadListNamesThem) {
+  manager_.AddLsvRowsForChannelIDs({5, 9});
+  model_.Select(model_.FindKey("5C"));
+  manager_.AddLsvRowsForChannelIDs({7, 1234});
+  EXPECT_EQ(Keys(), (QStringList{"5C", "7C", "1234C", "9C"}));
+  EXPECT_EQ(model_.Text(model_.FindKey("7C")), "7C: Flow");
+  EXPECT_EQ(model_.Text(model_.FindKey("1234C")), "1234C");
+  const IoidList read = manager_.ReadListOfIOIDsInLsv();
+  EXPECT_EQ(read.ioids,
+            (QStringList{"5C", "7C", "1234C", "9C", "IOS.AllCommsOk", "IOS.AllDataRefreshed"}));
+  EXPECT_EQ(read.Text(), "5C,7C,1234C,9C,IOS.AllCommsOk,IOS.AllDataRefreshed");
+  EXPECT_EQ(manager_.GetListOfIOIDsInLsv(), read.Text());
+
+  for (const IdList& ids : {IdList{6, 6, 8}, IdList{6, 9, 8}}) {
+    model_.Select(model_.FindKey("1234C"));
+    try {
+      manager_.AddLsvRowsForChannelIDs(ids);
+      FAIL() << "duplicate accepted";
+    } catch (const TelmonError& e) {
+      EXPECT_EQ(e.number(), ListError::KeyNotUnique);
+    }
+    EXPECT_EQ(Keys(), (QStringList{"5C", "7C", "1234C", "6C", "9C"}));
+    EXPECT_EQ(model_.Selected(), model_.FindKey("6C"));
+    model_.RemoveRow(model_.FindKey("6C"));
+  }
+  EXPECT_TRUE(prompter_.Questions().empty());
+}
+
+// In a list text, whichever of a duplicate and a too-large entry comes first decides the
+// failure; the entries before it are added either way.
+TEST_F(ChannelPage, TheFirstBadEntryOfAListTextDecidesItsFailure) {
+  manager_.AddLsvRowsForChannelIDList("5");
+  const struct {
+    QString text;
+    long number;
+    QStringList keys;
+  } cases[] = {
+      {"6;5;99999999999;7", ListError::KeyNotUnique, {"5C", "6C"}},
+      {"6;99999999999;5;7", ErrorNumber::Overflow, {"5C", "6C"}},
+  };
+  for (const auto& c : cases) {
+    model_.Select(model_.FindKey("5C"));
+    try {
+      manager_.AddLsvRowsForChannelIDList(c.text);
+      FAIL() << c.text.toStdString();
+    } catch (const TelmonError& e) {
+      EXPECT_EQ(e.number(), c.number) << c.text.toStdString();
+    }
+    EXPECT_EQ(Keys(), c.keys) << c.text.toStdString();
+    model_.RemoveRow(model_.FindKey("6C"));
+  }
+}
+
 TEST_F(ChannelPage, BlockListTestsEachRunOnceAndNeverBlockZero) {
   manager_.AddLsvRowsForBlockIDList({0});
   ASSERT_EQ(prompter_.Questions().size(), 1u);

@@ -157,7 +157,7 @@ class TypedIdsPrompts : public ::testing::Test {
 };
 
 TEST_F(TypedIdsPrompts, BadPieceShowsItsMessageAndReturnsNothing) {
-  EXPECT_FALSE(TypedIdsToIdList(QStringLiteral("1, abc ,3"), prompter, title));
+  EXPECT_FALSE(TypedIdsToIds(QStringLiteral("1, abc ,3"), prompter, title));
   ASSERT_EQ(prompter.Questions().size(), 1U);
   const PromptQuestion q = prompter.Questions().front();
   EXPECT_EQ(q.text, "'abc' is not valid.");
@@ -167,19 +167,18 @@ TEST_F(TypedIdsPrompts, BadPieceShowsItsMessageAndReturnsNothing) {
 }
 
 TEST_F(TypedIdsPrompts, OverflowIsReportedAsAParseFailure) {
-  EXPECT_FALSE(TypedIdsToIdList(QStringLiteral("99999999999"), prompter, title));
+  EXPECT_FALSE(TypedIdsToIds(QStringLiteral("99999999999"), prompter, title));
   EXPECT_EQ(prompter.Texts(), QStringList{QStringLiteral("TELM-0042: 6, Overflow")});
 }
 
 TEST_F(TypedIdsPrompts, TwoHundredOneIdsAddWithoutAsking) {
-  EXPECT_EQ(TypedIdsToIdList(QStringLiteral("1-201"), prompter, title)->count(QLatin1Char(';')),
-            200);
+  EXPECT_EQ(TypedIdsToIds(QStringLiteral("1-201"), prompter, title)->size(), 201U);
   EXPECT_TRUE(prompter.Records().empty());
 }
 
 TEST_F(TypedIdsPrompts, MoreThanTwoHundredOneAskWithOneLessThanCollected) {
   prompter.QueueAnswer(PromptAnswer::No);
-  EXPECT_FALSE(TypedIdsToIdList(QStringLiteral("1-202"), prompter, title));
+  EXPECT_FALSE(TypedIdsToIds(QStringLiteral("1-202"), prompter, title));
   ASSERT_EQ(prompter.Questions().size(), 1U);
   const PromptQuestion q = prompter.Questions().front();
   EXPECT_EQ(q.text, "Are you sure you want to add 201 channels?");
@@ -187,23 +186,31 @@ TEST_F(TypedIdsPrompts, MoreThanTwoHundredOneAskWithOneLessThanCollected) {
   EXPECT_EQ(q.buttons, PromptButtons::YesNo);
 
   prompter.QueueAnswer(PromptAnswer::Yes);
-  const std::optional<QString> ids = TypedIdsToIdList(QStringLiteral("1-202"), prompter, title);
+  const std::optional<IdList> ids = TypedIdsToIds(QStringLiteral("1-202"), prompter, title);
   ASSERT_TRUE(ids);
-  EXPECT_TRUE(ids->startsWith(QStringLiteral("1;2;3;")));
-  EXPECT_TRUE(ids->endsWith(QStringLiteral(";201;202")));
+  const QString joined = JoinIds(*ids);
+  EXPECT_TRUE(joined.startsWith(QStringLiteral("1;2;3;")));
+  EXPECT_TRUE(joined.endsWith(QStringLiteral(";201;202")));
 }
 
 TEST_F(TypedIdsPrompts, YesToTwoBillionIsRefusedWithoutExhaustingMemory) {
   prompter.QueueAnswer(PromptAnswer::Yes);
-  EXPECT_FALSE(TypedIdsToIdList(QStringLiteral("1-2000000000"), prompter, title));
+  EXPECT_FALSE(TypedIdsToIds(QStringLiteral("1-2000000000"), prompter, title));
   EXPECT_EQ(prompter.Texts(),
             (QStringList{QStringLiteral("Are you sure you want to add 1999999999 channels?"),
                          QStringLiteral("TELM-0042: 7, Out of memory")}));
 }
 
 TEST_F(TypedIdsPrompts, ListIsJoinedWithSemicolons) {
-  EXPECT_EQ(*TypedIdsToIdList(QStringLiteral("3, 1-2, u5"), prompter, title),
+  EXPECT_EQ(JoinIds(*TypedIdsToIds(QStringLiteral("3, 1-2, u5"), prompter, title)),
             "3;1;2;15;25;35;45;55;65;75;85;95");
+}
+
+// The IDs handed on keep the typed order and every duplicate.
+TEST_F(TypedIdsPrompts, IdsKeepOrderAndDuplicates) {
+  EXPECT_EQ(*TypedIdsToIds(QStringLiteral(" 7, 7-5 ,u3, 5"), prompter, title),
+            (IdList{7, 7, 6, 5, 13, 23, 33, 43, 53, 63, 73, 83, 93, 5}));
+  EXPECT_TRUE(prompter.Records().empty());
 }
 
 }  // namespace

@@ -128,6 +128,7 @@ TEST_F(AddChannelWatchTest, SelectionBecomesTheIdListAndIsCleared) {
   EXPECT_TRUE(dialog.OK());
   EXPECT_FALSE(dialog.Blocks());
   EXPECT_EQ(dialog.IDList(), "11;12");
+  EXPECT_EQ(dialog.IDs(), (IdList{11, 12}));
   EXPECT_TRUE(dialog.lstChannels()->selectedItems().isEmpty());
   EXPECT_FALSE(dialog.isVisible());
 

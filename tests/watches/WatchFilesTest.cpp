@@ -96,7 +96,7 @@ TEST(ChannelTagFiles, SavedTextReadsBackThroughTheParser) {
       << error.toStdString();
   const ChannelTagFileRead read = ReadChannelTagFile(path);
   ScriptedPrompter prompter;
-  EXPECT_EQ(*TypedIdsToIdList(read.text, prompter, QStringLiteral("Telmon")), "12;7;1001");
+  EXPECT_EQ(*TypedIdsToIds(read.text, prompter, QStringLiteral("Telmon")), (IdList{12, 7, 1001}));
 }
 
 // Configuration records from "ChannelConfigUpdate" events and block rows from "BlockUpdate"

@@ -91,18 +91,18 @@ class WatchOperationsTest : public ::testing::Test {
 TEST_F(WatchOperationsTest, AddChannelAddsTheListBelowTheSelectionUnderAnHourglass) {
   AddRows({"C1", "C2"});
   model.Select(model.RowAt(0));
-  dialogs.next = AddChannelChoice{true, false, QStringLiteral("5;7")};
+  dialogs.next = AddChannelChoice{true, false, {5, 7}};
   ops.AddChannel();
   EXPECT_EQ(Tags(), (QStringList{"C1", "5C", "7C", "C2"}));
   EXPECT_EQ(dialogs.busy, (QStringList{"on", "off"}));
 
-  dialogs.next = AddChannelChoice{false, false, QStringLiteral("9")};
+  dialogs.next = AddChannelChoice{false, false, {9}};
   ops.AddChannel();
   EXPECT_EQ(model.RowCount(), 4);
 }
 
 TEST_F(WatchOperationsTest, AddChannelReportsADuplicateInItsOwnBox) {
-  dialogs.next = AddChannelChoice{true, false, QStringLiteral("5;5")};
+  dialogs.next = AddChannelChoice{true, false, {5, 5}};
   ops.AddChannel();
   ASSERT_EQ(prompter.Questions().size(), 1U);
   EXPECT_EQ(prompter.Questions()[0].text, "TELM-0001: 35602, Key is not unique in collection");
@@ -111,7 +111,7 @@ TEST_F(WatchOperationsTest, AddChannelReportsADuplicateInItsOwnBox) {
 }
 
 TEST_F(WatchOperationsTest, BlockChoiceIsRefusedByTheWatchViewWithoutRows) {
-  dialogs.next = AddChannelChoice{true, true, QStringLiteral("3;4")};
+  dialogs.next = AddChannelChoice{true, true, {3, 4}};
   ops.AddChannel();
   EXPECT_TRUE(model.IsEmpty());
   EXPECT_EQ(sink.Texts(), QStringList{QStringLiteral("TELM-9003: 13, Type mismatch")});

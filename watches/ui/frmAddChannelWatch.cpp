@@ -193,7 +193,7 @@ AddChannelChoice frmAddChannelWatch::Run() {
   }
   FillBlockList();
   exec();
-  return AddChannelChoice{ok_, blocks_, idList_};
+  return AddChannelChoice{ok_, blocks_, ids_};
 }
 
 void frmAddChannelWatch::OnTabChanged(int index) {
@@ -219,9 +219,9 @@ void frmAddChannelWatch::cmdOK_Click() {
       break;
     case 1:
       try {
-        if (const std::optional<QString> ids =
-                TypedIdsToIdList(txtChanIDs_->text(), *sources_.prompter, sources_.appTitle)) {
-          Accept(*ids, false);
+        if (std::optional<IdList> ids =
+                TypedIdsToIds(txtChanIDs_->text(), *sources_.prompter, sources_.appTitle)) {
+          Accept(std::move(*ids), false);
         }
       } catch (...) {
         Exclaim(FailureText("TELM-0042: "));
@@ -234,18 +234,18 @@ void frmAddChannelWatch::cmdOK_Click() {
 }
 
 bool frmAddChannelWatch::OkWithList(QListWidget* list, bool blocks) {
-  const QString ids = CollectSelection(list);
-  if (ids.isEmpty()) {
+  IdList ids = CollectSelection(list);
+  if (ids.empty()) {
     sources_.prompter->Beep();
     list->setFocus();
     return false;
   }
-  Accept(ids, blocks);
+  Accept(std::move(ids), blocks);
   return true;
 }
 
-void frmAddChannelWatch::Accept(const QString& idList, bool blocks) {
-  idList_ = idList;
+void frmAddChannelWatch::Accept(IdList ids, bool blocks) {
+  ids_ = std::move(ids);
   ok_ = true;
   blocks_ = blocks;
   hide();
@@ -254,9 +254,9 @@ void frmAddChannelWatch::Accept(const QString& idList, bool blocks) {
 
 // The selected items in list order, which are then deselected. An item the filter hides is
 // never taken, even when a select-all reached it.
-QString frmAddChannelWatch::CollectSelection(QListWidget* list) {
+IdList frmAddChannelWatch::CollectSelection(QListWidget* list) {
   qsizetype left = list->selectedItems().size();
-  QString ids;
+  IdList ids;
   for (int i = 0; i < list->count() && left > 0; ++i) {
     QListWidgetItem* item = list->item(i);
     if (!item->isSelected()) {
@@ -267,10 +267,7 @@ QString frmAddChannelWatch::CollectSelection(QListWidget* list) {
     if (item->isHidden()) {
       continue;
     }
-    if (!ids.isEmpty()) {
-      ids += QLatin1Char(';');
-    }
-    ids += QString::number(item->data(Qt::UserRole).toInt());
+    ids.push_back(item->data(Qt::UserRole).toInt());
   }
   return ids;
 }

@@ -49,7 +49,9 @@ class frmAddChannelWatch : public QDialog {
   // The results of the last use.
   bool OK() const { return ok_; }
   bool Blocks() const { return blocks_; }
-  const QString& IDList() const { return idList_; }
+  // The chosen IDs, and the same joined by ";".
+  const IdList& IDs() const { return ids_; }
+  QString IDList() const { return JoinIds(ids_); }
 
   // Refills both channel lists from the configuration records; shown on load, when "Show all
   // channels" changes, and when the records changed since the last fill.
@@ -81,14 +83,14 @@ class frmAddChannelWatch : public QDialog {
   void OnExtendedSelectChanged();
   QListWidget* ActiveChannelList() const;
   bool OkWithList(QListWidget* list, bool blocks);
-  void Accept(const QString& idList, bool blocks);
-  static QString CollectSelection(QListWidget* list);
+  void Accept(IdList ids, bool blocks);
+  static IdList CollectSelection(QListWidget* list);
   void Exclaim(const QString& text);
 
   AddChannelWatchSources sources_;
   bool ok_ = false;
   bool blocks_ = false;
-  QString idList_;
+  IdList ids_;
   std::size_t filledFromCount_ = 0;
 
   QTabBar* TabStripAdd_ = nullptr;
