@@ -162,7 +162,8 @@ void RenderJournal(std::ostringstream& out, const SiteSnapshot& site) {
     out << "<p>No entries.</p>";
     return;
   }
-  Table table{{"Time", "DAHS", "Account", "Operation", "Targets", "Value", "Outcome"}, {}};
+  Table table{{"Time", "DAHS", "Account", "Operation", "Targets", "Previous", "Value", "Outcome"},
+              {}};
   for (const JournalLine& line : site.journal) {
     table.rows.push_back({line.time,
                           {{line.time, ""},
@@ -170,6 +171,7 @@ void RenderJournal(std::ostringstream& out, const SiteSnapshot& site) {
                            {line.account, ""},
                            {line.operation, ""},
                            {line.targets, ""},
+                           {line.previous, ""},
                            {line.value, ""},
                            {line.outcome, ""}}});
   }

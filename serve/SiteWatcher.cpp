@@ -7,6 +7,7 @@
 #include "platform/H5DBIL.h"
 #include "platform/Prompter.h"
 #include "platform/SecurityPrivilegeGate.h"
+#include "platform/SqlConnection.h"
 #include "session/IOSSelectedDahs.h"
 #include "session/SiteSession.h"
 #include "views/ChannelListviewManager.h"
@@ -18,6 +19,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSqlQuery>
 
 #include <algorithm>
 #include <map>
@@ -527,27 +529,37 @@ void SiteWatcher::ReadJournal() {
   if (file.isEmpty() || !QFileInfo::exists(file)) {
     return;
   }
-  // A journal of its own, only read: the file is shared with the window.
-  struct Quiet final : IRaiseMsg {
-    void RaiseMsg(std::int32_t /*msgType*/, const QString& /*text*/) override {}
-  } quiet;
-  OperationJournal journal(file, {}, quiet, clock_);
-  const std::vector<JournalEntry> entries = journal.ReadAll();
-  std::vector<JournalLine> lines;
-  const std::size_t keep =
-      std::min(entries.size(), static_cast<std::size_t>(options_.journalLines));
-  for (std::size_t i = 0; i < keep; ++i) {
-    const JournalEntry& e = entries[entries.size() - 1 - i];
-    lines.push_back({Utf8(e.timeLocal), e.dahs, Utf8(e.account), Utf8(e.operation), Utf8(e.targets),
-                     Utf8(e.value), Utf8(e.outcome)});
+  // Only read, and only the latest entries: the file is the window's and may be long.
+  if (!journalDb_) {
+    journalDb_ =
+        std::make_unique<SqlConnection>(QStringLiteral("sqlite:") + file, OpenMode::ReadOnly);
   }
-  const bool changed = lines.size() != journal_.size() ||
-                       (!lines.empty() && (lines.front().time != journal_.front().time ||
-                                           lines.front().operation != journal_.front().operation));
-  if (changed) {
-    journal_ = std::move(lines);
-    dirty_ = true;
+  QString error;
+  QSqlDatabase* db = journalDb_->Database(&error);
+  if (db == nullptr) {
+    return;
   }
+  QSqlQuery last(*db);
+  if (!last.exec(QStringLiteral("SELECT coalesce(max(id), 0) FROM journal")) || !last.next()) {
+    return;
+  }
+  const std::int64_t lastId = last.value(0).toLongLong();
+  if (lastId == journalLastId_) {
+    return;
+  }
+  std::vector<JournalEntry> entries;
+  if (!OperationJournal::ReadEntries(*db, std::max<std::int64_t>(0, lastId - options_.journalLines),
+                                     options_.journalLines, &entries, &error)) {
+    return;
+  }
+  journalLastId_ = lastId;
+  std::vector<JournalLine> read;
+  for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
+    read.push_back({Utf8(it->timeLocal), it->dahs, Utf8(it->account), Utf8(it->operation),
+                    Utf8(it->targets), Utf8(it->previous), Utf8(it->value), Utf8(it->outcome)});
+  }
+  journal_ = std::move(read);
+  dirty_ = true;
 }
 
 }  // namespace telmon::serve

@@ -24,6 +24,7 @@
 
 namespace telmon {
 class KeyedListModel;
+class SqlConnection;
 class Prompter;
 class SiteSession;
 }  // namespace telmon
@@ -86,6 +87,8 @@ class SiteWatcher final : public QObject {
   std::unique_ptr<Prompter> prompter_;
   std::vector<std::unique_ptr<Watched>> watched_;
   std::vector<JournalLine> journal_;
+  std::unique_ptr<SqlConnection> journalDb_;
+  std::int64_t journalLastId_ = -1;
   QTimer publish_;
   QTimer reconnect_;
   QTimer watchRead_;

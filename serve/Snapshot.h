@@ -61,6 +61,7 @@ struct JournalLine {
   std::string account;
   std::string operation;
   std::string targets;
+  std::string previous;  // the target's value before
   std::string value;
   std::string outcome;
 };

@@ -7,6 +7,7 @@
 #include "ioslink/IosCommands.h"
 #include "iossim/DemoSite.h"
 #include "iossim/Simulator.h"
+#include "journal/OperationJournal.h"
 #include "platform/SqlConnection.h"
 #include "serve/HttpServer.h"
 #include "serve/ServeCommandLine.h"
@@ -231,6 +232,37 @@ TEST_F(ServeSessions, AWatchPageGetsRealtimeValues) {
   EXPECT_TRUE(site->Dahs(2)->watched.empty());
   // The alarms databases are read alongside.
   EXPECT_TRUE(QTest::qWaitFor([&] { return hub_.Current()->Dahs(2)->alarmsActive >= 0; }, 5000));
+}
+
+TEST_F(ServeSessions, TheJournalPageShowsTheLatestEntriesNewestFirst) {
+  ASSERT_TRUE(Published(1));
+  struct Quiet final : IRaiseMsg {
+    void RaiseMsg(std::int32_t /*msgType*/, const QString& /*text*/) override {}
+  } quiet;
+  // The window's journal, in the file telmon-serve reads.
+  OperationJournal window(dir_.filePath(QStringLiteral("journal.sqlite")),
+                          {1, QStringLiteral("pc")}, quiet, clock_);
+  for (int i = 1; i <= 60; ++i) {
+    window.Record({QStringLiteral("WriteToChannel"),
+                   QStringLiteral("1216 NOx"),
+                   QString::number(i),
+                   QStringLiteral("<cmd/>"),
+                   QStringLiteral("record written"),
+                   QStringLiteral("tech"),
+                   {},
+                   QString::number(i - 1)});
+  }
+  ASSERT_TRUE(QTest::qWaitFor([&] { return hub_.Current()->journal.size() == 50; }, 10000));
+  const auto site = hub_.Current();
+  EXPECT_EQ(site->journal.front().value, "60");
+  EXPECT_EQ(site->journal.front().previous, "59");
+  EXPECT_EQ(site->journal.back().value, "11");
+  EXPECT_EQ(site->journal.front().account, "tech");
+  const Page page = RenderPage(*site, {Route::Kind::Journal, 0});
+  EXPECT_NE(
+      page.main.find("<td data-h=\"Operation\">WriteToChannel</td><td data-h=\"Targets\">"
+                     "1216 NOx</td><td data-h=\"Previous\">59</td><td data-h=\"Value\">60</td>"),
+      std::string::npos);
 }
 
 TEST_F(ServeSessions, FiveWrongPasswordsLockTheAccountAsInTheWindow) {
