@@ -251,15 +251,33 @@ void SiteWatcher::Assemble(Watched& w) {
                          }});
   connect(session, &SiteSession::LinkPanelChanged, this,
           [this, &w](const QString& text) { OnLinkPanel(w, text); });
-  QString error;
-  w.session = session;
-  if (!session->Assemble(
-          w.dahsId, QString::number(QCoreApplication::applicationPid()),
-          [](IPrivilegeGate& /*gate*/) { return std::make_unique<NoEdits>(); }, &error)) {
-    w.linkText = error;
-    w.session = nullptr;
-    delete session;
+  // The window's start-up without its read-write test: nothing here ever writes, so read access
+  // to the site's databases is all the server needs.
+  const char* failure = nullptr;
+  if (!session->LoadSettings(w.dahsId)) {
+    failure = "TELM-0005: can't load settings from Halvo INI file.";
+  } else {
+    session->SetupDatabase();
+    if (!session->SetupSiteID()) {
+      failure = "TELM-0006: can't setup SiteID.";
+    } else if (!session->TestReadOnlyConnections()) {
+      failure = "TELM-0007: can't connect (read-only) to database(s).";
+    }
   }
+  if (failure != nullptr) {
+    w.linkText = QString::fromLatin1(failure);
+    delete session;
+    dirty_ = true;
+    return;
+  }
+  session->SetupDevices(QString::number(QCoreApplication::applicationPid()),
+                        [](IPrivilegeGate& /*gate*/) { return std::make_unique<NoEdits>(); });
+  session->SetupQueues();
+  session->SetupBlocks();
+  session->SetupChannelConfigs();
+  session->SetupLink();
+  w.session = session;
+  session->ConnectToIOS();
   dirty_ = true;
 }
 

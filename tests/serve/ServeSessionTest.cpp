@@ -213,6 +213,32 @@ TEST_F(ServeSessions, ADahsWhoseServerWentAwayShowsItAndReconnects) {
   EXPECT_GE(hub_.Current()->Dahs(1)->reconnects, 1U);
 }
 
+TEST_F(ServeSessions, ADahsThatCannotStartSaysWhyAndTheOthersRun) {
+  SnapshotHub hub;
+  WatcherOptions options;
+  options.iosHost = QStringLiteral("127.0.0.1");
+  options.log = nullptr;
+  options.publishMs = 50;
+  SiteWatcher watcher(hub, watches_, options);
+  QString error;
+  ASSERT_TRUE(watcher.Start({2, 9}, &error)) << error.toStdString();
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        const auto site = hub.Current();
+        return site->Dahs(2) != nullptr && site->Dahs(2)->linkUp &&
+               site->Dahs(2)->devices.rows.size() == 7;
+      },
+      20000));
+  const DahsSnapshot* missing = hub.Current()->Dahs(9);
+  ASSERT_NE(missing, nullptr);
+  EXPECT_FALSE(missing->linkUp);
+  EXPECT_EQ(missing->linkText, "TELM-0005: can't load settings from Halvo INI file.");
+  EXPECT_EQ(watcher.Session(9), nullptr);
+  EXPECT_TRUE(RenderPage(*hub.Current(), {Route::Kind::Overview, 0})
+                  .main.find("IOS link: down (TELM-0005: can&#39;t load settings from Halvo INI "
+                             "file.)") != std::string::npos);
+}
+
 TEST_F(ServeSessions, AWatchPageGetsRealtimeValues) {
   ASSERT_TRUE(Published(1));
   watches_.Want(1, {1216, 999999}, WatchRegistry::Clock::now());
