@@ -129,6 +129,7 @@ and watched channels of a DAHS live, with trends, an operator journal and the
 tools technicians use to commission, test and troubleshoot a site.
 
 The package also holds telmon-check (commissioning checks without a window),
-telmon-site (site databases and accounts) and iossim (a simulated I/O server
-with a demo site).")
+telmon-site (site databases and accounts), telmon-serve (every DAHS of the
+site, read-only, in a browser) and iossim (a simulated I/O server with a demo
+site).")
 include(CPack)

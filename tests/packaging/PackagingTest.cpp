@@ -24,7 +24,8 @@ struct Program {
 constexpr Program Programs[] = {{"telmon", TELMON_EXE},
                                 {"telmon-check", TELMON_CHECK_EXE},
                                 {"telmon-site", TELMON_SITE_EXE},
-                                {"iossim", IOSSIM_EXE}};
+                                {"iossim", IOSSIM_EXE},
+                                {"telmon-serve", TELMON_SERVE_EXE}};
 
 struct Output {
   int exitCode = -1;
