@@ -150,8 +150,8 @@ bool HttpServer::Bind(std::string* error) {
     return false;
   }
   if (!options_.certFile.empty() || !options_.keyFile.empty()) {
-    auto tls =
-        std::make_unique<httplib::SSLServer>(options_.certFile.c_str(), options_.keyFile.c_str());
+    auto tls = std::make_unique<WideBacklog<httplib::SSLServer>>(options_.certFile.c_str(),
+                                                                 options_.keyFile.c_str());
     if (!tls->is_valid()) {
       *error = "the TLS certificate " + options_.certFile + " or its key " + options_.keyFile +
                " could not be loaded";
