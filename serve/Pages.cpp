@@ -78,8 +78,9 @@ void RenderOverview(std::ostringstream& out, const SiteSnapshot& site) {
     out << "<p>No DAHS is configured.</p>";
   }
   for (const DahsSnapshot& d : site.dahs) {
-    const bool alert = !d.linkUp || d.devicesRandom > 0 || d.devicesWatchdogNotOk > 0 ||
-                       d.forcedChannels > 0 || d.failingBlocks > 0 || d.alarmsActive > 0;
+    const bool alert = !d.linkUp || d.notPolling || d.devicesRandom > 0 ||
+                       d.devicesWatchdogNotOk > 0 || d.forcedChannels > 0 || d.failingBlocks > 0 ||
+                       d.alarmsActive > 0;
     out << "<section class=\"dahs" << (alert ? " alert" : "") << "\" id=\"dahs" << d.dahsId
         << "\"><h2><a href=\"/dahs/" << d.dahsId << "/devices\">" << EscapeHtml(d.title)
         << "</a></h2>";
@@ -88,6 +89,9 @@ void RenderOverview(std::ostringstream& out, const SiteSnapshot& site) {
       out << "<li" << (count > 0 ? " class=\"fault\"" : "") << "><span>" << caption << "</span> <b>"
           << count << "</b></li>";
     };
+    if (d.notPolling) {
+      out << "<p class=\"fault\">Not Polling Device(s)</p>";
+    }
     out << "<ul class=\"counts\">";
     out << "<li><span>Devices</span> <b>" << d.devices.rows.size() << "</b></li>";
     item("Random values", d.devicesRandom);
@@ -356,6 +360,9 @@ std::string RenderMetrics(const SiteSnapshot& site) {
     state("random", static_cast<std::size_t>(d.devicesRandom));
     state("watchdog_not_ok", static_cast<std::size_t>(d.devicesWatchdogNotOk));
   }
+  family("telmon_not_polling", "gauge",
+         "Whether the I/O server says some device is not being polled (IOS.AllCommsOk).");
+  each("telmon_not_polling", [](const DahsSnapshot& d) { return d.notPolling ? 1 : 0; });
   family("telmon_queue_size", "gauge", "Requests waiting in each I/O queue.");
   for (const DahsSnapshot& d : site.dahs) {
     for (const QueueFigures& q : d.queueFigures) {

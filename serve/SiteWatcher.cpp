@@ -11,6 +11,7 @@
 #include "session/IOSSelectedDahs.h"
 #include "session/SiteSession.h"
 #include "views/ChannelListviewManager.h"
+#include "views/ChannelUpdateTick.h"
 #include "views/IEditGate.h"
 #include "views/KeyedListModel.h"
 
@@ -18,11 +19,13 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocale>
 #include <QRegularExpression>
 #include <QSqlQuery>
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 namespace telmon::serve {
 
@@ -181,6 +184,9 @@ struct SiteWatcher::Watched {
   std::uint64_t reconnects = 0;
   std::map<std::int32_t, WatchedValue> values;
   bool readFailed = false;
+  // The server-wide points, as the window's status bar shows them.
+  std::optional<bool> notPolling;
+  QString allDataRefreshed;
   std::unique_ptr<AlarmStore> alarms;
   int alarmsActive = -1;
   int alarmsUnacknowledged = 0;
@@ -394,6 +400,10 @@ DahsSnapshot SiteWatcher::Capture(Watched& w) const {
   d.reconnects = w.reconnects;
   d.watched = w.values;
   d.realtimeReadFailed = w.readFailed;
+  d.notPolling = w.notPolling.value_or(false);
+  if (!w.allDataRefreshed.isEmpty()) {
+    d.lastFullRefresh = Utf8(w.allDataRefreshed);
+  }
   d.alarmsActive = w.alarmsActive;
   d.alarmsUnacknowledged = w.alarmsUnacknowledged;
   SiteSession* s = w.session;
@@ -472,24 +482,47 @@ void SiteWatcher::ReadWatches() {
   const auto since = WatchRegistry::Clock::now() - std::chrono::seconds(30);
   for (auto& w : watched_) {
     const std::vector<std::int32_t> ids = watches_.Wanted(w->dahsId, since);
-    if (ids.empty()) {
-      if (!w->values.empty()) {
-        w->values.clear();
-        dirty_ = true;
-      }
-      continue;
+    if (ids.empty() && !w->values.empty()) {
+      w->values.clear();
+      dirty_ = true;
     }
-    if (w->session == nullptr) {
+    if (w->session == nullptr || w->session->Dbil() == nullptr) {
       continue;
     }
     QStringList ioids;
     for (const std::int32_t id : ids) {
       ioids << QString::number(id) + QLatin1Char('C');
     }
+    // The two server-wide points are read every time, as the window's tick reads them.
     const std::optional<CurrentValues> values = w->session->Dbil()->ReadCurrentValues(
         w->session->Settings()->SqlConnectionString_Realtime(), QDateTime(),
-        ioids.join(QLatin1Char(',')));
+        (QStringList(ioids) << QLatin1String(ChannelListviewManager::AllCommsOk)
+                            << QLatin1String(ChannelListviewManager::AllDataRefreshed))
+            .join(QLatin1Char(',')));
     w->readFailed = !values.has_value();
+    if (values) {
+      const auto comms = values->constFind(QLatin1String(ChannelListviewManager::AllCommsOk));
+      const std::optional<bool> notPolling =
+          comms == values->constEnd()
+              ? std::nullopt
+              : std::optional<bool>(comms->numericValue.value_or(0.0) == 0.0);
+      const auto refreshed =
+          values->constFind(QLatin1String(ChannelListviewManager::AllDataRefreshed));
+      const QString refreshedText =
+          refreshed == values->constEnd()
+              ? QString()
+              : ReadAllRefreshStatus(refreshed->textValue,
+                                     DateTimeFormats::FromLocale(QLocale::system()))
+                    .text;
+      if (notPolling != w->notPolling || refreshedText != w->allDataRefreshed) {
+        w->notPolling = notPolling;
+        w->allDataRefreshed = refreshedText;
+        dirty_ = true;
+      }
+    }
+    if (ids.empty()) {
+      continue;
+    }
     std::map<std::int32_t, WatchedValue> read;
     for (qsizetype i = 0; i < ioids.size(); ++i) {
       const std::int32_t id = ids[static_cast<std::size_t>(i)];

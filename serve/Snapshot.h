@@ -70,14 +70,15 @@ struct DahsSnapshot {
   std::int32_t dahsId = 0;
   std::string title;
   bool linkUp = false;
-  std::string linkText;  // the link panel's text ("Connected", "Closed", ...)
-  std::string lastFullRefresh;
+  std::string linkText;         // the link panel's text ("Connected", "Closed", ...)
+  std::string lastFullRefresh;  // the server's all-data refresh, else the last connect
   Table devices;
   Table queues;
   Table blocks;
   int devicesRandom = 0;
   int devicesWatchdogNotOk = 0;
   int devicesPolling = 0;
+  bool notPolling = false;  // the server says not every device is being polled
   int forcedChannels = 0;
   int failingBlocks = 0;
   int queuesPaused = 0;

@@ -119,17 +119,24 @@ TEST(ServePages, TheOverviewFlagsWhatNeedsLooking) {
   // DAHS 2's link is down: that alone is worth a look.
   EXPECT_NE(page.main.find("<section class=\"dahs alert\" id=\"dahs2\">"), std::string::npos);
   EXPECT_NE(page.main.find("Last full refresh: none yet"), std::string::npos);
+  EXPECT_EQ(page.main.find("Not Polling Device(s)"), std::string::npos);
   // Alarms only once their database has been read.
   EXPECT_EQ(page.main.find("Active alarms"), std::string::npos);
   SiteSnapshot site = TwoDahs();
   site.dahs[1].alarmsActive = 3;
   site.dahs[1].alarmsUnacknowledged = 1;
+  site.dahs[0].notPolling = true;
+  site.dahs[0].lastFullRefresh = "14:05:09";
   const Page withAlarms = RenderPage(site, {Route::Kind::Overview, 0});
+  EXPECT_NE(withAlarms.main.find("<p class=\"fault\">Not Polling Device(s)</p>"),
+            std::string::npos);
+  EXPECT_NE(withAlarms.main.find("Last full refresh: 14:05:09"), std::string::npos);
   EXPECT_NE(withAlarms.main.find("<li class=\"fault\"><span>Active alarms</span> <b>3</b></li>"
                                  "<li class=\"fault\"><span>Unacknowledged</span> <b>1</b></li>"),
             std::string::npos);
   const std::string metrics = RenderMetrics(site);
   EXPECT_NE(metrics.find("telmon_alarms_active{dahs=\"2\"} 3\n"), std::string::npos);
+  EXPECT_NE(metrics.find("telmon_not_polling{dahs=\"1\"} 1\n"), std::string::npos);
   EXPECT_NE(metrics.find("telmon_alarms_unacknowledged{dahs=\"2\"} 1\n"), std::string::npos);
   EXPECT_EQ(metrics.find("telmon_alarms_active{dahs=\"1\"}"), std::string::npos);
 }
