@@ -11,6 +11,8 @@
 #include <QFileInfo>
 #include <QTimer>
 
+#include <malloc.h>
+
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -32,6 +34,9 @@ int Fail(const QString& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // One thread per event stream: glibc would give each its own heap arena, and with a hundred
+  // streams the memory held grows for minutes. Two arenas keep it flat at a third less.
+  mallopt(M_ARENA_MAX, 2);
   QCoreApplication app(argc, argv);
   QCoreApplication::setOrganizationName(QStringLiteral("Quarn"));
   QCoreApplication::setApplicationName(QStringLiteral("telmon-serve"));
