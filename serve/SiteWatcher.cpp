@@ -34,7 +34,7 @@ namespace {
 std::string Utf8(const QString& text) { return text.toStdString(); }
 
 // Nobody answers: the server has no one to ask.
-class NoPrompter final : public Prompter {
+class NoPrompter : public Prompter {
  public:
   PromptAnswer Ask(const PromptQuestion& question) override {
     return question.defaultButton.value_or(PromptAnswer::Cancel);
@@ -67,23 +67,13 @@ const char kResyncCode[] = "TELM-9001";
 
 // The account and password a browser sent, given once to the privilege service; what the
 // service would have shown the operator is kept for the browser.
-class SignInPrompter final : public Prompter {
+class SignInPrompter final : public NoPrompter {
  public:
   SignInPrompter(QString account, QString password)
       : credentials_{std::move(account), std::move(password)} {}
   PromptAnswer Ask(const PromptQuestion& question) override {
     shown_ = question.text;
     return question.defaultButton.value_or(PromptAnswer::Ok);
-  }
-  std::optional<QString> InputText(const QString& /*prompt*/, const QString& /*title*/,
-                                   const QString& /*initial*/) override {
-    return std::nullopt;
-  }
-  std::optional<QString> SaveFileName(const FileDialogRequest& /*request*/) override {
-    return std::nullopt;
-  }
-  std::optional<QString> OpenFileName(const FileDialogRequest& /*request*/) override {
-    return std::nullopt;
   }
   std::optional<Credentials> AskCredentials(const QString& /*prompt*/,
                                             const QString& /*title*/) override {
@@ -93,7 +83,6 @@ class SignInPrompter final : public Prompter {
     asked_ = true;
     return credentials_;
   }
-  void Beep() override {}
   const QString& Shown() const { return shown_; }
 
  private:
