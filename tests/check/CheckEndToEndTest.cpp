@@ -116,17 +116,21 @@ TEST_P(CheckEndToEnd, AFailingExpectationFailsAtItsTimeoutAndTheRunGoesOn) {
           "  - force: {channel: 1217, value: \"5\"}\n"
           "  - expect-value: {channel: 1217, equals: \"5\", timeout: 15}\n"
           "  - expect-value: {channel: 1217, equals: \"6\", timeout: 1}\n"
+          "  - expect-value: {channel: 1217, near: 6, tolerance: 1, timeout: 5}\n"
           "  - random: {device: 4, on: true}\n");
-  ASSERT_EQ(report.results.size(), 5U);
+  ASSERT_EQ(report.results.size(), 6U);
   EXPECT_TRUE(report.results[1].passed()) << report.results[1].observed.toStdString();
   const StepResult& failed = report.results[2];
   EXPECT_EQ(failed.outcome, StepOutcome::Failed);
   EXPECT_EQ(failed.detail, "timed out after 1 s");
   EXPECT_GE(failed.elapsedMs, 1000);
   EXPECT_EQ(failed.observed, "5");
-  EXPECT_TRUE(report.results[3].passed());
-  EXPECT_EQ(report.results[4].title, "release");
-  EXPECT_EQ(report.results[4].observed, "device 4 back to polling");
+  // A reading exactly the tolerance away is near enough.
+  EXPECT_TRUE(report.results[3].passed()) << report.results[3].detail.toStdString();
+  EXPECT_LT(report.results[3].elapsedMs, 5000);
+  EXPECT_TRUE(report.results[4].passed());
+  EXPECT_EQ(report.results[5].title, "release");
+  EXPECT_EQ(report.results[5].observed, "device 4 back to polling");
   EXPECT_FALSE(report.AllPassed());
   EXPECT_TRUE(WaitFor([&] { return session_->Device(4)->random == false; }, 15000));
 
@@ -136,7 +140,7 @@ TEST_P(CheckEndToEnd, AFailingExpectationFailsAtItsTimeoutAndTheRunGoesOn) {
   ASSERT_TRUE(doc);
   const xml::XmlElement suite = xml::SelectSingleNode(doc, "/testsuites/testsuite");
   EXPECT_EQ(xml::GetAttributeText(suite, "name"), "failing");
-  EXPECT_EQ(xml::GetAttributeText(suite, "tests"), "5");
+  EXPECT_EQ(xml::GetAttributeText(suite, "tests"), "6");
   EXPECT_EQ(xml::GetAttributeText(suite, "failures"), "1");
   const std::vector<xml::XmlElement> failures = xml::SelectNodes(doc, "//testcase/failure");
   ASSERT_EQ(failures.size(), 1U);
