@@ -6,6 +6,7 @@
 #include "journal/ui/frmOperatorJournal.h"
 #include "journal/ui/frmSiteState.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "tests/support/ScreenTexts.h"
 #include "tests/util/QStringPrinter.h"
 #include "util/Clock.h"
 #include "util/IRaiseMsg.h"
@@ -16,6 +17,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QStatusBar>
+#include <QTableView>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTreeWidget>
@@ -106,6 +108,12 @@ TEST_F(JournalWindowsTest, OpeningTheJournalShowsOtherMonitorsEntries) {
   feature_.ShowJournalWindow();
   frmOperatorJournal& window = feature_.JournalWindow();
   ASSERT_EQ(window.Model().rowCount(), 1);
+  // The list takes the window under the filter row.
+  const auto* list = window.findChild<QTableView*>(QStringLiteral("tblJournal"));
+  ASSERT_NE(list, nullptr);
+  EXPECT_GE(list->y(),
+            window.txtFilter()->mapTo(&window, QPoint(0, 0)).y() + window.txtFilter()->height());
+  EXPECT_GT(list->height(), window.height() / 2);
   window.hide();
   {
     OperationJournal other(dir_.filePath(QStringLiteral("j.sqlite")), {}, sink_, clock_);
@@ -134,9 +142,16 @@ TEST_F(JournalWindowsTest, PanelCountsWhatIsLeftChangedAndOpensTheSiteState) {
   QTest::mouseClick(panel, Qt::LeftButton);
   frmSiteState& window = feature_.SiteStateWindow();
   EXPECT_TRUE(window.isVisible());
+  test::ExpectShown(test::ScreenTexts(&window),
+                    {R"(window "Site State")", R"(label "Edit mode: off")", R"(column 0 "ID")",
+                     R"(column 1 "Name")", R"(column 2 "State")"});
   QTreeWidgetItem* random = window.Tree()->topLevelItem(0);
   EXPECT_EQ(random->text(0), "Devices giving random values (1)");
   EXPECT_EQ(random->child(0)->text(1), "Stack");
+  // Every group is open: what is left changed is in sight at once.
+  for (int i = 0; i < window.Tree()->topLevelItemCount(); ++i) {
+    EXPECT_TRUE(window.Tree()->topLevelItem(i)->isExpanded()) << i;
+  }
   EXPECT_EQ(window.lblEditMode()->text(), "Edit mode: off");
 }
 
