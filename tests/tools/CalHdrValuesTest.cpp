@@ -125,6 +125,9 @@ TEST_F(CalHdrValues, RulesGiveExactDecimalText) {
 
 TEST_F(CalHdrValues, InjectionTimesNumberGroupsInTheOrderMet) {
   const std::pair<const char*, const char*> cases[] = {
+      // A keyword that names no time has no value and takes no group.
+      {"CalHistory.U9.NOX.Days[0].ZEROINJECTIONSTARTWEEK", ""},
+      {"CalHistory.U9.NOX.Days[0].COLOUR", ""},
       {"CalHistory.U1.NOX.Days[0].ZEROINJECTIONSTARTHHMMSS", "063000"},
       {"CalHistory.U1.NOX.Days[0].ZEROINJECTIONSTARTYYYYMMDD", "20240313"},
       {"CalHistory.U1.NOX.Days[2].SPANINJECTIONENDHHMMSS", "063800"},
