@@ -86,6 +86,14 @@ TEST(TrendRecorder, RingKeepsTheNewestAndClockPutBackNeverGoesBackInTime) {
     tick(i * 2, i);
   }
   EXPECT_EQ(Values(recorder, "1C"), (std::vector<double>{2, 3, 4, 5}));
+  // A ring asked for less keeps two points: a line needs two.
+  TrendRecorder shortest(w.model, 1);
+  for (int i = 0; i < 3; ++i) {
+    CurrentValues values;
+    values.insert("1C", Item("1C", i, ""));
+    shortest.TickRead(T0.addSecs(i), &values);
+  }
+  EXPECT_EQ(Values(shortest, "1C"), (std::vector<double>{1, 2}));
   // Back from 10 s to 7 s: the points at 8 and 10 s go, a gap separates 6 s from 7 s.
   tick(7, 70);
   const std::vector<TrendRecorder::Point> points = recorder.Points(*recorder.Find("1C"));
@@ -188,6 +196,17 @@ TEST(TrendRecorder, PointsStayWithinTheMemoryBudgetThinningTheOldest) {
   }
   EXPECT_EQ(recorder.KeptTicks(), 18u);
   EXPECT_EQ(Values(recorder, "1C"), seconds({32}, 42, 59));
+
+  // Eight channels: 6 whole ticks of 9 doubles leave room for one thinned tick, which would
+  // be a lone point far back; the thinned ones go, and the note says so.
+  w.channels.AddLsvRowsForChannelIDList(QStringLiteral("3;4;5;6;7;8"));
+  tick(60);
+  EXPECT_EQ(recorder.KeptTicks(), 6u);
+  EXPECT_EQ(recorder.ThinnedTicks(), 0u);
+  EXPECT_EQ(Values(recorder, "1C"), seconds({}, 55, 60));
+  EXPECT_EQ(recorder.ThinnedNote(),
+            "Older points were dropped to keep the trends within 0 MiB: 6 updates are kept for "
+            "each of 8 channels.");
 }
 
 // Only the age limit drops points outright: with room for everything nothing is thinned, and a
