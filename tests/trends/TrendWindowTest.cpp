@@ -335,6 +335,20 @@ TEST(TrendWindow, TheLiveViewIsAStripChart) {
   plot->xAxis->moveRange(-300);
   s.window.SetPaused(false);
   EXPECT_DOUBLE_EQ(plot->xAxis->range().lower, newest - 600);
+
+  // It stands while the newest point is a fiftieth of the span (12 s) or more from its right
+  // end, and moves on as soon as one comes nearer.
+  const auto recordAt = [&](double seconds) {
+    CurrentValues values;
+    values.insert("1C", CurrentValueItem{"1C", t0, 5.0, ""});
+    values.insert("2C", CurrentValueItem{"2C", t0, 4.0, ""});
+    s.recorder.TickRead(QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000)), &values);
+    QApplication::processEvents();
+  };
+  recordAt(newest + 137.9);
+  EXPECT_DOUBLE_EQ(plot->xAxis->range().upper, newest + 150);
+  recordAt(newest + 138.1);
+  EXPECT_NEAR(plot->xAxis->range().upper, newest + 138.1 + 150, 1e-3);
 }
 
 }  // namespace
