@@ -103,6 +103,25 @@ TEST_P(ChannelValueWriterTest, RecordsCarryTheExactCommandAndCallerCode) {
   EXPECT_TRUE(sink_.log.entries.empty()) << sink_.log.All().toStdString();
 }
 
+// What each write tells the journal the channels had before: the value the watch list showed,
+// "(several values)" where they differ, nothing where no watch list tells.
+TEST_P(ChannelValueWriterTest, TheJournalHasTheValueTheWatchListShowedBefore) {
+  struct Operations final : IOperationJournal {
+    QStringList previous;
+    void Record(const JournalOperation& operation) override { previous << operation.previous; }
+  } journal;
+  writer_.SetJournal(&journal);
+  writer_.WriteChannelValueRecord(QStringLiteral("TELM-0038"), 5, Value(1));
+  writer_.SetPreviousValues(
+      [](std::int32_t id) { return id == 6 ? QStringLiteral("7") : QStringLiteral("13"); });
+  writer_.WriteChannelValueRecord(QStringLiteral("TELM-0038"), 5, Value(2));
+  writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), {{5, Value(3)}, {8, Value(3)}},
+                                   QStringLiteral("Bulk mode-code write"));
+  writer_.WriteChannelValueRecords(QStringLiteral("TELM-0075"), {{5, Value(4)}, {6, Value(4)}},
+                                   QStringLiteral("Bulk mode-code write"));
+  EXPECT_EQ(journal.previous, QStringList({"", "13", "13", "(several values)"}));
+}
+
 TEST_P(ChannelValueWriterTest, HostileTextIsStoredAsXmlThatReadsBackTheSameValue) {
   const QStringList texts = {QStringLiteral("say \"hi\""),
                              QStringLiteral("a<b"),

@@ -16,6 +16,7 @@
 
 #include <QCheckBox>
 #include <QGuiApplication>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -117,6 +118,18 @@ TEST_F(WatchesUiTest, SeveralChannelsDialogAndBulkPageCaptions) {
     return page.findChild<QLabel*>(QLatin1String(name))->text();
   };
   EXPECT_EQ(label("lblBulkWriteWarning"), QStringLiteral("WARNING! USE IN RANDOM MODE ONLY!"));
+  // The warning stands out: bold, in red.
+  auto* warning = page.findChild<QLabel*>(QStringLiteral("lblBulkWriteWarning"));
+  EXPECT_TRUE(warning->fontInfo().bold());
+  const QImage drawn = warning->grab().toImage();
+  int red = 0;
+  for (int y = 0; y < drawn.height(); ++y) {
+    for (int x = 0; x < drawn.width(); ++x) {
+      const QColor pixel = drawn.pixelColor(x, y);
+      red += pixel.red() > 200 && pixel.green() < 80 && pixel.blue() < 80 ? 1 : 0;
+    }
+  }
+  EXPECT_GT(red, 50);
   EXPECT_EQ(label("lblWriteToAllMCChannelsFrameTitle"), QStringLiteral("Write to All MC Channels"));
   EXPECT_EQ(label("lblWriteToAllCemsInfoMCChannels"),
             QStringLiteral("Affects all channels with (HWAddress ending in 'MC60' or 'MC75') AND "
