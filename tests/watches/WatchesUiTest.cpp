@@ -130,6 +130,13 @@ TEST_F(WatchesUiTest, SeveralChannelsDialogAndBulkPageCaptions) {
     }
   }
   EXPECT_GT(red, 50);
+  // On a wide page each row's box and buttons stay together at the left.
+  page.resize(1400, 500);
+  page.show();
+  for (const char* last : {"cmdWrite13ToAllMCChannels", "cmdWriteMC1112ToAllCemsInfoMCChannels"}) {
+    const QPushButton* button = page.Button(QLatin1String(last));
+    EXPECT_LT(button->mapTo(&page, QPoint(button->width(), 0)).x(), 1000) << last;
+  }
   EXPECT_EQ(label("lblWriteToAllMCChannelsFrameTitle"), QStringLiteral("Write to All MC Channels"));
   EXPECT_EQ(label("lblWriteToAllCemsInfoMCChannels"),
             QStringLiteral("Affects all channels with (HWAddress ending in 'MC60' or 'MC75') AND "
