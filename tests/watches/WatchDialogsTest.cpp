@@ -24,6 +24,7 @@
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPushButton>
 #include <QTabBar>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -188,7 +189,9 @@ TEST_F(AddChannelWatchTest, TypedIdsAndCancelKeepTheDialogsState) {
 
   dialog.TabStripAdd()->setCurrentIndex(0);
   dialog.lstChannels()->item(0)->setSelected(true);
-  dialog.cmdCancel_Click();
+  auto* cancel = dialog.findChild<QPushButton*>(QStringLiteral("cmdCancel"));
+  ASSERT_NE(cancel, nullptr);
+  cancel->click();
   EXPECT_FALSE(dialog.OK());
   EXPECT_FALSE(dialog.isVisible());
   EXPECT_TRUE(dialog.lstChannels()->selectedItems().isEmpty());
