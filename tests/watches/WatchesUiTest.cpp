@@ -80,6 +80,10 @@ TEST_F(WatchesUiTest, OneChannelDialogShowsTheModelsState) {
   EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Change Channel Value"));
   EXPECT_EQ(dialog.txtValueRange()->text(), QStringLiteral("(N/A)"));
   EXPECT_EQ(dialog.cmdChange()->text(), QStringLiteral("C&hange"));
+  // The range is on a row of its own, under the new value.
+  dialog.show();
+  EXPECT_GE(dialog.txtValueRange()->y(),
+            dialog.txtNewValue()->y() + dialog.txtNewValue()->height());
   EXPECT_EQ(
       dialog.optRandomValues(1)->text(),
       QStringLiteral("Automatically change values using a \"triangle\" or \"sawtooth\" wave"));
@@ -102,6 +106,17 @@ TEST_F(WatchesUiTest, OneChannelDialogShowsTheModelsState) {
                 R"(<Command action="ForceChannelValue" id="5" value="" DataSource="TriangleWave" )"
                 R"(OscillationMin="4" OscillationMax="9" OscillationPeriod="120" />)")});
   EXPECT_EQ(dialog.result(), QDialog::Accepted);
+
+  // Cancel, pressed by its button, sends nothing.
+  frmChangeChanValue cancelled(Services());
+  cancelled.SetChannelID(5);
+  cancelled.show();
+  auto* cancel = cancelled.findChild<QPushButton*>(QStringLiteral("cmdCancel"));
+  ASSERT_NE(cancel, nullptr);
+  cancel->click();
+  EXPECT_EQ(cancelled.result(), QDialog::Rejected);
+  EXPECT_FALSE(cancelled.isVisible());
+  EXPECT_EQ(link_.sent.size(), 1);
 }
 
 TEST_F(WatchesUiTest, SeveralChannelsDialogAndBulkPageCaptions) {
