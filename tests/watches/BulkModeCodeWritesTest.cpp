@@ -217,6 +217,8 @@ TEST_P(BulkModeCodeWritesTest, Mc1112ReportsTheValueOfTheLastMcRecordExamined) {
       {{{24, "NOx", "A:MC60"}, {25, "SO2 O2 corrected", "A:MC60"}},
        {"24=11", "25=11"},
        "'11' to 2 channels"},
+      // No MC record examined: the value the button stands for.
+      {{{23, "NOx trim", "A:40001"}}, {}, "'11' to 0 channels"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.message);
