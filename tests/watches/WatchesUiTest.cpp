@@ -123,6 +123,11 @@ TEST_F(WatchesUiTest, SeveralChannelsDialogAndBulkPageCaptions) {
   frmChangeChanValues dialog(Services());
   EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Change Channel Values"));
   dialog.SetChannelIDList(QStringLiteral("\t5\t7"));
+  // Null takes the place of a value: the box is shut while it is ticked.
+  dialog.chkNullValue()->setChecked(true);
+  EXPECT_FALSE(dialog.txtNewValue()->isEnabled());
+  dialog.chkNullValue()->setChecked(false);
+  EXPECT_TRUE(dialog.txtNewValue()->isEnabled());
   dialog.txtNewValue()->setText(QStringLiteral("&HFFFF"));
   dialog.cmdChange()->click();
   EXPECT_EQ(db_.Rows(QStringLiteral("SELECT commandtext FROM H5IOCOMMAND")).size(), 2);
