@@ -584,16 +584,60 @@ void OperationJournal::SetEditAccount(const QString& account) {
 }
 
 std::vector<JournalEntry> OperationJournal::ReadForWindow() {
-  if (forwarder_ == nullptr) {
-    return ReadAll();
+  bool stopped = false;
+  return ReadForWindow({}, &stopped);
+}
+
+std::vector<JournalEntry> OperationJournal::ReadForWindow(const ProgressFn& progress,
+                                                          bool* stopped) {
+  *stopped = false;
+  std::vector<JournalEntry> entries;
+  std::int64_t after = 0;
+  if (forwarder_ != nullptr) {
+    entries = shared_;
+    after = forwardedUpTo_;
   }
-  std::vector<JournalEntry> entries = shared_;
+  const std::size_t kept = entries.size();
   QString error;
-  const bool open = open_ || Open();
-  if (!ReadWithWaiting(&entries, [&] {
-        return !open || ReadEntries(QSqlDatabase::database(connectionName_, false), forwardedUpTo_,
-                                    std::numeric_limits<int>::max(), &entries, &error);
-      })) {
+  bool ok = true;
+  if (open_ || Open()) {
+    const QSqlDatabase db = QSqlDatabase::database(connectionName_, false);
+    std::size_t total = 0;
+    if (progress) {
+      QSqlQuery count(db);
+      count.prepare(QStringLiteral("SELECT COUNT(*) FROM journal WHERE id > ?"));
+      count.addBindValue(static_cast<qlonglong>(after));
+      ok = ExecWithRetry(count, QString(), error) && count.next();
+      total = ok ? count.value(0).toULongLong() : 0;
+    }
+    // Chunk by chunk while the window runs in between, then the rest and the waiting entries
+    // at once with the writer held, so that each entry comes once.
+    for (std::size_t done = 0; ok && progress;) {
+      const std::size_t before = entries.size();
+      ok = ReadEntries(db, after, ReadChunk, &entries, &error);
+      done += entries.size() - before;
+      if (!ok || entries.size() - before < static_cast<std::size_t>(ReadChunk)) {
+        break;
+      }
+      after = entries.back().id;
+      if (!progress(done, std::max(total, done))) {
+        *stopped = true;
+        return entries;
+      }
+    }
+    if (ok) {
+      ok = ReadWithWaiting(&entries, [&] {
+        return ReadEntries(db, entries.size() > kept ? entries.back().id : after,
+                           std::numeric_limits<int>::max(), &entries, &error);
+      });
+    }
+  } else {
+    ReadWithWaiting(&entries, [] { return true; });
+  }
+  if (!ok) {
+    if (forwarder_ == nullptr) {
+      entries.clear();
+    }
     ReportOnce(QStringLiteral("read"), error);
   }
   return entries;

@@ -13,6 +13,7 @@
 
 #include "journal/IOperationJournal.h"
 #include "journal/SharedJournal.h"
+#include "util/CsvFile.h"
 
 #include <QObject>
 #include <QSqlDatabase>
@@ -105,6 +106,11 @@ class OperationJournal final : public QObject, public IOperationJournal {
   // as the server has them, then this file's entries that have not reached it yet; without
   // one, the file's entries; in both cases followed by the entries waiting for the file.
   std::vector<JournalEntry> ReadForWindow();
+  // The same, the file read ReadChunk entries at a time, telling `progress` (the file's entries
+  // read of those it has) between chunks. When it says stop, what was read so far comes back
+  // and `*stopped` is set.
+  std::vector<JournalEntry> ReadForWindow(const ProgressFn& progress, bool* stopped);
+  static constexpr int ReadChunk = 10000;
   // With a shared journal, the other computers that have edit mode on now.
   const std::vector<EditModeElsewhere>& OthersInEditMode() const { return elsewhere_; }
   // The most server entries kept for the window.
