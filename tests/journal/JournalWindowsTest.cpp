@@ -6,18 +6,24 @@
 #include "journal/ui/frmOperatorJournal.h"
 #include "journal/ui/frmSiteState.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "platform/ui/ChunkProgressDialog.h"
 #include "tests/util/QStringPrinter.h"
 #include "util/Clock.h"
 #include "util/IRaiseMsg.h"
 #include "util/UtilityXMLDOMFunctions.h"
 
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QProgressDialog>
+#include <QRegularExpression>
 #include <QStatusBar>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QtTest/QTest>
 
@@ -91,6 +97,49 @@ TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
   EXPECT_TRUE(prompter_.Records().back().text.startsWith(
       QStringLiteral("The journal could not be exported to '")));
   EXPECT_TRUE(sink_.texts.isEmpty());
+}
+
+// An export that runs longer than half a second (here the disk is slow once) shows its bar with
+// the count; Cancel there leaves no file and says how far the export came.
+TEST_F(JournalWindowsTest, ALongExportShowsItsCountAndCancelLeavesNoFile) {
+  frmOperatorJournal& window = feature_.JournalWindow();
+  JournalEntry entry;
+  entry.operation = QStringLiteral("WriteToChannel");
+  entry.targets = QStringLiteral("12 Stack");
+  window.Model().SetEntries(std::vector<JournalEntry>(5000, entry));
+  window.txtFilter()->setText(QStringLiteral("Stack"));
+  ASSERT_EQ(window.Proxy().rowCount(), 5000);
+  const QString file = dir_.filePath(QStringLiteral("big.csv"));
+  prompter_.QueueSaveFile(file);
+
+  QTimer slowDisk;
+  slowDisk.setSingleShot(true);
+  QObject::connect(&slowDisk, &QTimer::timeout,
+                   [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
+  slowDisk.start(0);
+  QString seen;
+  QTimer operatorEye;
+  QObject::connect(&operatorEye, &QTimer::timeout, [&seen] {
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+      auto* bar = qobject_cast<QProgressDialog*>(w);
+      if (bar != nullptr && bar->isVisible() && seen.isEmpty()) {
+        seen = bar->labelText();
+        bar->cancel();
+      }
+    }
+  });
+  operatorEye.start(5);
+  EXPECT_FALSE(window.ExportCsv());
+  // The bar shows at the first chunk after the half second: after the first or second.
+  const QRegularExpressionMatch count =
+      QRegularExpression(QStringLiteral("^Exporting entries: ([12],000) of 5,000$")).match(seen);
+  ASSERT_TRUE(count.hasMatch()) << seen.toStdString();
+  EXPECT_FALSE(QFile::exists(file));
+  EXPECT_EQ(prompter_.Records().back().text,
+            QStringLiteral("The export was cancelled after %1 of 5,000 entries; %2 was not "
+                           "written.")
+                .arg(count.captured(1), QDir::toNativeSeparators(file)));
+  EXPECT_EQ(prompter_.Records().back().title, "Operator Journal");
 }
 
 // Opening the journal again shows what other monitors wrote to the shared file meanwhile.
