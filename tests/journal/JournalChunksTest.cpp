@@ -81,7 +81,7 @@ TEST_F(JournalChunksTest, ReadingTellsEachChunkAndAStopKeepsWhatWasRead) {
   const Case cases[] = {
       {"read to the end", 0, kEntries, false},
       {"stopped after the first chunk", 1, OperationJournal::ReadChunk, true},
-      {"stopped after the second chunk", 2, 2 * OperationJournal::ReadChunk, true},
+      {"stopped after the second chunk", 2, 2 * std::size_t{OperationJournal::ReadChunk}, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -133,6 +133,7 @@ TEST_F(JournalChunksTest, EntriesWaitingForABusyFileComeOnceAfterTheFile) {
 TEST_F(JournalChunksTest, ExportWritesTheSameBytesOrNoFileWhenStopped) {
   const std::vector<JournalEntry> entries = journal_.ReadAll();
   std::vector<const JournalEntry*> pointers;
+  pointers.reserve(entries.size());
   for (const JournalEntry& e : entries) {
     pointers.push_back(&e);
   }

@@ -244,7 +244,7 @@ TEST(TrendCsv, ALongExportWritesTheSameBytesOrNothingWhenStopped) {
   for (int tick = 0; tick < 2500; ++tick) {
     values["1C"] = Item("1C", tick % 7, "");
     values["2C"] = tick % 5 == 0 ? Item("2C", std::nullopt, "OFF") : Item("2C", -tick, "");
-    recorder.TickRead(T0.addSecs(2 * tick), &values);
+    recorder.TickRead(T0.addSecs(qint64{2} * tick), &values);
   }
   const double from = static_cast<double>(T0.toSecsSinceEpoch()) + 100;
   const double to = from + 3000;
