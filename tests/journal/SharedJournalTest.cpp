@@ -6,6 +6,7 @@
 #include "journal/OperationJournal.h"
 #include "journal/SharedJournal.h"
 #include "journal/SiteStateModel.h"
+#include "tests/journal/OwnPostgresServer.h"
 #include "tests/platform/SiteDatabaseFixture.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -27,6 +28,7 @@ namespace telmon {
 namespace {
 
 using test::Backend;
+using test::OwnServer;
 using test::ScratchDatabase;
 
 JournalOperation Op(const QString& value) {
@@ -67,43 +69,6 @@ void InitJournal(const QString& connection) {
   ASSERT_NE(db, nullptr) << error.toStdString();
   ASSERT_TRUE(SharedJournal::InitSchema(*db, &error)) << error.toStdString();
 }
-
-// A PostgreSQL server of the test's own, so that stopping it disturbs no other test.
-class OwnServer {
- public:
-  OwnServer()
-      : dir_(QDir::tempPath() + QStringLiteral("/telmon-pg-") +
-             QUuid::createUuid().toString(QUuid::Id128).left(12)) {
-    const QString out = Script(QStringLiteral("start"));
-    const qsizetype at = out.indexOf(QStringLiteral("PGPORT="));
-    port_ = at < 0 ? QString() : out.mid(at + 7).section(QLatin1Char(' '), 0, 0).trimmed();
-  }
-  ~OwnServer() {
-    Script(QStringLiteral("stop"));
-    QDir(dir_).removeRecursively();
-  }
-  OwnServer(const OwnServer&) = delete;
-  OwnServer& operator=(const OwnServer&) = delete;
-
-  bool Started() const { return !port_.isEmpty(); }
-  QString Connection() const {
-    return QStringLiteral("postgresql://telmon@127.0.0.1:%1/postgres?connect_timeout=1").arg(port_);
-  }
-  void Stop() { Script(QStringLiteral("stop")); }
-  void Resume() { Script(QStringLiteral("resume")); }
-
- private:
-  QString Script(const QString& command) const {
-    QProcess process;
-    process.start(QStringLiteral(TELMON_SOURCE_DIR "/scripts/pg-test-server"), {command, dir_});
-    EXPECT_TRUE(process.waitForFinished(120000));
-    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-    return QString::fromUtf8(process.readAllStandardOutput());
-  }
-
-  QString dir_;
-  QString port_;
-};
 
 TEST(SharedJournal, JournalOptionNamesTheFileOrTheServer) {
   const QString own = OperationJournal::DefaultFileName();
