@@ -22,6 +22,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <algorithm>
 #include <csignal>
 #include <limits>
@@ -156,6 +157,60 @@ ToolRun RunSiteTool(const QStringList& args) {
   }
   return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
           QString::fromUtf8(process.readAllStandardError())};
+}
+
+// Checks that the server holds each entry of the outbox file once, in the outbox's order, field
+// for field (nothing left waiting, nothing twice); returns the outbox's entries.
+std::vector<JournalEntry> ExpectServerHoldsOutbox(const std::vector<SharedJournalRow>& rows,
+                                                  const QString& file, const QString& computer) {
+  SCOPED_TRACE(file.toStdString());
+  const Outbox local = ReadOutbox(file);
+  EXPECT_FALSE(local.id.isEmpty());
+  std::vector<const SharedJournalRow*> sent;
+  for (const SharedJournalRow& row : rows) {
+    if (row.outbox == local.id) {
+      sent.push_back(&row);
+    }
+  }
+  std::vector<std::int64_t> sentNumbers;
+  for (const SharedJournalRow* row : sent) {
+    sentNumbers.push_back(row->localSeq);
+  }
+  std::vector<std::int64_t> localNumbers;
+  for (std::size_t i = 0; i < local.entries.size(); ++i) {
+    EXPECT_EQ(local.entries[i].id, static_cast<std::int64_t>(i + 1));
+    localNumbers.push_back(local.entries[i].id);
+  }
+  if (sentNumbers != localNumbers) {
+    const auto [s, l] = std::mismatch(sentNumbers.begin(), sentNumbers.end(), localNumbers.begin(),
+                                      localNumbers.end());
+    ADD_FAILURE() << "the server has " << sentNumbers.size() << " entries of the outbox's "
+                  << localNumbers.size() << "; first difference at position "
+                  << (s - sentNumbers.begin() + 1) << ": server "
+                  << (s == sentNumbers.end() ? -1 : *s) << ", outbox "
+                  << (l == localNumbers.end() ? -1 : *l);
+    return local.entries;
+  }
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    SCOPED_TRACE(i);
+    const SharedJournalRow& row = *sent[i];
+    const JournalEntry& entry = local.entries[i];
+    EXPECT_EQ(row.computer, computer);
+    EXPECT_EQ(row.operation, entry.operation);
+    EXPECT_EQ(row.value, entry.value);
+    EXPECT_EQ(row.command, entry.command);
+    EXPECT_EQ(row.outcome, entry.outcome);
+    EXPECT_EQ(row.previousValue, entry.previous);
+    EXPECT_EQ(row.timeUtc, entry.timeUtc.toString(Qt::ISODateWithMs));
+  }
+  return local.entries;
+}
+
+// The values 1, 2, ... n the writer journals.
+void ExpectCountingValues(const std::vector<JournalEntry>& entries) {
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    EXPECT_EQ(entries[i].value, QString::number(i + 1));
+  }
 }
 
 // Forces a channel again and again with a pause between, longer than the test needs: the run
@@ -305,77 +360,72 @@ TEST(SharedJournalProcesses, TwoMonitorsAndACheckRunJournalThroughAServerRestart
   // Each outbox's entries are on the server once each, in the outbox's order, field for field:
   // nothing is left waiting anywhere and nothing came twice.
   const std::vector<SharedJournalRow> rows = ServerRows(connection);
-  std::map<QString, std::vector<const SharedJournalRow*>> byOutbox;
-  for (const SharedJournalRow& row : rows) {
-    byOutbox[row.outbox].push_back(&row);
+  std::size_t sent = 0;
+  for (Monitor& m : monitors) {
+    const std::vector<JournalEntry> entries = ExpectServerHoldsOutbox(rows, m.outbox, m.computer);
+    EXPECT_EQ(entries.size(), 120u);
+    ExpectCountingValues(entries);
+    sent += entries.size();
   }
-  struct Expected {
-    QString file;
-    QString computer;
-    std::size_t count;  // 0: whatever the run journaled
-  };
-  const Expected outboxes[] = {{monitors[0].outbox, QStringLiteral("control-room"), 120},
-                               {monitors[1].outbox, QStringLiteral("shelter"), 120},
-                               {checkOutbox, checkComputer, 0}};
-  for (const Expected& expected : outboxes) {
-    SCOPED_TRACE(expected.file.toStdString());
-    const Outbox local = ReadOutbox(expected.file);
-    ASSERT_FALSE(local.id.isEmpty());
-    if (expected.count > 0) {
-      EXPECT_EQ(local.entries.size(), expected.count);
-    } else {
-      EXPECT_GE(local.entries.size(), 5u);  // before, during and after the outage
-    }
-    const std::vector<const SharedJournalRow*>& sent = byOutbox[local.id];
-    std::vector<std::int64_t> sentNumbers;
-    for (const SharedJournalRow* row : sent) {
-      sentNumbers.push_back(row->localSeq);
-    }
-    std::vector<std::int64_t> localNumbers;
-    for (std::size_t i = 0; i < local.entries.size(); ++i) {
-      EXPECT_EQ(local.entries[i].id, static_cast<std::int64_t>(i + 1));
-      localNumbers.push_back(local.entries[i].id);
-    }
-    // Once each and in order: the server holds exactly the outbox's numbers.
-    if (sentNumbers != localNumbers) {
-      const auto [s, l] = std::mismatch(sentNumbers.begin(), sentNumbers.end(),
-                                        localNumbers.begin(), localNumbers.end());
-      ADD_FAILURE() << "the server has " << sentNumbers.size() << " entries of the outbox's "
-                    << localNumbers.size() << "; first difference at position "
-                    << (s - sentNumbers.begin() + 1) << ": server "
-                    << (s == sentNumbers.end() ? -1 : *s) << ", outbox "
-                    << (l == localNumbers.end() ? -1 : *l);
-      continue;
-    }
-    for (std::size_t i = 0; i < sent.size(); ++i) {
-      SCOPED_TRACE(i);
-      const SharedJournalRow& row = *sent[i];
-      const JournalEntry& entry = local.entries[i];
-      EXPECT_EQ(row.computer, expected.computer);
-      EXPECT_EQ(row.operation, entry.operation);
-      EXPECT_EQ(row.value, entry.value);
-      EXPECT_EQ(row.command, entry.command);
-      EXPECT_EQ(row.outcome, entry.outcome);
-      EXPECT_EQ(row.previousValue, entry.previous);
-      EXPECT_EQ(row.timeUtc, entry.timeUtc.toString(Qt::ISODateWithMs));
-      if (expected.count > 0) {
-        EXPECT_EQ(row.value, QString::number(i + 1));
-      }
-    }
-  }
-  EXPECT_EQ(byOutbox.size(), 3u);  // nothing on the server from anywhere else
+  // The run journaled before, during and after the outage.
+  const std::size_t checked = ExpectServerHoldsOutbox(rows, checkOutbox, checkComputer).size();
+  EXPECT_GE(checked, 5u);
+  EXPECT_EQ(rows.size(), sent + checked);  // nothing on the server from anywhere else
   // The monitors' entries are one chain between them, not one block after the other.
-  const std::vector<const SharedJournalRow*>& a = byOutbox[ReadOutbox(monitors[0].outbox).id];
-  const std::vector<const SharedJournalRow*>& b = byOutbox[ReadOutbox(monitors[1].outbox).id];
-  ASSERT_FALSE(a.empty());
-  ASSERT_FALSE(b.empty());
-  EXPECT_LT(a.front()->seq, b.back()->seq);
-  EXPECT_LT(b.front()->seq, a.back()->seq);
+  std::map<QString, std::pair<std::int64_t, std::int64_t>> span;  // first and last number
+  for (const SharedJournalRow& row : rows) {
+    auto [it, added] = span.try_emplace(row.computer, row.seq, row.seq);
+    it->second.second = row.seq;
+  }
+  EXPECT_LT(span["control-room"].first, span["shelter"].second);
+  EXPECT_LT(span["shelter"].first, span["control-room"].second);
 
   const ToolRun verify =
       RunSiteTool({QStringLiteral("journal"), QStringLiteral("verify"), connection});
   EXPECT_EQ(verify.exitCode, 0) << verify.err.toStdString();
   EXPECT_EQ(verify.out, QStringLiteral("The journal's %1 entries verify\n").arg(rows.size()));
+}
+
+// A monitor whose outbox cannot grow (the operating system's file size limit, as on a full disk)
+// goes on with its operations and reports once that they are not journaled; what the outbox
+// holds still reaches the server, once each and in order.
+TEST(SharedJournalProcesses, AnOutboxThatCannotGrowIsReportedOnceAndWhatItHoldsIsSent) {
+  if (!test::PostgresqlAvailable()) {
+    GTEST_SKIP() << "no PostgreSQL server for the tests (TELMON_TEST_PG unset)";
+  }
+  test::ScratchDatabase server(test::Backend::Postgresql);
+  const ToolRun init = RunSiteTool({QStringLiteral("init-journal"), server.ConnectionString()});
+  ASSERT_EQ(init.exitCode, 0) << init.err.toStdString();
+  QTemporaryDir dir;
+  const QString outbox = dir.filePath(QStringLiteral("full.sqlite"));
+  Child writer;
+  writer.Process().setChildProcessModifier([] {
+    // Room for the file and a few entries; a write past it fails instead of ending the program.
+    constexpr rlim_t kBytes = 128 * 1024;
+    const rlimit limit{kBytes, kBytes};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::signal(SIGXFSZ, SIG_IGN);
+  });
+  writer.Start(QStringLiteral(TELMON_JOURNAL_WRITER),
+               {outbox, QStringLiteral("laptop"), server.ConnectionString()});
+  writer.Tell("write 100");
+  ASSERT_TRUE(WaitFor([&] { return writer.Said(QStringLiteral("recorded 100")); }, kDeadlineMs))
+      << writer.Transcript();
+  writer.Tell("finish");
+  EXPECT_EQ(writer.Finished(), 0) << writer.Transcript();
+  EXPECT_EQ(writer.CountStartingWith(QStringLiteral("message ")), 1) << writer.Transcript();
+  EXPECT_EQ(writer.CountStartingWith(
+                QStringLiteral("message 4 TELM-9002: The operator journal '%1' could not be "
+                               "written (")
+                    .arg(outbox)),
+            1)
+      << writer.Transcript();
+
+  const std::vector<JournalEntry> kept =
+      ExpectServerHoldsOutbox(ServerRows(server.ConnectionString()), outbox, "laptop");
+  EXPECT_GT(kept.size(), 0u);
+  EXPECT_LT(kept.size(), 100u);
+  ExpectCountingValues(kept);
 }
 
 }  // namespace
