@@ -213,10 +213,13 @@ void ExpectCountingValues(const std::vector<JournalEntry>& entries) {
   }
 }
 
-// Forces a channel again and again with a pause between, longer than the test needs: the run
-// ends when the test interrupts it.
+// Switches a device to random values, then forces a channel again and again with a pause
+// between, longer than the test needs: the run ends when the test interrupts it, and its release
+// switches the device back, the last entry it journals before it ends.
 QByteArray LongForcingSequence() {
-  QByteArray yaml = "name: forcing while the journal server comes and goes\nsteps:\n";
+  QByteArray yaml =
+      "name: forcing while the journal server comes and goes\nsteps:\n"
+      "  - random: {device: 4, on: true}\n";
   for (int i = 1; i <= 600; ++i) {
     yaml += "  - force: {channel: 1216, value: \"" + QByteArray::number(i) + "\"}\n";
     yaml += "  - wait: 0.1\n";
@@ -368,8 +371,13 @@ TEST(SharedJournalProcesses, TwoMonitorsAndACheckRunJournalThroughAServerRestart
     sent += entries.size();
   }
   // The run journaled before, during and after the outage.
-  const std::size_t checked = ExpectServerHoldsOutbox(rows, checkOutbox, checkComputer).size();
-  EXPECT_GE(checked, 5u);
+  const std::vector<JournalEntry> run = ExpectServerHoldsOutbox(rows, checkOutbox, checkComputer);
+  const std::size_t checked = run.size();
+  EXPECT_GE(checked, 6u);
+  if (!run.empty()) {
+    EXPECT_EQ(run.front().operation, "Random values on");
+    EXPECT_EQ(run.back().operation, "Random values off");
+  }
   EXPECT_EQ(rows.size(), sent + checked);  // nothing on the server from anywhere else
   // The monitors' entries are one chain between them, not one block after the other.
   std::map<QString, std::pair<std::int64_t, std::int64_t>> span;  // first and last number
