@@ -2,6 +2,7 @@
 // with its own outbox, telmon_journal_writer) and a telmon-check run against the simulator
 // journal into one PostgreSQL server while it is stopped and started again. Every entry of each
 // outbox arrives once, in the outbox's order, nothing is left waiting, and the chain verifies.
+// And a monitor whose outbox cannot grow goes on, says so once, and sends what the outbox holds.
 
 #include "journal/OperationJournal.h"
 #include "journal/SharedJournal.h"
