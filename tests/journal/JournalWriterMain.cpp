@@ -3,11 +3,11 @@
 // the shared journal on, as the window does, and does what it is told on its input:
 //
 //   write K   journal K more channel writes (values go on from the last), then "recorded N"
-//   finish    forward until the server holds every entry, then "all sent" and exit 0
+//   finish    forward until nothing waits in the outbox, then "all sent" and exit 0
 //
 // Its output also carries each message the journal raises, as "message <type> <text>".
-// Exit codes: 0 all sent; 2 usage; 3 entries still waiting at the deadline; 4 input ended
-// before "finish".
+// Exit codes: 0 all sent; 2 usage; 3 entries still waiting at the deadline; 4 input ended (or
+// a blank line came) before "finish".
 //
 // Usage: telmon_journal_writer OUTBOX COMPUTER CONNECTION [RETRY_MS] [FINISH_DEADLINE_MS]
 
@@ -50,8 +50,8 @@ class PrintingSink final : public IRaiseMsg {
 };
 
 // The lines of standard input, read on a thread of their own and handed to `handle` on the
-// main thread; an empty string once the input ends.
-QThread* ReadInput(QObject* context, const std::function<void(const QString&)>& handle) {
+// main thread; an empty string once the input ends. The thread ends with the process.
+void ReadInput(QObject* context, const std::function<void(const QString&)>& handle) {
   QThread* reader = QThread::create([context, handle] {
     std::string line;
     while (std::getline(std::cin, line)) {
@@ -63,7 +63,6 @@ QThread* ReadInput(QObject* context, const std::function<void(const QString&)>& 
         context, [handle] { handle(QString()); }, Qt::QueuedConnection);
   });
   reader->start();
-  return reader;
 }
 
 int Run(const QStringList& args) {
@@ -104,8 +103,9 @@ int Run(const QStringList& args) {
       pause.exec();
     }
   };
-  QObject context;
-  QThread* reader = ReadInput(&context, [&](const QString& line) {
+  // The reader may hand over a line while the program ends: what it hands it to is never freed.
+  auto* context = new QObject;
+  ReadInput(context, [&](const QString& line) {
     if (exitCode >= 0) {
       return;
     }
@@ -137,8 +137,6 @@ int Run(const QStringList& args) {
     }
   });
   QCoreApplication::exec();
-  // The reader may still wait for input that never comes: it ends with the process.
-  (void)reader;
   return exitCode;
 }
 
