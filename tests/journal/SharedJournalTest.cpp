@@ -15,6 +15,8 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
 #include <QTimeZone>
 #include <QUuid>
@@ -245,6 +247,50 @@ TEST(SharedJournal, EarlierEntriesGoFirstAndARestartSendsNothingTwice) {
   }
   EXPECT_EQ(values, QStringList({"1", "2", "3", "4"}));
   EXPECT_TRUE(sink.messages.empty()) << sink.Texts().join('\n').toStdString();
+}
+
+// Entries that waited for a busy outbox are sent as soon as they are in it, after the earlier
+// ones, without waiting for the forwarder's next try.
+TEST(SharedJournal, EntriesThatWaitedForABusyOutboxAreSentInOrder) {
+  REQUIRE_POSTGRESQL();
+  ScratchDatabase server(Backend::Postgresql);
+  InitJournal(server.ConnectionString());
+  QTemporaryDir dir;
+  ManualClock clock;
+  test::CollectingSink sink;
+  const QString file = dir.filePath(QStringLiteral("j.sqlite"));
+  OperationJournal journal(file, {1, QStringLiteral("ws")}, sink, clock);
+  constexpr int kNoRetryMs = 600000;
+  journal.SetSharedJournal(server.ConnectionString(), kNoRetryMs, kNoRetryMs);
+  const auto rowsAre = [&](std::size_t n) {
+    return QTest::qWaitFor([&] { return ServerRows(server.ConnectionString()).size() == n; },
+                           10000);
+  };
+  journal.Record(Op(QStringLiteral("1")));
+  ASSERT_TRUE(rowsAre(1));
+  {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("lock"));
+    db.setDatabaseName(file);
+    ASSERT_TRUE(db.open());
+    ASSERT_TRUE(QSqlQuery(db).exec(QStringLiteral("BEGIN IMMEDIATE")));
+    journal.Record(Op(QStringLiteral("2")));
+    journal.Record(Op(QStringLiteral("3")));
+    EXPECT_EQ(journal.WaitingCount(), 2u);
+    QTest::qWait(300);
+    EXPECT_EQ(ServerRows(server.ConnectionString()).size(), 1u);
+    ASSERT_TRUE(QSqlQuery(db).exec(QStringLiteral("COMMIT")));
+    db.close();
+  }
+  QSqlDatabase::removeDatabase(QStringLiteral("lock"));
+  ASSERT_TRUE(rowsAre(3));
+  QStringList values;
+  for (const SharedJournalRow& row : ServerRows(server.ConnectionString())) {
+    values << row.value;
+  }
+  EXPECT_EQ(values, QStringList({"1", "2", "3"}));
+  ASSERT_EQ(sink.messages.size(), 2u) << sink.Texts().join('\n').toStdString();
+  EXPECT_TRUE(sink.messages[0].second.startsWith(QLatin1String("TELM-9050: ")));
+  EXPECT_TRUE(sink.messages[1].second.startsWith(QLatin1String("TELM-9051: ")));
 }
 
 // An outbox that cannot be made (its folder is a file; a read-only folder is no obstacle to the
