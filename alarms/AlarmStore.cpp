@@ -119,9 +119,7 @@ QDateTime AlarmStore::CachedTime(const QVariant& value) {
   if (const auto it = times_.constFind(text); it != times_.constEnd()) {
     return *it;
   }
-  const QDateTime time = SqlToDateTime(value);
-  times_.insert(text, time);
-  return time;
+  return *times_.insert(text, SqlToDateTime(value));
 }
 
 std::optional<AlarmStore::Current> AlarmStore::Find(QSqlDatabase& db, const QString& kind,
