@@ -53,7 +53,8 @@ void AlarmListManager::InitializeLsv() {
   model_.AddColumn(
       {QStringLiteral("Acknowledged By"), 1500, Qt::AlignLeft, QStringLiteral("AcknowledgedBy")});
   shown_.clear();
-  index_.clear();
+  alarmIndex_.clear();
+  ownIndex_.clear();
   unack_ = 0;
 }
 
@@ -61,12 +62,40 @@ QString AlarmListManager::RowKey(const AlarmRow& row) {
   if (row.monitorOwn) {
     return QStringLiteral("M%1:%2:%3").arg(row.sourceKind).arg(row.sourceId).arg(row.condition);
   }
-  return QStringLiteral("A%1").arg(row.id);
+  return QLatin1Char('A') + QString::number(row.id);
 }
 
 const AlarmRow* AlarmListManager::AlarmOfKey(const QString& key) const {
-  const auto it = index_.constFind(key);
-  return it == index_.constEnd() ? nullptr : &shown_[*it];
+  if (key.startsWith(QLatin1Char('A'))) {
+    bool ok = false;
+    const qint64 id = QStringView(key).mid(1).toLongLong(&ok);
+    const auto it = alarmIndex_.constFind(id);
+    return ok && it != alarmIndex_.constEnd() ? &shown_[*it] : nullptr;
+  }
+  const auto it = ownIndex_.constFind(key);
+  return it == ownIndex_.constEnd() ? nullptr : &shown_[*it];
+}
+
+int AlarmListManager::PositionOf(const AlarmRow& row) const {
+  if (row.monitorOwn) {
+    const auto it = ownIndex_.constFind(RowKey(row));
+    return it == ownIndex_.constEnd() ? -1 : static_cast<int>(*it);
+  }
+  const auto it = alarmIndex_.constFind(row.id);
+  return it == alarmIndex_.constEnd() ? -1 : static_cast<int>(*it);
+}
+
+void AlarmListManager::Reindex() {
+  alarmIndex_.clear();
+  ownIndex_.clear();
+  alarmIndex_.reserve(static_cast<qsizetype>(shown_.size()));
+  for (std::size_t i = 0; i < shown_.size(); ++i) {
+    if (shown_[i].monitorOwn) {
+      ownIndex_.insert(RowKey(shown_[i]), i);
+    } else {
+      alarmIndex_.insert(shown_[i].id, i);
+    }
+  }
 }
 
 QString AlarmListManager::TimeText(const QDateTime& time) const {
@@ -155,6 +184,9 @@ void AlarmListManager::UpdateLsv(std::vector<AlarmRow> rows, std::vector<AlarmRo
   }
   unack_ = static_cast<int>(std::count_if(rows.begin(), rows.end(), WaitsForAck));
   shown_ = std::move(rows);
+  if (!sameOrder) {
+    Reindex();
+  }
 }
 
 namespace {
@@ -189,14 +221,9 @@ std::vector<bool> LongestIncreasing(const std::vector<int>& oldPos) {
 }  // namespace
 
 bool AlarmListManager::Patch(const std::vector<AlarmRow>& rows) {
-  std::vector<QString> keys;
-  keys.reserve(rows.size());
   std::vector<int> oldPos(rows.size(), -1);
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    keys.push_back(RowKey(rows[i]));
-    if (const auto it = index_.constFind(keys.back()); it != index_.constEnd()) {
-      oldPos[i] = static_cast<int>(*it);
-    }
+    oldPos[i] = PositionOf(rows[i]);
   }
   const std::vector<bool> keep = LongestIncreasing(oldPos);
   const auto kept = static_cast<std::size_t>(std::count(keep.begin(), keep.end(), true));
@@ -215,16 +242,14 @@ bool AlarmListManager::Patch(const std::vector<AlarmRow>& rows) {
       model_.RemoveRow(model_.FindKey(RowKey(shown_[j])));
     }
   }
-  index_.clear();
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const int at = static_cast<int>(i);
     if (!keep[i]) {
-      model_.InsertRowsAt(at, {{keys[i], QString(), QString::number(rows[i].id), -1}});
+      model_.InsertRowsAt(at, {{RowKey(rows[i]), QString(), QString::number(rows[i].id), -1}});
       FillRow(model_.RowAt(at), rows[i]);
     } else if (!(rows[i] == shown_[static_cast<std::size_t>(oldPos[i])])) {
       FillRow(model_.RowAt(at), rows[i]);
     }
-    index_.insert(keys[i], i);
   }
   return true;
 }
@@ -233,13 +258,10 @@ void AlarmListManager::Rebuild(const std::vector<AlarmRow>& rows) {
   KeyedListModel::RowRef selected = model_.Selected();
   const QString selectedKey = selected != nullptr ? model_.Key(selected) : QString();
   model_.ClearRows();
-  index_.clear();
   std::vector<KeyedListModel::NewRow> fresh;
   fresh.reserve(rows.size());
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    const QString key = RowKey(rows[i]);
-    index_.insert(key, i);
-    fresh.push_back({key, QString(), QString::number(rows[i].id), -1});
+  for (const AlarmRow& row : rows) {
+    fresh.push_back({RowKey(row), QString(), QString::number(row.id), -1});
   }
   // Keys are unique by construction: the database's by alarm, the monitor's by condition.
   if (!fresh.empty()) {

@@ -59,12 +59,18 @@ class AlarmListManager {
   // A new order: every row made again, the selection kept on its alarm.
   void Rebuild(const std::vector<AlarmRow>& rows);
   static constexpr std::size_t MaxPatchedRows = 64;
+  // Where `row` stands in the list shown; -1 when it is not there.
+  int PositionOf(const AlarmRow& row) const;
+  void Reindex();
   QString TimeText(const QDateTime& time) const;
 
   KeyedListModel& model_;
   DateTimeFormats formats_;
   std::vector<AlarmRow> shown_;
-  QHash<QString, std::size_t> index_;  // row key to position, made again with the order
+  // Positions made again with the order: the database's alarms by ID, the monitor's own by key,
+  // so that finding where a row was costs no key text.
+  QHash<qint64, std::size_t> alarmIndex_;
+  QHash<QString, std::size_t> ownIndex_;
   int unack_ = 0;
 };
 

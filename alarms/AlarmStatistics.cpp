@@ -7,117 +7,148 @@
 #include <QSqlQuery>
 #include <QVariant>
 
+#include <algorithm>
+#include <unordered_map>
+
 namespace telmon {
 
 namespace {
 
-bool Run(QSqlQuery& q, const QString& sql, const QVariantList& values, QString* error) {
-  q.setForwardOnly(true);
-  return RunPrepared(q, sql, values, error);
+// Each activation of the period: its source, condition and priority, and its time as
+// milliseconds after the first slot's start, worked out by the database so that no row's time
+// text is parsed here. In time order, which the history's time index gives without a sort.
+QString ActivationsSql(const QSqlDatabase& db) {
+  const bool postgres = db.driver() != nullptr && db.driver()->dbmsType() == QSqlDriver::PostgreSQL;
+  // SQLite keeps a bound time as ISO text, which julianday reads.
+  const QString offset = postgres
+                             ? QStringLiteral(
+                                   "CAST(ROUND(EXTRACT(EPOCH FROM (eventat - CAST(? AS TIMESTAMP)))"
+                                   " * 1000) AS BIGINT)")
+                             : QStringLiteral(
+                                   "CAST(ROUND((julianday(eventat) - julianday(?)) * 86400000.0)"
+                                   " AS INTEGER)");
+  return QStringLiteral("SELECT sourcekind, sourceid, sourcename, condition, priority, ") + offset +
+         QStringLiteral(
+             " FROM H5ALARMHISTORY WHERE dahsid = ? AND event = 'RAISED' AND"
+             " eventat >= ? AND eventat <= ? ORDER BY eventat");
 }
 
-const QString RaisedRows = QStringLiteral(
-    " FROM H5ALARMHISTORY WHERE dahsid = ? AND event = 'RAISED' AND eventat >= ? AND eventat <= ?");
-
-struct Dialect {
-  QString withinChatter;  // the event and `p2` no further apart than the chatter time
+struct SourceKey {
+  QString kind;
+  std::int32_t id = 0;
+  QString condition;  // empty when a whole source is counted
+  bool operator==(const SourceKey&) const = default;
 };
 
-Dialect DialectOf(const QSqlDatabase& db) {
-  if (db.driver() != nullptr && db.driver()->dbmsType() == QSqlDriver::PostgreSQL) {
-    return {QStringLiteral("eventat - p2 <= interval '%1 seconds'").arg(AlarmChatterSeconds)};
+struct SourceKeyHash {
+  std::size_t operator()(const SourceKey& k) const {
+    return qHashMulti(0, k.kind, k.id, k.condition);
   }
-  // SQLite keeps a bound time as ISO text, which julianday reads.
-  return {QStringLiteral("(julianday(eventat) - julianday(p2)) * 86400.0 <= %1.0001")
-              .arg(AlarmChatterSeconds)};
+};
+
+struct Tally {
+  QString name;  // the greatest of the names the counted rows carry
+  int count = 0;
+  void Count(const QString& rowName) {
+    ++count;
+    if (count == 1 || name < rowName) {
+      name = rowName;
+    }
+  }
+};
+
+// One alarm (a source's condition) as the pass meets its activations.
+struct AlarmTrack {
+  Tally all;      // every activation
+  Tally chatter;  // those that came within a minute of the one two before
+  qint64 last = 0;
+  qint64 before = 0;  // the activation before `last`
+};
+
+std::vector<AlarmSourceCount> Ranked(
+    const std::unordered_map<SourceKey, Tally, SourceKeyHash>& tallies, std::size_t keep) {
+  std::vector<AlarmSourceCount> out;
+  out.reserve(tallies.size());
+  for (const auto& [key, tally] : tallies) {
+    if (tally.count > 0) {
+      out.push_back({key.kind, key.id, tally.name, key.condition, tally.count});
+    }
+  }
+  // Most first, then by source and condition so that equal counts keep one order.
+  const auto before = [](const AlarmSourceCount& a, const AlarmSourceCount& b) {
+    if (a.count != b.count) {
+      return a.count > b.count;
+    }
+    if (const int kind = QString::compare(a.sourceKind, b.sourceKind); kind != 0) {
+      return kind < 0;
+    }
+    if (a.sourceId != b.sourceId) {
+      return a.sourceId < b.sourceId;
+    }
+    return QString::compare(a.condition, b.condition) < 0;
+  };
+  if (out.size() > keep) {
+    std::partial_sort(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(keep), out.end(),
+                      before);
+    out.resize(keep);
+  } else {
+    std::sort(out.begin(), out.end(), before);
+  }
+  return out;
 }
 
-// One count per slot: each is a short range of the time index, where grouping the whole day
-// by slot would sort every activation of it.
-bool ReadSlots(QSqlDatabase& db, std::int32_t dahs, AlarmStatistics& s, QString* error) {
+// Every figure from one pass over the period's activations: the database's grouping and window
+// functions cost several microseconds a row, far more than counting here.
+bool ReadActivations(QSqlDatabase& db, std::int32_t dahs, AlarmStatistics& s, QString* error) {
   QSqlQuery q(db);
   q.setForwardOnly(true);
-  if (!q.prepare(QStringLiteral("SELECT COUNT(*) FROM H5ALARMHISTORY WHERE dahsid = ? AND"
-                                " event = 'RAISED' AND eventat >= ? AND eventat < ?"))) {
+  if (!RunPrepared(q, ActivationsSql(db), {s.from, dahs, s.from, s.to}, error)) {
+    return false;
+  }
+  constexpr qint64 SlotMs = static_cast<qint64>(AlarmSlotMinutes) * 60 * 1000;
+  constexpr qint64 ChatterMs = static_cast<qint64>(AlarmChatterSeconds) * 1000;
+  static_assert(AlarmChatterCount == 3, "the track keeps the two activations before each");
+  std::unordered_map<SourceKey, AlarmTrack, SourceKeyHash> alarms;
+  SourceKey key;
+  while (q.next()) {
+    key.kind = q.value(0).toString();
+    key.id = q.value(1).toInt();
+    key.condition = q.value(3).toString();
+    const QString name = q.value(2).toString();
+    const int priority = q.value(4).toInt();  // NULL reads as 0, an unknown priority
+    const qint64 at = q.value(5).toLongLong();
+    ++s.total;
+    ++s.byPriority[static_cast<std::size_t>(
+        priority >= HighestAlarmPriority && priority <= LowestAlarmPriority ? priority : 0)];
+    ++s.perSlot[static_cast<std::size_t>(std::clamp<qint64>(at / SlotMs, 0, AlarmSlots - 1))];
+    AlarmTrack& track = alarms[key];
+    if (track.all.count >= AlarmChatterCount - 1 && at - track.before <= ChatterMs) {
+      track.chatter.Count(name);
+    }
+    track.all.Count(name);
+    track.before = track.last;
+    track.last = at;
+  }
+  if (q.lastError().isValid()) {
     *error = SqlErrorText(q.lastError());
     return false;
   }
-  for (int slot = 0; slot < AlarmSlots; ++slot) {
-    const QDateTime end = slot + 1 < AlarmSlots ? s.SlotStart(slot + 1) : s.to.addMSecs(1);
-    q.bindValue(0, dahs);
-    q.bindValue(1, s.SlotStart(slot));
-    q.bindValue(2, end);
-    if (!q.exec() || !q.next()) {
-      *error = SqlErrorText(q.lastError());
-      return false;
+  // The top ten count whole sources, whatever the condition.
+  std::unordered_map<SourceKey, Tally, SourceKeyHash> sources;
+  std::unordered_map<SourceKey, Tally, SourceKeyHash> chattering;
+  for (auto& [alarm, track] : alarms) {
+    Tally& source = sources[SourceKey{alarm.kind, alarm.id, QString()}];
+    if (source.count == 0 || source.name < track.all.name) {
+      source.name = track.all.name;
     }
-    s.perSlot[static_cast<std::size_t>(slot)] = q.value(0).toInt();
-  }
-  return true;
-}
-
-// The priorities in one pass, without grouping.
-bool ReadPriorities(QSqlDatabase& db, const QVariantList& range, AlarmStatistics& s,
-                    QString* error) {
-  QString sql = QStringLiteral("SELECT COUNT(*)");
-  for (int p = HighestAlarmPriority; p <= LowestAlarmPriority; ++p) {
-    sql += QStringLiteral(", SUM(CASE WHEN priority = %1 THEN 1 ELSE 0 END)").arg(p);
-  }
-  QSqlQuery q(db);
-  if (!Run(q, sql + RaisedRows, range, error)) {
-    return false;
-  }
-  if (q.next()) {
-    s.total = q.value(0).toInt();
-    int known = 0;
-    for (int p = HighestAlarmPriority; p <= LowestAlarmPriority; ++p) {
-      const int n = q.value(p).toInt();  // NULL (no rows) reads as 0
-      s.byPriority[static_cast<std::size_t>(p)] = n;
-      known += n;
+    source.count += track.all.count;
+    if (track.chatter.count > 0) {
+      chattering.emplace(alarm, std::move(track.chatter));
     }
-    s.byPriority[0] = s.total - known;
   }
-  return true;
-}
-
-bool ReadTopSources(QSqlDatabase& db, const QVariantList& range, AlarmStatistics& s,
-                    QString* error) {
-  QSqlQuery q(db);
-  if (!Run(q,
-           QStringLiteral("SELECT sourcekind, sourceid, MAX(sourcename), COUNT(*) AS n") +
-               RaisedRows +
-               QStringLiteral(" GROUP BY sourcekind, sourceid ORDER BY n DESC, sourcekind,"
-                              " sourceid LIMIT 10"),
-           range, error)) {
-    return false;
-  }
-  while (q.next()) {
-    s.topSources.push_back({q.value(0).toString(), q.value(1).toInt(), q.value(2).toString(),
-                            QString(), q.value(3).toInt()});
-  }
-  return true;
-}
-
-bool ReadChattering(QSqlDatabase& db, const Dialect& d, const QVariantList& range,
-                    AlarmStatistics& s, QString* error) {
-  QSqlQuery q(db);
-  const QString sql =
-      QStringLiteral(
-          "SELECT sourcekind, sourceid, MAX(sourcename), condition, COUNT(*) AS n FROM"
-          " (SELECT sourcekind, sourceid, sourcename, condition, eventat, LAG(eventat, %1) OVER"
-          " (PARTITION BY sourcekind, sourceid, condition ORDER BY eventat) AS p2")
-          .arg(AlarmChatterCount - 1) +
-      RaisedRows + QStringLiteral(") w WHERE p2 IS NOT NULL AND ") + d.withinChatter +
-      QStringLiteral(
-          " GROUP BY sourcekind, sourceid, condition ORDER BY n DESC, sourcekind,"
-          " sourceid, condition");
-  if (!Run(q, sql, range, error)) {
-    return false;
-  }
-  while (q.next()) {
-    s.chattering.push_back({q.value(0).toString(), q.value(1).toInt(), q.value(2).toString(),
-                            q.value(3).toString(), q.value(4).toInt()});
-  }
+  constexpr std::size_t TopSources = 10;
+  s.topSources = Ranked(sources, TopSources);
+  s.chattering = Ranked(chattering, chattering.size());
   return true;
 }
 
@@ -146,10 +177,7 @@ std::optional<AlarmStatistics> ComputeAlarmStatistics(AlarmStore& store, const Q
   AlarmStatistics s;
   s.to = now;
   s.from = AlarmStatisticsStart(now);
-  const QVariantList range = {store.Dahs(), s.from, now};
-  const Dialect d = DialectOf(*db);
-  if (!ReadSlots(*db, store.Dahs(), s, error) || !ReadPriorities(*db, range, s, error) ||
-      !ReadTopSources(*db, range, s, error) || !ReadChattering(*db, d, range, s, error)) {
+  if (!ReadActivations(*db, store.Dahs(), s, error)) {
     return std::nullopt;
   }
   const QDateTime staleBefore = now.addSecs(-static_cast<qint64>(AlarmStaleHours) * 3600);

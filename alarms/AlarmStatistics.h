@@ -1,6 +1,6 @@
 #pragma once
 
-// Alarm statistics of the last 24 hours, worked out by the database from the history: the
+// Alarm statistics of the last 24 hours, counted in one pass over the history's activations: the
 // activations in each 10-minute slot (a slot with more than 10 is a flood), sources that
 // chatter (3 or more activations of one alarm within a minute), the ten most frequent sources
 // and the share of each priority; and, from the current alarms, those active for more than 24

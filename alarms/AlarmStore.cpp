@@ -98,28 +98,28 @@ std::optional<std::vector<AlarmRow>> AlarmStore::ReadCurrent(QString* error) {
     return std::nullopt;
   }
   std::vector<AlarmRow> rows;
-  QHash<QString, QDateTime> seen;
-  seen.reserve(times_.size());
-  const auto time = [this, &seen](const QVariant& v) { return CachedTime(v, seen); };
+  rows.reserve(lastCount_);
+  const auto time = [this](const QVariant& v) { return CachedTime(v); };
   while (q.next()) {
     rows.push_back(ReadRow(q, time));
   }
-  times_ = std::move(seen);
+  lastCount_ = rows.size();
+  // Times of alarms long gone are let go now and then; the next read makes the rest again.
+  if (static_cast<std::size_t>(times_.size()) > 4 * rows.size() + 1024) {
+    times_.clear();
+  }
   return rows;
 }
 
-QDateTime AlarmStore::CachedTime(const QVariant& value, QHash<QString, QDateTime>& seen) const {
+QDateTime AlarmStore::CachedTime(const QVariant& value) {
   if (value.isNull() || value.metaType().id() != QMetaType::QString) {
     return SqlToDateTime(value);
   }
   const QString text = value.toString();
-  if (const auto it = seen.constFind(text); it != seen.constEnd()) {
+  if (const auto it = times_.constFind(text); it != times_.constEnd()) {
     return *it;
   }
-  const auto it = times_.constFind(text);
-  QDateTime time = it != times_.constEnd() ? *it : SqlToDateTime(value);
-  seen.insert(text, time);
-  return time;
+  return *times_.insert(text, SqlToDateTime(value));
 }
 
 std::optional<AlarmStore::Current> AlarmStore::Find(QSqlDatabase& db, const QString& kind,

@@ -75,13 +75,14 @@ class AlarmStore {
                      const QDateTime& at, const QString& who, QString* error);
   bool Remove(QSqlDatabase& db, std::int64_t id, QString* error);
 
-  QDateTime CachedTime(const QVariant& value, QHash<QString, QDateTime>& seen) const;
+  QDateTime CachedTime(const QVariant& value);
 
   SqlConnection connection_;
   std::int32_t dahs_;
-  // The times of the last read by their stored text: from one refresh to the next most rows
+  // The times read so far by their stored text: from one refresh to the next most rows
   // are the same, and making a local date-time is the dearest part of reading a row.
   QHash<QString, QDateTime> times_;
+  std::size_t lastCount_ = 0;  // rows of the last read
 };
 
 }  // namespace telmon

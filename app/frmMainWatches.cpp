@@ -7,6 +7,7 @@
 #include "app/frmMain.h"
 #include "journal/ui/JournalFeature.h"
 #include "platform/ListExport.h"
+#include "platform/ui/ChunkProgressDialog.h"
 #include "session/EditModeController.h"
 #include "session/SiteSession.h"
 #include "trends/TrendRecorder.h"
@@ -119,7 +120,8 @@ void frmMain::ExportList() {
                             QLatin1String(ExportListTitle), PromptIcon::Information);
     return;
   }
-  ExportListToCsv(*list, services_.prompter, key + QStringLiteral(".csv"));
+  ChunkProgressDialog progress(this, QStringLiteral("Exporting rows"));
+  ExportListToCsv(*list, services_.prompter, key + QStringLiteral(".csv"), progress.Callback());
 }
 
 }  // namespace telmon

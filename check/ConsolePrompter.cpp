@@ -14,28 +14,15 @@ ConsolePrompter::ConsolePrompter(QString passwordFile, std::FILE* err)
     : passwordFile_(std::move(passwordFile)), err_(err) {}
 
 PromptAnswer ConsolePrompter::Ask(const PromptQuestion& question) {
-  shown_.append(question.text);
   if (err_ != nullptr) {
     std::fprintf(err_, "%s\n", qPrintable(question.text));
   }
-  return DefaultAnswer(question);
+  return RecordingPrompter::Ask(question);
 }
 
-std::optional<QString> ConsolePrompter::InputText(const QString& prompt, const QString&,
-                                                  const QString&) {
-  shown_.append(prompt);
-  return std::nullopt;
-}
-
-std::optional<QString> ConsolePrompter::SaveFileName(const FileDialogRequest&) {
-  return std::nullopt;
-}
-
-std::optional<QString> ConsolePrompter::OpenFileName(const FileDialogRequest&) {
-  return std::nullopt;
-}
-
-std::optional<Credentials> ConsolePrompter::AskCredentials(const QString& prompt, const QString&) {
+std::optional<Credentials> ConsolePrompter::AskCredentials(const QString& prompt,
+                                                           const QString& title) {
+  RecordingPrompter::AskCredentials(prompt, title);
   // A password from a file would only be refused again; one typed may have been mistyped.
   if (credentialsAsked_ && !passwordFile_.isEmpty()) {
     return std::nullopt;
@@ -84,7 +71,11 @@ std::optional<QString> ConsolePrompter::ReadPassword() {
 
 QStringList ConsolePrompter::TakeShown() {
   QStringList shown;
-  shown.swap(shown_);
+  for (const Record& record : TakeRecords()) {
+    if (record.kind == Kind::Ask || record.kind == Kind::Input) {
+      shown.append(record.text);
+    }
+  }
   return shown;
 }
 

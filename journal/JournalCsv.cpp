@@ -35,18 +35,39 @@ QString CsvField(const QString& text) {
   return QLatin1Char('"') + quoted + QLatin1Char('"');
 }
 
+namespace {
+
+QByteArray HeaderLine() {
+  return CsvLine({QStringLiteral("Time (UTC)"), QStringLiteral("Time (local)"),
+                  QStringLiteral("DAHS"), QStringLiteral("Account"), QStringLiteral("Computer"),
+                  QStringLiteral("Operation"), QStringLiteral("Targets"),
+                  QStringLiteral("Previous"), QStringLiteral("Value"), QStringLiteral("Command"),
+                  QStringLiteral("Outcome")})
+      .toUtf8();
+}
+
+void AppendLine(const JournalEntry& e, QByteArray& out) {
+  out += CsvLine({e.timeUtc.toString(Qt::ISODateWithMs), e.timeLocal, QString::number(e.dahs),
+                  e.account, e.computer, e.operation, e.targets, e.previous, e.value, e.command,
+                  e.outcome})
+             .toUtf8();
+}
+
+}  // namespace
+
 QByteArray JournalCsv(const std::vector<const JournalEntry*>& entries) {
-  QString text =
-      CsvLine({QStringLiteral("Time (UTC)"), QStringLiteral("Time (local)"), QStringLiteral("DAHS"),
-               QStringLiteral("Account"), QStringLiteral("Computer"), QStringLiteral("Operation"),
-               QStringLiteral("Targets"), QStringLiteral("Previous"), QStringLiteral("Value"),
-               QStringLiteral("Command"), QStringLiteral("Outcome")});
+  QByteArray bytes = HeaderLine();
   for (const JournalEntry* e : entries) {
-    text += CsvLine({e->timeUtc.toString(Qt::ISODateWithMs), e->timeLocal, QString::number(e->dahs),
-                     e->account, e->computer, e->operation, e->targets, e->previous, e->value,
-                     e->command, e->outcome});
+    AppendLine(*e, bytes);
   }
-  return text.toUtf8();
+  return bytes;
+}
+
+ChunkedWrite WriteJournalCsv(const QString& path, const std::vector<JournalEntry>& entries,
+                             const ProgressFn& progress) {
+  return WriteFileInChunks(
+      path, HeaderLine(), entries.size(),
+      [&entries](std::size_t i, QByteArray& out) { AppendLine(entries[i], out); }, progress);
 }
 
 }  // namespace telmon

@@ -4,6 +4,7 @@
 // double quotes (its quotes doubled) when it holds a comma, a quote or a line break.
 
 #include "journal/IOperationJournal.h"
+#include "util/CsvFile.h"
 
 #include <QByteArray>
 #include <QString>
@@ -15,5 +16,9 @@ namespace telmon {
 QString CsvField(const QString& text);
 // The entries in the order given.
 QByteArray JournalCsv(const std::vector<const JournalEntry*>& entries);
+// The same bytes written to `path` a chunk of entries at a time, telling `progress` between
+// chunks; a cancelled or failed write leaves no file (WriteFileInChunks).
+ChunkedWrite WriteJournalCsv(const QString& path, const std::vector<JournalEntry>& entries,
+                             const ProgressFn& progress);
 
 }  // namespace telmon

@@ -178,6 +178,9 @@ bool InitSchema(QSqlDatabase& db, QString* error) {
                  : SqlErrorText(query.lastError());
     return false;
   };
+  // Run again on an existing journal, the statements would each leave a notice on the error
+  // stream ("already exists, skipping"); only warnings and errors are of interest.
+  query.exec(QStringLiteral("SET client_min_messages = warning"));
   for (const char* statement : kSchema) {
     if (!query.exec(QString::fromLatin1(statement))) {
       return failed(QStringLiteral("create the journal's table and function"));

@@ -3,6 +3,7 @@
 #include "platform/ListExport.h"
 #include "platform/Prompter.h"
 #include "platform/WindowUtilities.h"
+#include "platform/ui/ChunkProgressDialog.h"
 #include "platform/ui/WindowUtilitiesUi.h"
 #include "util/ErrorInfo.h"
 
@@ -114,8 +115,10 @@ void frmProblems::BuildMenus() {
   connect(AddAction(file, "mnuFile_SaveToFile", QStringLiteral("Save")), &QAction::triggered, this,
           &frmProblems::SaveToFile);
   connect(AddAction(file, "mnuFile_ExportList", QString::fromLatin1(ExportListCaption)),
-          &QAction::triggered, this,
-          [this] { ExportListToCsv(model_, prompter_, QStringLiteral("Messages.csv")); });
+          &QAction::triggered, this, [this] {
+            ChunkProgressDialog progress(this, QStringLiteral("Exporting rows"));
+            ExportListToCsv(model_, prompter_, QStringLiteral("Messages.csv"), progress.Callback());
+          });
   file->addSeparator()->setObjectName(QStringLiteral("mnuFile_Line1"));
   connect(AddAction(file, "mnuFile_Close", QStringLiteral("Close")), &QAction::triggered, this,
           &QWidget::hide);

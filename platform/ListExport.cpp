@@ -1,11 +1,20 @@
 #include "platform/ListExport.h"
 
-#include "util/CsvFile.h"
+#include <QDir>
+#include <QLocale>
 
 namespace telmon {
 
+QString ExportCancelledText(std::size_t done, std::size_t total, const QString& what,
+                            const QString& path) {
+  const QLocale locale;
+  return QStringLiteral("The export was cancelled after %1 of %2 %3; %4 was not written.")
+      .arg(locale.toString(static_cast<qulonglong>(done)),
+           locale.toString(static_cast<qulonglong>(total)), what, QDir::toNativeSeparators(path));
+}
+
 QString ExportListToCsv(const QAbstractItemModel& model, Prompter& prompter,
-                        const QString& suggestedName) {
+                        const QString& suggestedName, const ProgressFn& progress) {
   FileDialogRequest request;
   request.title = QLatin1String(ExportListTitle);
   request.initialFileName = suggestedName;
@@ -16,9 +25,14 @@ QString ExportListToCsv(const QAbstractItemModel& model, Prompter& prompter,
   if (path.isEmpty()) {
     return {};
   }
-  QString error;
-  if (!WriteWholeFile(path, ModelToCsv(model), &error)) {
-    prompter.Show(QStringLiteral("Could not export the list to %1: %2").arg(path, error),
+  const ChunkedWrite result = WriteModelCsv(model, path, progress);
+  if (result.status == ChunkedWrite::Status::Cancelled) {
+    prompter.Show(ExportCancelledText(result.done, result.total, QStringLiteral("rows"), path),
+                  QLatin1String(ExportListTitle), PromptIcon::Information);
+    return {};
+  }
+  if (result.status == ChunkedWrite::Status::Failed) {
+    prompter.Show(QStringLiteral("Could not export the list to %1: %2").arg(path, result.error),
                   QLatin1String(ExportListTitle), PromptIcon::Exclamation);
     return {};
   }

@@ -183,6 +183,8 @@ void SiteSession::Teardown() {
   devices_.Teardown();
   queues_.Teardown();
   blocks_.Teardown();
+  // Entries that wait for a busy journal file get a few seconds; those left are reported.
+  journal_->Finish();
 }
 
 void SiteSession::RaiseMsg(std::int32_t msgType, const QString& text) {

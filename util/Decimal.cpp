@@ -10,12 +10,14 @@
 
 #include <boost/multiprecision/cpp_dec_float.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace telmon {
 
@@ -153,10 +155,24 @@ Decimal Fitted(const Backend& value) {
   if (value.is_zero()) {
     return {};
   }
-  // Most results (every result of the cal HDR rules, say) have no more than 28 places: they are
+  // Most results (every result of the cal HDR rules, say) already fit: no more places than the
+  // 29 significant digits leave after the digits before the point, and at most 28. They are
   // taken as they are, without the round trip through text.
-  static const Backend Places(std::string("1e") + std::to_string(MaxScale));
-  const Backend shifted = value * Places;
+  static const std::vector<Backend> Powers = [] {
+    std::vector<Backend> p{Backend(1)};
+    for (int i = 1; i <= Decimal::SignificantDigits; ++i) {
+      p.push_back(p.back() * 10);
+    }
+    return p;
+  }();
+  const Backend magnitude = boost::multiprecision::abs(value);
+  int before = 1;  // digits before the point
+  while (before < Decimal::SignificantDigits && magnitude >= Powers[before]) {
+    ++before;
+  }
+  const auto places =
+      static_cast<std::size_t>(std::min<long long>(MaxScale, Decimal::SignificantDigits - before));
+  const Backend shifted = value * Powers[places];
   if (shifted == boost::multiprecision::trunc(shifted)) {
     return Make(value);
   }

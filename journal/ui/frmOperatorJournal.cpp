@@ -2,7 +2,9 @@
 
 #include "journal/JournalCsv.h"
 #include "journal/OperationJournal.h"
+#include "platform/ListExport.h"
 #include "platform/Prompter.h"
+#include "platform/ui/ChunkProgressDialog.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
@@ -12,7 +14,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -94,13 +95,38 @@ QWidget* frmOperatorJournal::BuildFilterRow() {
 }
 
 void frmOperatorJournal::Reload() {
-  model_.SetEntries(journal_.ReadForWindow());
+  // A reload asked for while one reads (news from the shared journal) is done after it.
+  if (reloading_) {
+    reloadAgain_ = true;
+    return;
+  }
+  reloading_ = true;
+  do {
+    reloadAgain_ = false;
+    ChunkProgressDialog progress(this, QStringLiteral("Reading journal entries"));
+    bool stopped = false;
+    model_.SetEntries(journal_.ReadForWindow(progress.Callback(), &stopped));
+    partial_ = stopped;
+  } while (reloadAgain_ && !partial_);
+  reloading_ = false;
   ApplyFilter();
 }
 
 void frmOperatorJournal::Append(const JournalEntry& entry) {
   model_.Append(entry);
-  lblCount_->setText(QStringLiteral("%1 of %2").arg(proxy_.rowCount()).arg(model_.rowCount()));
+  ShowCount();
+}
+
+QString frmOperatorJournal::CountText(int shown, int read, bool partial) {
+  QString text = QStringLiteral("%1 of %2").arg(shown).arg(read);
+  if (partial) {
+    text += QStringLiteral(" (reading cancelled: only the oldest %1 entries were read)").arg(read);
+  }
+  return text;
+}
+
+void frmOperatorJournal::ShowCount() {
+  lblCount_->setText(CountText(proxy_.rowCount(), model_.rowCount(), partial_));
 }
 
 void frmOperatorJournal::ApplyFilter() {
@@ -112,7 +138,7 @@ void frmOperatorJournal::ApplyFilter() {
   filter.from = chkFrom_->isChecked() ? dtFrom_->date() : QDate();
   filter.to = chkTo_->isChecked() ? dtTo_->date() : QDate();
   proxy_.SetFilter(filter);
-  lblCount_->setText(QStringLiteral("%1 of %2").arg(proxy_.rowCount()).arg(model_.rowCount()));
+  ShowCount();
 }
 
 bool frmOperatorJournal::ExportCsv() {
@@ -123,12 +149,22 @@ bool frmOperatorJournal::ExportCsv() {
   if (!file) {
     return false;
   }
-  QSaveFile out(*file);
-  if (!out.open(QIODevice::WriteOnly) || out.write(JournalCsv(proxy_.VisibleEntries())) < 0 ||
-      !out.commit()) {
-    prompter_.Show(QStringLiteral("The journal could not be exported to '%1': %2")
-                       .arg(*file, out.errorString()),
-                   windowTitle(), PromptIcon::Exclamation);
+  // A copy: the window goes on appending and reading entries while the file is written.
+  std::vector<JournalEntry> entries;
+  for (const JournalEntry* e : proxy_.VisibleEntries()) {
+    entries.push_back(*e);
+  }
+  ChunkProgressDialog progress(this, QStringLiteral("Exporting entries"));
+  const ChunkedWrite result = WriteJournalCsv(*file, entries, progress.Callback());
+  if (result.status == ChunkedWrite::Status::Cancelled) {
+    prompter_.Show(ExportCancelledText(result.done, result.total, QStringLiteral("entries"), *file),
+                   windowTitle(), PromptIcon::Information);
+    return false;
+  }
+  if (result.status == ChunkedWrite::Status::Failed) {
+    prompter_.Show(
+        QStringLiteral("The journal could not be exported to '%1': %2").arg(*file, result.error),
+        windowTitle(), PromptIcon::Exclamation);
     return false;
   }
   return true;

@@ -24,7 +24,8 @@ class frmOperatorJournal final : public QWidget {
  public:
   frmOperatorJournal(OperationJournal& journal, Prompter& prompter, QWidget* parent = nullptr);
 
-  // Reads the whole journal again.
+  // Reads the whole journal again; a large one with a progress bar whose Cancel keeps the
+  // entries read so far (the label says so).
   void Reload();
   // Asks for a file and writes the rows shown; false when cancelled or not written.
   bool ExportCsv();
@@ -33,9 +34,15 @@ class frmOperatorJournal final : public QWidget {
   JournalTableModel& Model() { return model_; }
   JournalFilterProxy& Proxy() { return proxy_; }
   QLineEdit* txtFilter() const { return txtFilter_; }
+  QLabel* lblCount() const { return lblCount_; }
+
+  // "<shown> of <read>", and when reading was cancelled " (reading cancelled: only the oldest
+  // <read> entries were read)".
+  static QString CountText(int shown, int read, bool partial);
 
  private:
   void ApplyFilter();
+  void ShowCount();
   QWidget* BuildFilterRow();
 
   OperationJournal& journal_;
@@ -52,6 +59,9 @@ class frmOperatorJournal final : public QWidget {
   QDateEdit* dtTo_ = nullptr;
   QTableView* table_ = nullptr;
   QLabel* lblCount_ = nullptr;
+  bool partial_ = false;
+  bool reloading_ = false;
+  bool reloadAgain_ = false;
 };
 
 }  // namespace telmon

@@ -4,12 +4,13 @@ namespace telmon {
 
 namespace {
 
+// The next queued answer, or `safe` (what nobody at the screen would give) when none is left.
 template <typename T>
-std::optional<T> PopOr(std::deque<std::optional<T>>& queue) {
+T PopOr(std::deque<T>& queue, T safe) {
   if (queue.empty()) {
-    return std::nullopt;
+    return safe;
   }
-  std::optional<T> value = std::move(queue.front());
+  T value = std::move(queue.front());
   queue.pop_front();
   return value;
 }
@@ -31,77 +32,25 @@ void ScriptedPrompter::QueueCredentials(std::optional<Credentials> credentials) 
 }
 
 PromptAnswer ScriptedPrompter::Ask(const PromptQuestion& question) {
-  Record record;
-  record.kind = Kind::Ask;
-  record.question = question;
-  record.text = question.text;
-  record.title = question.title;
-  records_.push_back(record);
-  if (answers_.empty()) {
-    return DefaultAnswer(question);
-  }
-  const PromptAnswer answer = answers_.front();
-  answers_.pop_front();
-  return answer;
+  return PopOr(answers_, RecordingPrompter::Ask(question));
 }
 
 std::optional<QString> ScriptedPrompter::InputText(const QString& prompt, const QString& title,
                                                    const QString& initial) {
-  Record record;
-  record.kind = Kind::Input;
-  record.text = prompt;
-  record.title = title;
-  record.initial = initial;
-  records_.push_back(record);
-  return PopOr(inputs_);
+  return PopOr(inputs_, RecordingPrompter::InputText(prompt, title, initial));
 }
 
 std::optional<QString> ScriptedPrompter::SaveFileName(const FileDialogRequest& request) {
-  Record record;
-  record.kind = Kind::SaveFile;
-  record.title = request.title;
-  record.request = request;
-  records_.push_back(record);
-  return PopOr(saveFiles_);
+  return PopOr(saveFiles_, RecordingPrompter::SaveFileName(request));
 }
 
 std::optional<QString> ScriptedPrompter::OpenFileName(const FileDialogRequest& request) {
-  Record record;
-  record.kind = Kind::OpenFile;
-  record.title = request.title;
-  record.request = request;
-  records_.push_back(record);
-  return PopOr(openFiles_);
+  return PopOr(openFiles_, RecordingPrompter::OpenFileName(request));
 }
 
 std::optional<Credentials> ScriptedPrompter::AskCredentials(const QString& prompt,
                                                             const QString& title) {
-  Record record;
-  record.kind = Kind::Credentials;
-  record.text = prompt;
-  record.title = title;
-  records_.push_back(record);
-  return PopOr(credentials_);
-}
-
-void ScriptedPrompter::Beep() { ++beeps_; }
-
-std::vector<PromptQuestion> ScriptedPrompter::Questions() const {
-  std::vector<PromptQuestion> questions;
-  for (const Record& record : records_) {
-    if (record.kind == Kind::Ask) {
-      questions.push_back(record.question);
-    }
-  }
-  return questions;
-}
-
-QStringList ScriptedPrompter::Texts() const {
-  QStringList texts;
-  for (const Record& record : records_) {
-    texts.append(record.text);
-  }
-  return texts;
+  return PopOr(credentials_, RecordingPrompter::AskCredentials(prompt, title));
 }
 
 std::size_t ScriptedPrompter::PendingAnswers() const {
@@ -110,13 +59,12 @@ std::size_t ScriptedPrompter::PendingAnswers() const {
 }
 
 void ScriptedPrompter::Clear() {
-  records_.clear();
+  RecordingPrompter::Clear();
   answers_.clear();
   inputs_.clear();
   saveFiles_.clear();
   openFiles_.clear();
   credentials_.clear();
-  beeps_ = 0;
 }
 
 }  // namespace telmon

@@ -5,32 +5,15 @@
 // When a queue is empty the prompter gives the safe answer: the default button (or the first
 // button) for questions, a cancel for inputs, file names and credentials.
 
-#include "platform/Prompter.h"
-
-#include <QString>
-#include <QStringList>
+#include "platform/RecordingPrompter.h"
 
 #include <deque>
 #include <optional>
-#include <vector>
 
 namespace telmon {
 
-class ScriptedPrompter final : public Prompter {
+class ScriptedPrompter final : public RecordingPrompter {
  public:
-  enum class Kind { Ask, Input, SaveFile, OpenFile, Credentials };
-
-  // One recorded interaction. `question` is filled for Ask; `text`/`title` for every kind
-  // (Ask copies them from the question); `request` for the file dialogs.
-  struct Record {
-    Kind kind = Kind::Ask;
-    PromptQuestion question;
-    QString text;
-    QString title;
-    QString initial;
-    FileDialogRequest request;
-  };
-
   // Queue answers; each call to the matching method consumes one.
   void QueueAnswer(PromptAnswer answer);
   void QueueInput(std::optional<QString> text);  // std::nullopt = Cancel
@@ -44,26 +27,18 @@ class ScriptedPrompter final : public Prompter {
   std::optional<QString> SaveFileName(const FileDialogRequest& request) override;
   std::optional<QString> OpenFileName(const FileDialogRequest& request) override;
   std::optional<Credentials> AskCredentials(const QString& prompt, const QString& title) override;
-  void Beep() override;
 
-  const std::vector<Record>& Records() const { return records_; }
-  // Only the Ask records, in order.
-  std::vector<PromptQuestion> Questions() const;
-  // The text of every recorded interaction, in order.
-  QStringList Texts() const;
-  int BeepCount() const { return beeps_; }
   // Answers queued but not consumed (all kinds together).
   std::size_t PendingAnswers() const;
+  // The records, the beeps and the queued answers.
   void Clear();
 
  private:
-  std::vector<Record> records_;
   std::deque<PromptAnswer> answers_;
   std::deque<std::optional<QString>> inputs_;
   std::deque<std::optional<QString>> saveFiles_;
   std::deque<std::optional<QString>> openFiles_;
   std::deque<std::optional<Credentials>> credentials_;
-  int beeps_ = 0;
 };
 
 }  // namespace telmon

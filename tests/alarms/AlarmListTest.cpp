@@ -173,6 +173,13 @@ TEST_F(AlarmListTest, TheMonitorsOwnAlarmsTakeTheirPlaceInTheOrderAndAreNotCount
   EXPECT_EQ(keys, (QStringList{"A1", "A2", "MCHANNEL:17:Left forced", "A3"}));
   EXPECT_EQ(Cells(2)[2], QStringLiteral("Left changed (Telmon)"));
   EXPECT_EQ(manager_.UnackCount(), 1);
+  // Each row's key finds its alarm, the monitor's by its key text; other texts find none.
+  ASSERT_NE(manager_.AlarmOfKey(keys[2]), nullptr);
+  EXPECT_TRUE(manager_.AlarmOfKey(keys[2])->monitorOwn);
+  EXPECT_EQ(manager_.AlarmOfKey(keys[3])->priority, 4);
+  for (const char* other : {"A", "A3x", "MCHANNEL:18:Left forced", "3", ""}) {
+    EXPECT_EQ(manager_.AlarmOfKey(QString::fromLatin1(other)), nullptr) << other;
+  }
 }
 
 TEST(AlarmHornTest, SoundsForUnacknowledgedCriticalAndHighAlarmsUntilSilencedOrAcknowledged) {

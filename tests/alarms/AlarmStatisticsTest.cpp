@@ -50,6 +50,11 @@ TEST_P(AlarmStatisticsTest, FloodChatterStaleTopSourcesAndPrioritiesOfARecordedH
     Blip(Condition(AlarmSourceKind::Channel, 8, QStringLiteral("High"), 1),
          At(14, 12, 30).addSecs(i * 31));
   }
+  // Channel 9: the third activation exactly a minute after the first still chatters.
+  for (int i = 0; i < 3; ++i) {
+    Blip(Condition(AlarmSourceKind::Channel, 9, QStringLiteral("High"), 1),
+         At(14, 12, 40).addSecs(i * 30));
+  }
 
   QString error;
   const auto s = ComputeAlarmStatistics(site_->Store(), now, site_->Current(), &error);
@@ -62,29 +67,35 @@ TEST_P(AlarmStatisticsTest, FloodChatterStaleTopSourcesAndPrioritiesOfARecordedH
   EXPECT_EQ(s->perSlot[floodSlot + 6], 10);  // 11:00
   EXPECT_EQ(s->perSlot[floodSlot + 12], 4);  // 12:00: channel 7
   EXPECT_EQ(s->perSlot[floodSlot + 15], 3);  // 12:30: channel 8
+  EXPECT_EQ(s->perSlot[floodSlot + 16], 3);  // 12:40: channel 9
   EXPECT_EQ(s->perSlot[floodSlot + 21], 1);  // 13:30
   EXPECT_EQ(s->FloodSlots(), 1);
   EXPECT_TRUE(s->IsFlood(floodSlot));
   EXPECT_FALSE(s->IsFlood(floodSlot + 6));
-  EXPECT_EQ(s->total, 15 + 10 + 5 + 3);
-  EXPECT_EQ(s->byPriority[1], 3);
+  EXPECT_EQ(s->total, 15 + 10 + 5 + 3 + 3);
+  EXPECT_EQ(s->byPriority[1], 6);
   EXPECT_EQ(s->byPriority[2], 5);
   EXPECT_EQ(s->byPriority[3], 15);
   EXPECT_EQ(s->byPriority[4], 10);
   EXPECT_EQ(s->byPriority[0], 0);
 
-  ASSERT_EQ(s->chattering.size(), 1U);
+  ASSERT_EQ(s->chattering.size(), 2U);
   EXPECT_EQ(s->chattering[0].sourceId, 7);
   EXPECT_EQ(s->chattering[0].sourceName, QStringLiteral("Stack NOx"));
   EXPECT_EQ(s->chattering[0].condition, QStringLiteral("High"));
   EXPECT_EQ(s->chattering[0].count, 2);  // the third and the fourth activation
+  EXPECT_EQ(s->chattering[1].sourceId, 9);
+  EXPECT_EQ(s->chattering[1].count, 1);
 
   ASSERT_EQ(s->topSources.size(), 10U);
   EXPECT_EQ(s->topSources[0].sourceId, 7);
   EXPECT_EQ(s->topSources[0].count, 5);
   EXPECT_EQ(s->topSources[1].sourceId, 8);
   EXPECT_EQ(s->topSources[1].count, 3);
-  EXPECT_EQ(s->topSources[2].count, 1);
+  EXPECT_EQ(s->topSources[2].sourceId, 9);  // equal counts by source
+  EXPECT_EQ(s->topSources[2].count, 3);
+  EXPECT_EQ(s->topSources[3].sourceId, 100);
+  EXPECT_EQ(s->topSources[3].count, 1);
 
   ASSERT_EQ(s->stale.size(), 1U);
   EXPECT_EQ(s->stale[0].sourceId, 3);

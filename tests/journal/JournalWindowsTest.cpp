@@ -6,20 +6,28 @@
 #include "journal/ui/frmOperatorJournal.h"
 #include "journal/ui/frmSiteState.h"
 #include "platform/testing/ScriptedPrompter.h"
+#include "platform/ui/ChunkProgressDialog.h"
 #include "tests/support/ScreenTexts.h"
 #include "tests/util/QStringPrinter.h"
 #include "util/Clock.h"
 #include "util/IRaiseMsg.h"
 #include "util/UtilityXMLDOMFunctions.h"
 
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QProgressDialog>
+#include <QRegularExpression>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QStatusBar>
 #include <QTableView>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QtTest/QTest>
 
@@ -93,6 +101,108 @@ TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
   EXPECT_TRUE(prompter_.Records().back().text.startsWith(
       QStringLiteral("The journal could not be exported to '")));
   EXPECT_TRUE(sink_.texts.isEmpty());
+}
+
+// An export that runs longer than half a second (here the disk is slow once) shows its bar with
+// the count; Cancel there leaves no file and says how far the export came.
+TEST_F(JournalWindowsTest, ALongExportShowsItsCountAndCancelLeavesNoFile) {
+  frmOperatorJournal& window = feature_.JournalWindow();
+  JournalEntry entry;
+  entry.operation = QStringLiteral("WriteToChannel");
+  entry.targets = QStringLiteral("12 Stack");
+  window.Model().SetEntries(std::vector<JournalEntry>(5000, entry));
+  window.txtFilter()->setText(QStringLiteral("Stack"));
+  ASSERT_EQ(window.Proxy().rowCount(), 5000);
+  const QString file = dir_.filePath(QStringLiteral("big.csv"));
+  prompter_.QueueSaveFile(file);
+
+  QTimer slowDisk;
+  slowDisk.setSingleShot(true);
+  QObject::connect(&slowDisk, &QTimer::timeout,
+                   [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
+  slowDisk.start(0);
+  QString seen;
+  QTimer operatorEye;
+  QObject::connect(&operatorEye, &QTimer::timeout, [&seen] {
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+      auto* bar = qobject_cast<QProgressDialog*>(w);
+      if (bar != nullptr && bar->isVisible() && seen.isEmpty()) {
+        seen = bar->labelText();
+        bar->cancel();
+      }
+    }
+  });
+  operatorEye.start(5);
+  EXPECT_FALSE(window.ExportCsv());
+  // The bar shows at the first chunk after the half second: after the first or second.
+  const QRegularExpressionMatch count =
+      QRegularExpression(QStringLiteral("^Exporting entries: ([12],000) of 5,000$")).match(seen);
+  ASSERT_TRUE(count.hasMatch()) << seen.toStdString();
+  EXPECT_FALSE(QFile::exists(file));
+  EXPECT_EQ(prompter_.Records().back().text,
+            QStringLiteral("The export was cancelled after %1 of 5,000 entries; %2 was not "
+                           "written.")
+                .arg(count.captured(1), QDir::toNativeSeparators(file)));
+  EXPECT_EQ(prompter_.Records().back().title, "Operator Journal");
+}
+
+// Reading a large journal shows the same bar; Cancel keeps the oldest entries read so far and
+// the count says that reading was cancelled.
+TEST_F(JournalWindowsTest, CancelWhileReadingALargeJournalSaysWhatIsShown) {
+  feature_.Journal().Record({QStringLiteral("Set clock"), {}, {}, {}, {}, {}, {}});
+  {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("fill"));
+    db.setDatabaseName(dir_.filePath(QStringLiteral("j.sqlite")));
+    ASSERT_TRUE(db.open());
+    db.transaction();
+    QSqlQuery insert(db);
+    ASSERT_TRUE(insert.prepare(QStringLiteral(
+        "INSERT INTO journal (time_utc, time_local, dahs, account, computer, operation, targets, "
+        "value, command, outcome) VALUES ('2026-01-01T00:00:00.000Z', '2026-01-01 00:00:00', 1, "
+        "'-', 'PC', 'Set clock', '12 Stack', '', '<Command/>', 'sent')")));
+    for (int i = 1; i < 3 * OperationJournal::ReadChunk; ++i) {
+      ASSERT_TRUE(insert.exec());
+    }
+    insert.finish();
+    db.commit();
+    db.close();
+  }
+  QSqlDatabase::removeDatabase(QStringLiteral("fill"));
+  frmOperatorJournal& window = feature_.JournalWindow();
+  ASSERT_EQ(window.Model().rowCount(), 3 * OperationJournal::ReadChunk);
+  EXPECT_EQ(window.lblCount()->text(), "30000 of 30000");
+
+  QTimer slowDisk;
+  slowDisk.setSingleShot(true);
+  QObject::connect(&slowDisk, &QTimer::timeout,
+                   [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
+  slowDisk.start(0);
+  QString seen;
+  QTimer operatorEye;
+  QObject::connect(&operatorEye, &QTimer::timeout, [&seen] {
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+      auto* bar = qobject_cast<QProgressDialog*>(w);
+      if (bar != nullptr && bar->isVisible() && seen.isEmpty()) {
+        seen = bar->labelText();
+        bar->cancel();
+      }
+    }
+  });
+  operatorEye.start(5);
+  window.Reload();
+  // The bar shows at the first chunk after the half second: after the first or second.
+  const QRegularExpressionMatch count =
+      QRegularExpression(QStringLiteral("^Reading journal entries: ([12])0,000 of 30,000$"))
+          .match(seen);
+  ASSERT_TRUE(count.hasMatch()) << seen.toStdString();
+  const int read = count.captured(1).toInt() * OperationJournal::ReadChunk;
+  EXPECT_EQ(window.Model().rowCount(), read);
+  EXPECT_EQ(window.lblCount()->text(),
+            QStringLiteral("%1 of %1 (reading cancelled: only the oldest %1 entries were read)")
+                .arg(read));
+  operatorEye.stop();
+  window.Reload();
+  EXPECT_EQ(window.lblCount()->text(), "30000 of 30000");
 }
 
 // Opening the journal again shows what other monitors wrote to the shared file meanwhile.

@@ -6,6 +6,7 @@
 #include "journal/OperationJournal.h"
 #include "journal/SharedJournal.h"
 #include "journal/SiteStateModel.h"
+#include "tests/journal/OwnPostgresServer.h"
 #include "tests/platform/SiteDatabaseFixture.h"
 #include "tests/util/QStringPrinter.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -14,6 +15,8 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
 #include <QTimeZone>
 #include <QUuid>
@@ -27,6 +30,7 @@ namespace telmon {
 namespace {
 
 using test::Backend;
+using test::OwnServer;
 using test::ScratchDatabase;
 
 JournalOperation Op(const QString& value) {
@@ -67,43 +71,6 @@ void InitJournal(const QString& connection) {
   ASSERT_NE(db, nullptr) << error.toStdString();
   ASSERT_TRUE(SharedJournal::InitSchema(*db, &error)) << error.toStdString();
 }
-
-// A PostgreSQL server of the test's own, so that stopping it disturbs no other test.
-class OwnServer {
- public:
-  OwnServer()
-      : dir_(QDir::tempPath() + QStringLiteral("/telmon-pg-") +
-             QUuid::createUuid().toString(QUuid::Id128).left(12)) {
-    const QString out = Script(QStringLiteral("start"));
-    const qsizetype at = out.indexOf(QStringLiteral("PGPORT="));
-    port_ = at < 0 ? QString() : out.mid(at + 7).section(QLatin1Char(' '), 0, 0).trimmed();
-  }
-  ~OwnServer() {
-    Script(QStringLiteral("stop"));
-    QDir(dir_).removeRecursively();
-  }
-  OwnServer(const OwnServer&) = delete;
-  OwnServer& operator=(const OwnServer&) = delete;
-
-  bool Started() const { return !port_.isEmpty(); }
-  QString Connection() const {
-    return QStringLiteral("postgresql://telmon@127.0.0.1:%1/postgres?connect_timeout=1").arg(port_);
-  }
-  void Stop() { Script(QStringLiteral("stop")); }
-  void Resume() { Script(QStringLiteral("resume")); }
-
- private:
-  QString Script(const QString& command) const {
-    QProcess process;
-    process.start(QStringLiteral(TELMON_SOURCE_DIR "/scripts/pg-test-server"), {command, dir_});
-    EXPECT_TRUE(process.waitForFinished(120000));
-    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-    return QString::fromUtf8(process.readAllStandardOutput());
-  }
-
-  QString dir_;
-  QString port_;
-};
 
 TEST(SharedJournal, JournalOptionNamesTheFileOrTheServer) {
   const QString own = OperationJournal::DefaultFileName();
@@ -280,6 +247,50 @@ TEST(SharedJournal, EarlierEntriesGoFirstAndARestartSendsNothingTwice) {
   }
   EXPECT_EQ(values, QStringList({"1", "2", "3", "4"}));
   EXPECT_TRUE(sink.messages.empty()) << sink.Texts().join('\n').toStdString();
+}
+
+// Entries that waited for a busy outbox are sent as soon as they are in it, after the earlier
+// ones, without waiting for the forwarder's next try.
+TEST(SharedJournal, EntriesThatWaitedForABusyOutboxAreSentInOrder) {
+  REQUIRE_POSTGRESQL();
+  ScratchDatabase server(Backend::Postgresql);
+  InitJournal(server.ConnectionString());
+  QTemporaryDir dir;
+  ManualClock clock;
+  test::CollectingSink sink;
+  const QString file = dir.filePath(QStringLiteral("j.sqlite"));
+  OperationJournal journal(file, {1, QStringLiteral("ws")}, sink, clock);
+  constexpr int kNoRetryMs = 600000;
+  journal.SetSharedJournal(server.ConnectionString(), kNoRetryMs, kNoRetryMs);
+  const auto rowsAre = [&](std::size_t n) {
+    return QTest::qWaitFor([&] { return ServerRows(server.ConnectionString()).size() == n; },
+                           10000);
+  };
+  journal.Record(Op(QStringLiteral("1")));
+  ASSERT_TRUE(rowsAre(1));
+  {
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("lock"));
+    db.setDatabaseName(file);
+    ASSERT_TRUE(db.open());
+    ASSERT_TRUE(QSqlQuery(db).exec(QStringLiteral("BEGIN IMMEDIATE")));
+    journal.Record(Op(QStringLiteral("2")));
+    journal.Record(Op(QStringLiteral("3")));
+    EXPECT_EQ(journal.WaitingCount(), 2u);
+    QTest::qWait(300);
+    EXPECT_EQ(ServerRows(server.ConnectionString()).size(), 1u);
+    ASSERT_TRUE(QSqlQuery(db).exec(QStringLiteral("COMMIT")));
+    db.close();
+  }
+  QSqlDatabase::removeDatabase(QStringLiteral("lock"));
+  ASSERT_TRUE(rowsAre(3));
+  QStringList values;
+  for (const SharedJournalRow& row : ServerRows(server.ConnectionString())) {
+    values << row.value;
+  }
+  EXPECT_EQ(values, QStringList({"1", "2", "3"}));
+  ASSERT_EQ(sink.messages.size(), 2u) << sink.Texts().join('\n').toStdString();
+  EXPECT_TRUE(sink.messages[0].second.startsWith(QLatin1String("TELM-9050: ")));
+  EXPECT_TRUE(sink.messages[1].second.startsWith(QLatin1String("TELM-9051: ")));
 }
 
 // An outbox that cannot be made (its folder is a file; a read-only folder is no obstacle to the
@@ -489,6 +500,9 @@ TEST(SharedJournal, HeadIsTheLatestHashAndTheTableRefusesChanges) {
       RunSiteTool({QStringLiteral("journal"), QStringLiteral("head"), db.ConnectionString()}).out,
       QStringLiteral("0 %1\n").arg(SharedJournal::GenesisHash));
   FiveEntries(db.ConnectionString());  // init again on an existing journal is fine
+  const ToolResult again = RunSiteTool({QStringLiteral("init-journal"), db.ConnectionString()});
+  EXPECT_EQ(again.exitCode, 0);
+  EXPECT_EQ(again.err, QString());  // no notices from the server about what is there already
   const QList<QVariantList> last =
       db.Rows(QStringLiteral("SELECT hash FROM telmon_journal WHERE seq = 5"));
   ASSERT_EQ(last.size(), 1);
@@ -526,25 +540,51 @@ TEST(SharedJournal, HeadIsTheLatestHashAndTheTableRefusesChanges) {
 
 TEST(SharedJournal, AUserWhoMayNotCreateTheSchemaIsToldSo) {
   REQUIRE_POSTGRESQL();
-  ScratchDatabase db(Backend::Postgresql);
-  const QString role =
-      QStringLiteral("telmon_r_") + QUuid::createUuid().toString(QUuid::Id128).left(12);
-  db.Exec(QStringLiteral("CREATE ROLE %1 LOGIN").arg(role));
-  db.Exec(QStringLiteral("REVOKE CREATE ON SCHEMA public FROM PUBLIC"));
-  QString connection = db.ConnectionString();
-  connection.replace(qEnvironmentVariable("PGUSER") + QLatin1Char('@'), role + QLatin1Char('@'));
-  const ToolResult init = RunSiteTool({QStringLiteral("init-journal"), connection});
-  EXPECT_EQ(init.exitCode, 1);
-  EXPECT_TRUE(init.err.startsWith(
-      QStringLiteral("telmon-site: TELM-9040: The user may not create the journal's table and "
-                     "function in this database (")))
-      << init.err.toStdString();
-  EXPECT_TRUE(init.err.endsWith(
-      QStringLiteral("). The shared journal's schema needs a user who may create tables, "
-                     "functions and triggers; ask the database administrator to run "
-                     "'telmon-site init-journal' as such a user.\n")));
-  db.Exec(QStringLiteral("DROP OWNED BY %1").arg(role));
-  db.Exec(QStringLiteral("DROP ROLE %1").arg(role));
+  struct Case {
+    const char* name;
+    bool journalThere;  // made by the administrator, its triggers since dropped
+    QStringList grants;
+  };
+  const Case cases[] = {
+      {"may create nothing", false, {"REVOKE CREATE ON SCHEMA public FROM PUBLIC"}},
+      {"may create tables but not the journal's triggers",
+       true,
+       {"GRANT CREATE ON SCHEMA public TO %1",
+        "GRANT SELECT, INSERT, UPDATE, DELETE, TRUNCATE, REFERENCES ON telmon_journal, "
+        "telmon_edit_mode TO %1"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchDatabase db(Backend::Postgresql);
+    const QString role =
+        QStringLiteral("telmon_r_") + QUuid::createUuid().toString(QUuid::Id128).left(12);
+    db.Exec(QStringLiteral("CREATE ROLE %1 LOGIN").arg(role));
+    if (c.journalThere) {
+      InitJournal(db.ConnectionString());
+      db.Exec(QStringLiteral("DROP TRIGGER telmon_journal_no_change ON telmon_journal"));
+      db.Exec(QStringLiteral("DROP TRIGGER telmon_journal_no_truncate ON telmon_journal"));
+    }
+    for (const QString& grant : c.grants) {
+      db.Exec(grant.contains(QLatin1String("%1")) ? grant.arg(role) : grant);
+    }
+    QString connection = db.ConnectionString();
+    connection.replace(qEnvironmentVariable("PGUSER") + QLatin1Char('@'), role + QLatin1Char('@'));
+    const ToolResult init = RunSiteTool({QStringLiteral("init-journal"), connection});
+    EXPECT_EQ(init.exitCode, 1);
+    EXPECT_TRUE(init.err.startsWith(
+        QStringLiteral("telmon-site: TELM-9040: The user may not create the journal's table and "
+                       "function in this database (")))
+        << init.err.toStdString();
+    EXPECT_TRUE(init.err.endsWith(
+        QStringLiteral("). The shared journal's schema needs a user who may create tables, "
+                       "functions and triggers; ask the database administrator to run "
+                       "'telmon-site init-journal' as such a user.\n")));
+    EXPECT_TRUE(db.Rows(QStringLiteral("SELECT 1 FROM pg_trigger WHERE tgname LIKE "
+                                       "'telmon_journal%'"))
+                    .isEmpty());
+    db.Exec(QStringLiteral("DROP OWNED BY %1").arg(role));
+    db.Exec(QStringLiteral("DROP ROLE %1").arg(role));
+  }
 }
 
 }  // namespace

@@ -110,6 +110,16 @@ TEST(Metainfo, ReleasesTheProjectVersionWithTheProgramsAndPicturesOfTheRepositor
     programs.insert(QString::fromUtf8(program.name));
   }
   EXPECT_EQ(binaries, programs);
+  // What a software centre shows names every program the package installs.
+  const QString description =
+      xml::GetNodeText(xml::SelectSingleNode(doc, "/component/description"), QStringLiteral("."));
+  const QString releaseNote = xml::GetNodeText(release, QStringLiteral("description"));
+  for (const QString& program : programs) {
+    if (program != QLatin1String("telmon")) {
+      EXPECT_TRUE(description.contains(program)) << program.toStdString();
+      EXPECT_TRUE(releaseNote.contains(program)) << program.toStdString();
+    }
+  }
 
   const std::vector<xml::XmlElement> images =
       xml::SelectNodes(doc, "/component/screenshots/screenshot/image");

@@ -4,6 +4,9 @@
 #include "trends/TrendRecorder.h"
 #include "views/ChannelListviewManager.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -249,6 +252,43 @@ TEST(TrendCsv, TimeThenOneColumnPerChannelWithEmptyGaps) {
                                 "2026-03-14 14:00:02,1.25,-3\r\n")
                      .arg(n1, n2)
                      .toUtf8());
+}
+
+// Written a chunk of ticks at a time: the same bytes; stopped after a chunk, no file and the
+// count of ticks dealt with.
+TEST(TrendCsv, ALongExportWritesTheSameBytesOrNothingWhenStopped) {
+  Watched w;
+  TrendRecorder recorder(w.model);
+  CurrentValues values;
+  for (int tick = 0; tick < 2500; ++tick) {
+    values["1C"] = Item("1C", tick % 7, "");
+    values["2C"] = tick % 5 == 0 ? Item("2C", std::nullopt, "OFF") : Item("2C", -tick, "");
+    recorder.TickRead(T0.addSecs(qint64{2} * tick), &values);
+  }
+  const double from = static_cast<double>(T0.toSecsSinceEpoch()) + 100;
+  const double to = from + 3000;
+  QTemporaryDir dir;
+  const QString path = dir.filePath(QStringLiteral("t.csv"));
+  std::size_t chunks = 0;
+  const auto count = [&chunks](std::size_t /*done*/, std::size_t total) {
+    EXPECT_EQ(total, 2500u);
+    ++chunks;
+    return true;
+  };
+  const ChunkedWrite whole = WriteTrendCsv(path, recorder, recorder.AllSeries(), from, to, count);
+  ASSERT_EQ(whole.status, ChunkedWrite::Status::Written);
+  EXPECT_EQ(chunks, 3u);
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  EXPECT_EQ(file.readAll(), TrendCsv(recorder, recorder.AllSeries(), from, to));
+  file.close();
+
+  const QString other = dir.filePath(QStringLiteral("stopped.csv"));
+  const ChunkedWrite stopped = WriteTrendCsv(other, recorder, recorder.AllSeries(), from, to,
+                                             [](std::size_t, std::size_t) { return false; });
+  EXPECT_EQ(stopped.status, ChunkedWrite::Status::Cancelled);
+  EXPECT_EQ(stopped.done, 1000u);
+  EXPECT_FALSE(QFile::exists(other));
 }
 
 }  // namespace

@@ -64,6 +64,10 @@ TEST(Decimal, RoundsToWhatTheDecimalTypeKeeps) {
   EXPECT_EQ(Divide(Decimal(2), Decimal(3))->ToText(), "0.6666666666666666666666666667");
   EXPECT_EQ((*Decimal::Parse("0.0000000000000000000000000001") - *Decimal::Parse("1e-29")).ToText(),
             "0.0000000000000000000000000001");
+  // A sum with 28 places or fewer but more than 29 significant digits keeps 29 of them.
+  const Decimal big = *Decimal::Parse("1234567890123456789012345678.9");
+  EXPECT_EQ(((big + *Decimal::Parse("0.01")) - big).ToText(), "0");
+  EXPECT_EQ(((big + *Decimal::Parse("0.06")) - big).ToText(), "0.1");
 }
 
 TEST(Decimal, RefusesWhatIsNotADecimalNumber) {

@@ -286,41 +286,32 @@ TEST_F(WatchListStoreTest, LoadIsNotImplementedOrBeeps) {
   EXPECT_EQ(prompter.BeepCount(), 2);
 }
 
-TEST_F(WatchListStoreTest, ValuesOfOtherTypesAndAReadOnlyStoreDoNotHarmOtherSlots) {
-  Watch({"C12"});
-  lists->Save(1, watches, when);
-  settings->setValue(QStringLiteral("List2Desc"), QStringList{"a", "b"});
-  settings->setValue(QStringLiteral("List3Desc"), 42);
-  settings->setValue(QStringLiteral("List4Date"), QByteArray("\x00\xff", 2));
-  settings->sync();
-  settings->setValue(QStringLiteral("List5Desc"), QRect(1, 2, 3, 4));
-  settings->sync();
-  {
-    // As a person edits the file: a list value written as text with a comma.
-    QFile conf(home.filePath(QStringLiteral("Quarn/TELM.conf")));
-    ASSERT_TRUE(conf.open(QIODevice::Append));
-    conf.write("List7Desc=Stack A, Stack B\nList7Date=2026-01-02 03:04\n");
+// Values other tools or a person wrote into the watch-list file: other types, a list, bytes, and
+// text with a comma. Returns the lists as read back.
+class OddWatchListValuesTest : public WatchListStoreTest {
+ protected:
+  std::unique_ptr<WatchLists> WriteOddValuesAndOpen() {
+    Watch({"C12"});
+    lists->Save(1, watches, when);
+    settings->setValue(QStringLiteral("List2Desc"), QStringList{"a", "b"});
+    settings->setValue(QStringLiteral("List3Desc"), 42);
+    settings->setValue(QStringLiteral("List4Date"), QByteArray("\x00\xff", 2));
+    settings->sync();
+    settings->setValue(QStringLiteral("List5Desc"), QRect(1, 2, 3, 4));
+    settings->sync();
+    {
+      // As a person edits the file: a list value written as text with a comma.
+      QFile conf(home.filePath(QStringLiteral("Quarn/TELM.conf")));
+      EXPECT_TRUE(conf.open(QIODevice::Append));
+      conf.write("List7Desc=Stack A, Stack B\nList7Date=2026-01-02 03:04\n");
+    }
+    settings->sync();
+    auto odd = std::make_unique<WatchLists>(*store, prompter, QStringLiteral("Telmon"));
+    odd->Open();
+    return odd;
   }
-  settings->sync();
-  WatchLists odd(*store, prompter, QStringLiteral("Telmon"));
-  odd.Open();
-  EXPECT_EQ(odd.Rows()[0].name, "List1");
-  // Read as text, not as "<empty>": a later Save keeps the name rather than renaming the slot.
-  EXPECT_EQ(odd.Rows()[1].name, "a, b");
-  EXPECT_EQ(odd.Rows()[2].name, "42");
-  EXPECT_EQ(odd.Rows()[3].date, QString());  // unnamed: no date shown
-  EXPECT_EQ(odd.Rows()[4].name, "(QRect)");
-  EXPECT_EQ(odd.Rows()[6].name, "Stack A, Stack B");
-  EXPECT_EQ(odd.Rows()[6].date, "2026-01-02 03:04");
-  EXPECT_EQ(store->Read(QStringLiteral("List4Date"), QString()), QString::fromUtf8("\x00\xff", 2));
-  for (const int slot : {2, 7}) {
-    EXPECT_TRUE(odd.CanRename(slot)) << slot;
-    EXPECT_FALSE(odd.Save(slot, watches, when)) << slot;  // a named slot: no renaming starts
-  }
-  EXPECT_EQ(Raw("List2Desc"), "a, b");
-  EXPECT_EQ(Raw("List7Desc"), "Stack A, Stack B");
   // The slots around the odd values read as they were written.
-  const auto expectUntouched = [this](const WatchLists& read) {
+  void ExpectUntouched(const WatchLists& read) {
     EXPECT_EQ(read.Rows()[0].name, "List1");
     EXPECT_EQ(read.Rows()[0].date, "2026-03-04 07:05");
     EXPECT_EQ(read.Rows()[1].name, "a, b");
@@ -333,16 +324,38 @@ TEST_F(WatchListStoreTest, ValuesOfOtherTypesAndAReadOnlyStoreDoNotHarmOtherSlot
     EXPECT_EQ(Raw("List1Desc"), "List1");
     EXPECT_EQ(Raw("List1Date"), "2026-03-04 07:05");
     EXPECT_EQ(Raw("List6"), "(missing)");
-  };
-  expectUntouched(odd);
+  }
+};
 
-  // A store that cannot be written keeps every slot on disk as it was, and says nothing.
+TEST_F(OddWatchListValuesTest, ValuesOfOtherTypesReadAsTextAndSavesKeepTheirSlots) {
+  const std::unique_ptr<WatchLists> odd = WriteOddValuesAndOpen();
+  EXPECT_EQ(odd->Rows()[0].name, "List1");
+  // Read as text, not as "<empty>": a later Save keeps the name rather than renaming the slot.
+  EXPECT_EQ(odd->Rows()[1].name, "a, b");
+  EXPECT_EQ(odd->Rows()[2].name, "42");
+  EXPECT_EQ(odd->Rows()[3].date, QString());  // unnamed: no date shown
+  EXPECT_EQ(odd->Rows()[4].name, "(QRect)");
+  EXPECT_EQ(odd->Rows()[6].name, "Stack A, Stack B");
+  EXPECT_EQ(odd->Rows()[6].date, "2026-01-02 03:04");
+  EXPECT_EQ(store->Read(QStringLiteral("List4Date"), QString()), QString::fromUtf8("\x00\xff", 2));
+  for (const int slot : {2, 7}) {
+    EXPECT_TRUE(odd->CanRename(slot)) << slot;
+    EXPECT_FALSE(odd->Save(slot, watches, when)) << slot;  // a named slot: no renaming starts
+  }
+  EXPECT_EQ(Raw("List2Desc"), "a, b");
+  EXPECT_EQ(Raw("List7Desc"), "Stack A, Stack B");
+  ExpectUntouched(*odd);
+}
+
+// A store that cannot be written keeps every slot on disk as it was, and says nothing.
+TEST_F(OddWatchListValuesTest, AReadOnlyStoreKeepsEverySlotAndSaysNothing) {
+  const std::unique_ptr<WatchLists> odd = WriteOddValuesAndOpen();
   const QString folder = home.filePath(QStringLiteral("Quarn"));
   QFile::setPermissions(home.filePath(QStringLiteral("Quarn/TELM.conf")), QFileDevice::ReadOwner);
   QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
   const bool writable = QFile(folder + QStringLiteral("/probe")).open(QIODevice::WriteOnly);
   if (!writable) {
-    odd.Save(6, watches, when);
+    odd->Save(6, watches, when);
   }
   QFile::setPermissions(folder,
                         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -355,7 +368,7 @@ TEST_F(WatchListStoreTest, ValuesOfOtherTypesAndAReadOnlyStoreDoNotHarmOtherSlot
   WatchListStore reread(*again);
   WatchLists reopened(reread, prompter, QStringLiteral("Telmon"));
   reopened.Open();
-  expectUntouched(reopened);
+  ExpectUntouched(reopened);
 }
 
 }  // namespace

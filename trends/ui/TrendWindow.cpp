@@ -1,5 +1,7 @@
 #include "trends/ui/TrendWindow.h"
 
+#include "platform/ListExport.h"
+#include "platform/ui/ChunkProgressDialog.h"
 #include "trends/TrendExport.h"
 #include "trends/ui/TrendPlot.h"
 #include "util/CsvFile.h"
@@ -116,10 +118,31 @@ void TrendWindow::ExportCsv() {
   request.defaultExtension = QStringLiteral("csv");
   request.filter = QStringLiteral("CSV Files (*.csv)|*.csv|All Files (*.*)|*.*");
   const QString path = prompter_.SaveFileName(request).value_or(QString());
-  QString error;
-  if (!path.isEmpty() && !WriteWholeFile(path, VisibleCsv(), &error)) {
-    prompter_.Show(QStringLiteral("Could not export the trend data to %1: %2").arg(path, error),
-                   request.title, PromptIcon::Exclamation);
+  if (path.isEmpty()) {
+    return;
+  }
+  // The recording goes on between the chunks; a channel that leaves the trends meanwhile
+  // stops the write (its series is gone).
+  bool seriesGone = false;
+  QObject guard;
+  connect(&recorder_, &TrendRecorder::SeriesRemoved, &guard, [&seriesGone] { seriesGone = true; });
+  ChunkProgressDialog progress(this, QStringLiteral("Exporting updates"));
+  const ProgressFn step = progress.Callback();
+  const QCPRange range = plot_->xAxis->range();
+  ChunkedWrite result = WriteTrendCsv(
+      path, recorder_, plot_->ShownSeries(), range.lower, range.upper,
+      [&](std::size_t done, std::size_t total) { return step(done, total) && !seriesGone; });
+  if (seriesGone) {
+    result.status = ChunkedWrite::Status::Failed;
+    result.error = QStringLiteral("a channel left the trends while they were being exported");
+  }
+  if (result.status == ChunkedWrite::Status::Cancelled) {
+    prompter_.Show(ExportCancelledText(result.done, result.total, QStringLiteral("updates"), path),
+                   request.title, PromptIcon::Information);
+  } else if (result.status == ChunkedWrite::Status::Failed) {
+    prompter_.Show(
+        QStringLiteral("Could not export the trend data to %1: %2").arg(path, result.error),
+        request.title, PromptIcon::Exclamation);
   }
 }
 
