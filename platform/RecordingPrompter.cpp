@@ -24,17 +24,17 @@ std::optional<QString> RecordingPrompter::InputText(const QString& prompt, const
 }
 
 std::optional<QString> RecordingPrompter::SaveFileName(const FileDialogRequest& request) {
-  Record record;
-  record.kind = Kind::SaveFile;
-  record.title = request.title;
-  record.request = request;
-  records_.push_back(record);
-  return std::nullopt;
+  return CancelFileDialog(Kind::SaveFile, request);
 }
 
 std::optional<QString> RecordingPrompter::OpenFileName(const FileDialogRequest& request) {
+  return CancelFileDialog(Kind::OpenFile, request);
+}
+
+std::optional<QString> RecordingPrompter::CancelFileDialog(Kind kind,
+                                                           const FileDialogRequest& request) {
   Record record;
-  record.kind = Kind::OpenFile;
+  record.kind = kind;
   record.title = request.title;
   record.request = request;
   records_.push_back(record);

@@ -48,6 +48,9 @@ class RecordingPrompter : public Prompter {
   void Clear();
 
  private:
+  // Records a file dialog of `kind` and cancels it.
+  std::optional<QString> CancelFileDialog(Kind kind, const FileDialogRequest& request);
+
   std::vector<Record> records_;
   int beeps_ = 0;
 };

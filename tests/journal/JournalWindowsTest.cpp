@@ -103,6 +103,35 @@ TEST_F(JournalWindowsTest, FilterAndExportTheRowsShown) {
   EXPECT_TRUE(sink_.texts.isEmpty());
 }
 
+// The operator at a slow disk: the next turn of the event loop stalls past the half second after
+// which a progress bar shows, and the first bar seen is cancelled, its text kept.
+class CancelTheFirstBar {
+ public:
+  CancelTheFirstBar() {
+    slowDisk_.setSingleShot(true);
+    QObject::connect(&slowDisk_, &QTimer::timeout,
+                     [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
+    slowDisk_.start(0);
+    QObject::connect(&operatorEye_, &QTimer::timeout, [this] {
+      for (QWidget* w : QApplication::topLevelWidgets()) {
+        auto* bar = qobject_cast<QProgressDialog*>(w);
+        if (bar != nullptr && bar->isVisible() && seen_.isEmpty()) {
+          seen_ = bar->labelText();
+          bar->cancel();
+        }
+      }
+    });
+    operatorEye_.start(5);
+  }
+  const QString& Seen() const { return seen_; }
+  void Stop() { operatorEye_.stop(); }
+
+ private:
+  QTimer slowDisk_;
+  QTimer operatorEye_;
+  QString seen_;
+};
+
 // An export that runs longer than half a second (here the disk is slow once) shows its bar with
 // the count; Cancel there leaves no file and says how far the export came.
 TEST_F(JournalWindowsTest, ALongExportShowsItsCountAndCancelLeavesNoFile) {
@@ -116,28 +145,13 @@ TEST_F(JournalWindowsTest, ALongExportShowsItsCountAndCancelLeavesNoFile) {
   const QString file = dir_.filePath(QStringLiteral("big.csv"));
   prompter_.QueueSaveFile(file);
 
-  QTimer slowDisk;
-  slowDisk.setSingleShot(true);
-  QObject::connect(&slowDisk, &QTimer::timeout,
-                   [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
-  slowDisk.start(0);
-  QString seen;
-  QTimer operatorEye;
-  QObject::connect(&operatorEye, &QTimer::timeout, [&seen] {
-    for (QWidget* w : QApplication::topLevelWidgets()) {
-      auto* bar = qobject_cast<QProgressDialog*>(w);
-      if (bar != nullptr && bar->isVisible() && seen.isEmpty()) {
-        seen = bar->labelText();
-        bar->cancel();
-      }
-    }
-  });
-  operatorEye.start(5);
+  CancelTheFirstBar operatorAtSlowDisk;
   EXPECT_FALSE(window.ExportCsv());
   // The bar shows at the first chunk after the half second: after the first or second.
   const QRegularExpressionMatch count =
-      QRegularExpression(QStringLiteral("^Exporting entries: ([12],000) of 5,000$")).match(seen);
-  ASSERT_TRUE(count.hasMatch()) << seen.toStdString();
+      QRegularExpression(QStringLiteral("^Exporting entries: ([12],000) of 5,000$"))
+          .match(operatorAtSlowDisk.Seen());
+  ASSERT_TRUE(count.hasMatch()) << operatorAtSlowDisk.Seen().toStdString();
   EXPECT_FALSE(QFile::exists(file));
   EXPECT_EQ(prompter_.Records().back().text,
             QStringLiteral("The export was cancelled after %1 of 5,000 entries; %2 was not "
@@ -172,35 +186,19 @@ TEST_F(JournalWindowsTest, CancelWhileReadingALargeJournalSaysWhatIsShown) {
   ASSERT_EQ(window.Model().rowCount(), 3 * OperationJournal::ReadChunk);
   EXPECT_EQ(window.lblCount()->text(), "30000 of 30000");
 
-  QTimer slowDisk;
-  slowDisk.setSingleShot(true);
-  QObject::connect(&slowDisk, &QTimer::timeout,
-                   [] { QThread::msleep(ChunkProgressDialog::ShowAfterMs + 100); });
-  slowDisk.start(0);
-  QString seen;
-  QTimer operatorEye;
-  QObject::connect(&operatorEye, &QTimer::timeout, [&seen] {
-    for (QWidget* w : QApplication::topLevelWidgets()) {
-      auto* bar = qobject_cast<QProgressDialog*>(w);
-      if (bar != nullptr && bar->isVisible() && seen.isEmpty()) {
-        seen = bar->labelText();
-        bar->cancel();
-      }
-    }
-  });
-  operatorEye.start(5);
+  CancelTheFirstBar operatorAtSlowDisk;
   window.Reload();
   // The bar shows at the first chunk after the half second: after the first or second.
   const QRegularExpressionMatch count =
       QRegularExpression(QStringLiteral("^Reading journal entries: ([12])0,000 of 30,000$"))
-          .match(seen);
-  ASSERT_TRUE(count.hasMatch()) << seen.toStdString();
+          .match(operatorAtSlowDisk.Seen());
+  ASSERT_TRUE(count.hasMatch()) << operatorAtSlowDisk.Seen().toStdString();
   const int read = count.captured(1).toInt() * OperationJournal::ReadChunk;
   EXPECT_EQ(window.Model().rowCount(), read);
   EXPECT_EQ(window.lblCount()->text(),
             QStringLiteral("%1 of %1 (reading cancelled: only the oldest %1 entries were read)")
                 .arg(read));
-  operatorEye.stop();
+  operatorAtSlowDisk.Stop();
   window.Reload();
   EXPECT_EQ(window.lblCount()->text(), "30000 of 30000");
 }
